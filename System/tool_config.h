@@ -1,0 +1,15 @@
+// The factory tool's settings, one record for the whole process.
+#pragma once
+
+#include "libsys/version.h"
+
+namespace identity {
+
+extern ToolConfig toolConfig;
+
+// A slot of the record that is set replaces what the board would say.
+inline int32_t Override(int32_t slot, int32_t value) {
+  return slot != -1 ? slot : value;
+}
+
+}  // namespace identity

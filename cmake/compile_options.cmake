@@ -1,0 +1,29 @@
+# What every target is compiled with, and what the product's targets have besides.
+set(SENTREL_SANITIZE "" CACHE STRING "Sanitizers to build with, separated by commas")
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+add_compile_definitions(_GNU_SOURCE _FILE_OFFSET_BITS=64)
+
+# All programs in one folder, all libraries in another: boards find the programs there.
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+
+if(SENTREL_SANITIZE)
+  add_compile_options(-fsanitize=${SENTREL_SANITIZE} -fno-sanitize-recover=all
+                      -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${SENTREL_SANITIZE})
+endif()
+
+# The product needs the C library and POSIX threads at run time and nothing else, so
+# it uses no exceptions, no run-time type information and no guards around statics.
+add_library(product_options INTERFACE)
+target_compile_options(product_options INTERFACE
+  $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>
+  -ffunction-sections -fdata-sections)

@@ -1,0 +1,131 @@
+// Supervision: the application and the launcher hand control to each other through the first
+// byte of a flag file. The launcher writes '0' before each start; the application writes '1'
+// just before it ends.
+#include <array>
+#include <utility>
+
+#include <pthread.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+#include "Base/descriptor.h"
+#include "Base/message.h"
+#include "launcher/launcher.h"
+#include "libsys/frontboard.h"
+#include "libsys/version.h"
+
+namespace launcher {
+
+// The console as it was, put back in every poll. Nothing assigns it, so nothing changes.
+int savedConsole = -1;
+
+namespace {
+
+constexpr const char *kFlagFile = "/opt/sav/Config/Config3";
+constexpr const char *kApplication = "/var/Vantor";
+constexpr unsigned kPollSeconds = 3;
+constexpr char kStarted = '0';
+constexpr char kHandedBack = '1';
+
+// OEM types whose panel is scanned by a thread of its own.
+constexpr std::array kScannedOemTypes = {2, 4, 8, 13};
+
+using Key = std::array<uint8_t, 4>;
+// The service keys: the middle bytes of an event 0xFF, group, code, 0x01.
+constexpr std::array<std::pair<uint8_t, uint8_t>, 2> kServiceKeys = {{{0x1A, 0xFE}, {0x01, 0x0C}}};
+
+base::Descriptor OpenFlagFile() {
+  base::Descriptor file(kFlagFile, O_RDWR | O_CREAT, 0644);
+  if (!file) puts("open failed");
+  return file;
+}
+
+void WriteStarted() {
+  const base::Descriptor file = OpenFlagFile();
+  const char state[] = {kStarted, '\0'};
+  lseek(file.get(), 0, SEEK_SET);
+  if (write(file.get(), state, sizeof state) <= 0) {
+    puts("Write failed");
+    exit(-1);
+  }
+}
+
+void WaitForHandBack(const base::Descriptor &file) {
+  for (;;) {
+    char state = kStarted;
+    lseek(file.get(), 0, SEEK_SET);
+    if (read(file.get(), &state, 1) < 0) puts("read failed");
+    fflush(stdout);
+    dup2(savedConsole, STDOUT_FILENO);
+    dup2(savedConsole, STDERR_FILENO);
+    if (state == kHandedBack) return;
+    puts("quillon is running");
+    sleep(kPollSeconds);
+  }
+}
+
+// `line` is the one that the message names.
+void StartThread(void *(*body)(void *), int line) {
+  pthread_t thread;
+  if (pthread_create(&thread, nullptr, body, nullptr) == 0) return;
+  base::PrintAt({"sentrel", line}, "ThreadCreate failed\n");
+  exit(-1);
+}
+
+bool IsScanned() {
+  for (const int32_t oem : kScannedOemTypes) {
+    if (DvrGetHwidInformation(OEM_TYPE) == oem) return true;
+  }
+  return false;
+}
+
+void StartFrontPanel() {
+  puts("begin to read Frontboard");
+  if (DvrGetBoardType() == 0) return StartThread(McuProc, 463);
+  if (IsScanned()) StartThread(FrontScanProc, 480);
+  FrontboardInit();
+}
+
+bool IsServiceKey(const Key &key) {
+  if (key[0] != 0xFF || key[3] != 0x01) return false;
+  for (const auto &[group, code] : kServiceKeys) {
+    if (key[1] == group && key[2] == code) return true;
+  }
+  return false;
+}
+
+// A failed read leaves the buffer as it was, and it is looked at all the same.
+void WaitForServiceKey(Key &key) {
+  do {
+    if (FrontboardRead(key.data(), static_cast<int32_t>(key.size())) < 0) {
+      puts("Test : FrontboardRead faield");
+    }
+  } while (!IsServiceKey(key));
+}
+
+}  // namespace
+
+void Supervise() {
+  Key key = {};
+  for (;;) {
+    WriteStarted();
+    fflush(stdout);
+    // The process that the start-up script knows becomes the application; the child
+    // supervises. When there is no child, there is no supervision either.
+    if (fork() != 0) {
+      puts("ch=---->");
+      Become(kApplication);
+    }
+    {
+      const base::Descriptor file = OpenFlagFile();
+      WaitForHandBack(file);
+      StartFrontPanel();
+      WaitForServiceKey(key);
+    }
+    FrontboardStop();
+  }
+}
+
+}  // namespace launcher

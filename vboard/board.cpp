@@ -1,0 +1,159 @@
+#include "vboard/board.h"
+
+#include <errno.h>
+#include <signal.h>
+#include <string.h>
+
+#include <filesystem>
+#include <stdexcept>
+
+#include "vboard/device.h"
+#include "vboard/real.h"
+
+namespace vboard {
+namespace {
+
+struct Process {
+  std::string folder;
+  Shared *state = nullptr;
+  bool attached = false;
+} process;
+
+constexpr size_t kAlignment = 64;
+
+size_t Aligned(size_t size) {
+  return (size + kAlignment - 1) / kAlignment * kAlignment;
+}
+
+size_t StateSize() {
+  size_t size = Aligned(sizeof(Shared));
+  for (const Device *device : Devices()) size += Aligned(device->stateSize);
+  return size;
+}
+
+int64_t Now() {
+  timespec now;
+  static auto *const next = real::Next<int(clockid_t, timespec *)>("clock_gettime");
+  next(CLOCK_MONOTONIC, &now);
+  return int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+}
+
+void MapState(const std::string &folder, int flags) {
+  const std::string path = folder + "/state";
+  const int fd = real::open(path.c_str(), O_RDWR | O_CLOEXEC | flags, 0600);
+  if (fd < 0) throw std::runtime_error(folder + ": no board is here");
+  if ((flags & O_CREAT) != 0 && ftruncate(fd, static_cast<off_t>(StateSize())) != 0) {
+    real::close(fd);
+    throw std::runtime_error(path + ": " + strerror(errno));
+  }
+  void *memory = real::map(nullptr, StateSize(), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+  real::close(fd);
+  if (memory == MAP_FAILED) throw std::runtime_error(path + ": " + strerror(errno));
+  process.folder = folder;
+  process.state = static_cast<Shared *>(memory);
+}
+
+void MakeLock(pthread_mutex_t *lock) {
+  pthread_mutexattr_t attributes;
+  pthread_mutexattr_init(&attributes);
+  pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED);
+  pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
+  pthread_mutex_init(lock, &attributes);
+  pthread_mutexattr_destroy(&attributes);
+}
+
+}  // namespace
+
+void Open(const std::string &folder) {
+  Detach();
+  MapState(folder, 0);
+  if (State().size == StateSize()) return;
+  Detach();
+  throw std::runtime_error(folder + ": this board was made by another version of vboard");
+}
+
+void Attach(const std::string &folder) {
+  Open(folder);
+  process.attached = true;
+}
+
+void Detach() {
+  if (process.state != nullptr) real::unmap(process.state, StateSize());
+  process = {};
+}
+
+bool Attached() {
+  return process.attached;
+}
+const std::string &Folder() {
+  return process.folder;
+}
+Shared &State() {
+  return *process.state;
+}
+
+void CreateState(const std::string &folder) {
+  Detach();
+  std::filesystem::remove(folder + "/state");
+  MapState(folder, O_CREAT);
+  State().size = static_cast<uint32_t>(StateSize());
+  MakeLock(&State().lock);
+  State().speed = 1;
+  State().power = Power::kOff;
+  State().powerOnTime = Now();
+}
+
+void *DeviceState(const Device &device) {
+  char *place = reinterpret_cast<char *>(process.state) + Aligned(sizeof(Shared));
+  for (const Device *other : Devices()) {
+    if (other == &device) return place;
+    place += Aligned(other->stateSize);
+  }
+  return nullptr;
+}
+
+double BoardTime() {
+  return static_cast<double>(Now() - State().powerOnTime) * 1e-9 * State().speed;
+}
+
+void SetSpeed(uint32_t speed) {
+  State().speed = speed;
+}
+
+void PowerOn() {
+  Shared &state = State();
+  for (auto &number : state.processes) number = 0;
+  for (Mount &mount : state.mounts) mount = {};
+  state.powerOnTime = Now();
+  state.power = Power::kOn;
+  ++state.boots;
+  for (const Device *device : Devices()) {
+    if (device->powerOn != nullptr) device->powerOn();
+  }
+}
+
+int ProcessNumber() {
+  if (!Attached()) return 0;  // the board itself
+  const int32_t id = getpid();
+  int number = 0;
+  for (auto &place : State().processes) {
+    ++number;
+    int32_t free = 0;
+    if (place == id || place.compare_exchange_strong(free, id)) return number;
+  }
+  return 0;
+}
+
+Lock::Lock() {
+  sigset_t all;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &signals_);
+  if (pthread_mutex_lock(&State().lock) == EOWNERDEAD) pthread_mutex_consistent(&State().lock);
+}
+
+Lock::~Lock() {
+  pthread_mutex_unlock(&State().lock);
+  pthread_sigmask(SIG_SETMASK, &signals_, nullptr);
+}
+
+}  // namespace vboard

@@ -1,0 +1,124 @@
+// A board's body: the folder that holds it and the state that all its processes share.
+//
+// A board lives in a folder:
+//   root/     the files that programs on the board see below /
+//   disks/    what the file systems on its flash and disks hold
+//   events    the event log, one line an event
+//   state     the memory shared by every process on the board and by the command vboard
+#pragma once
+
+#include <pthread.h>
+#include <stddef.h>
+#include <stdint.h>
+#include <sys/types.h>
+
+#include <atomic>
+#include <string>
+#include <string_view>
+
+namespace vboard {
+
+struct Device;
+
+enum class Power : uint32_t { kOn, kOff, kRestart, kCut };
+
+// A fault waiting for its call: the nth call of this name with this path fails.
+struct Fault {
+  char call[16];
+  char path[64];  // empty: any path
+  int32_t error;  // errno value; 0 marks a free slot
+  uint32_t nth;   // counts down to 1
+  uint32_t repeat;
+};
+
+// Where in a flash operation the power goes.
+enum class Moment : uint32_t { kNone, kBefore, kInside, kAfter };
+
+// The power goes at the nth flash operation from now on.
+struct PowerCut {
+  uint32_t operation;  // counts down to 1; 0: no cut is planned
+  Moment moment;
+  uint32_t bytes;  // kInside: how much of the operation is carried out
+};
+
+struct Mount {
+  char point[64];    // empty marks a free slot
+  char source[64];   // the device that is mounted there
+  char content[64];  // folder below disks/
+};
+
+// The part of the state that belongs to no device.
+struct Shared {
+  uint32_t size;
+  pthread_mutex_t lock;
+  std::atomic<uint32_t> speed;       // board seconds a real second
+  std::atomic<int64_t> powerOnTime;  // monotonic clock, nanoseconds
+  std::atomic<Power> power;
+  std::atomic<uint32_t> boots;
+  std::atomic<int32_t> processGroup;  // of the programs on the board; 0: only this process
+  std::atomic<uint32_t> flashOperations;
+  char console[64];  // the terminal that events are shown on besides the log, or empty
+  std::atomic<int32_t> processes[64];   // process ids; the place is the process's number less 1
+  std::atomic<uint32_t> faultsPlanned;  // 0 while none ever was, so that calls need not look
+  Fault faults[16];
+  PowerCut cut;
+  Mount mounts[16];
+};
+
+// Attaches this process to the board in a folder made by MakeBoard. From then on the calls
+// of this process reach the board. Throws std::runtime_error when there is no such board.
+void Attach(const std::string &folder);
+void Detach();
+bool Attached();
+
+// Maps the board's state without redirecting this process's calls, which is what the command
+// and a machine's power supply want.
+void Open(const std::string &folder);
+
+const std::string &Folder();
+Shared &State();
+
+// The bytes of the shared state that belong to a device, zero when the board is made.
+void *DeviceState(const Device &device);
+template <typename T>
+T &StateOf(const Device &device) {
+  return *static_cast<T *>(DeviceState(device));
+}
+
+// Creates the state of a new board in a folder and opens it.
+void CreateState(const std::string &folder);
+
+// Board time: seconds since power-on.
+double BoardTime();
+void SetSpeed(uint32_t speed);
+
+// Starts a power cycle: the mounts and every device's volatile state go back to their start.
+void PowerOn();
+
+// The number of this process on the board, counted from 1 in order of appearance.
+int ProcessNumber();
+
+// Holds the board's lock. A process that dies with it leaves it to the next; a signal handler
+// cannot come in between.
+class Lock {
+ public:
+  Lock();
+  ~Lock();
+  Lock(const Lock &) = delete;
+  Lock &operator=(const Lock &) = delete;
+
+ private:
+  sigset_t signals_;
+};
+
+// Adds a line to the event log, as printf does.
+[[gnu::format(printf, 1, 2)]] void Event(const char *format, ...);
+
+// Copies a text into a field of the shared state, cut to its size.
+template <size_t N>
+void Store(char (&field)[N], std::string_view text) {
+  const size_t length = text.copy(field, N - 1);
+  field[length] = '\0';
+}
+
+}  // namespace vboard

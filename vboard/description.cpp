@@ -1,0 +1,167 @@
+#include "vboard/description.h"
+
+#include <toml++/toml.h>
+
+#include <algorithm>
+#include <set>
+
+namespace vboard {
+
+struct Section::Node {
+  std::shared_ptr<const toml::table> root;
+  const toml::table *table;
+  std::string file;
+  mutable std::set<std::string, std::less<>> asked;
+  mutable std::vector<std::shared_ptr<const Node>> children;
+};
+
+namespace {
+
+const toml::table kEmpty;
+
+std::string Place(const std::string &file, const toml::source_region &region) {
+  return file + ":" + std::to_string(region.begin.line) + ": ";
+}
+
+const toml::node *Ask(const Section::Node &node, const char *key) {
+  node.asked.insert(key);
+  return node.table->get(key);
+}
+
+}  // namespace
+
+Section::Section(std::shared_ptr<const Node> node) : node_(std::move(node)) {}
+Section::~Section() = default;
+
+void Section::Fail(const char *key, const std::string &what) {
+  const toml::node *value = node_->table->get(key);
+  const auto &region = value != nullptr ? value->source() : node_->table->source();
+  throw DescriptionError(Place(node_->file, region) + "'" + key + "' " + what);
+}
+
+bool Section::Has(const char *key) {
+  return Ask(*node_, key) != nullptr;
+}
+
+std::string Section::Text(const char *key, const char *otherwise) {
+  return Has(key) ? Text(key) : otherwise;
+}
+
+std::string Section::Text(const char *key) {
+  const toml::node *value = Ask(*node_, key);
+  if (value == nullptr) Fail(key, "is missing");
+  if (!value->is_string()) Fail(key, "has to be a text");
+  return value->as_string()->get();
+}
+
+int64_t Section::Number(const char *key, int64_t otherwise, int64_t lowest, int64_t highest) {
+  return Has(key) ? Number(key, lowest, highest) : otherwise;
+}
+
+int64_t Section::Number(const char *key, int64_t lowest, int64_t highest) {
+  const toml::node *value = Ask(*node_, key);
+  if (value == nullptr) Fail(key, "is missing");
+  if (!value->is_integer()) Fail(key, "has to be a whole number");
+  const int64_t number = value->as_integer()->get();
+  if (number < lowest || number > highest) {
+    Fail(key, "has to be from " + std::to_string(lowest) + " to " + std::to_string(highest));
+  }
+  return number;
+}
+
+bool Section::Flag(const char *key, bool otherwise) {
+  const toml::node *value = Ask(*node_, key);
+  if (value == nullptr) return otherwise;
+  if (!value->is_boolean()) Fail(key, "has to be true or false");
+  return value->as_boolean()->get();
+}
+
+std::vector<std::string> Section::Texts(const char *key) {
+  std::vector<std::string> texts;
+  const toml::node *value = Ask(*node_, key);
+  if (value == nullptr) return texts;
+  if (!value->is_array()) Fail(key, "has to be a list of texts");
+  for (const toml::node &element : *value->as_array()) {
+    if (!element.is_string()) Fail(key, "has to be a list of texts");
+    texts.push_back(element.as_string()->get());
+  }
+  return texts;
+}
+
+std::vector<std::vector<int64_t>> Section::Rows(const char *key, size_t length) {
+  const std::string what = "has to be a list of rows of " + std::to_string(length) + " numbers";
+  std::vector<std::vector<int64_t>> rows;
+  const toml::node *value = Ask(*node_, key);
+  if (value == nullptr) return rows;
+  if (!value->is_array()) Fail(key, what);
+  for (const toml::node &element : *value->as_array()) {
+    const toml::array *numbers = element.as_array();
+    if (numbers == nullptr || numbers->size() != length) Fail(key, what);
+    std::vector<int64_t> &row = rows.emplace_back();
+    for (const toml::node &number : *numbers) {
+      if (!number.is_integer()) Fail(key, what);
+      row.push_back(number.as_integer()->get());
+    }
+  }
+  return rows;
+}
+
+std::vector<std::pair<std::string, std::string>> Section::Pairs(const char *key) {
+  std::vector<std::pair<std::string, std::string>> pairs;
+  const toml::node *value = Ask(*node_, key);
+  if (value == nullptr) return pairs;
+  if (!value->is_table()) Fail(key, "has to be a table of texts");
+  std::vector<std::pair<toml::source_position, std::pair<std::string, std::string>>> placed;
+  for (const auto &[name, element] : *value->as_table()) {
+    if (!element.is_string()) Fail(key, "has to be a table of texts");
+    placed.push_back({name.source().begin, {std::string(name.str()), element.as_string()->get()}});
+  }
+  std::sort(placed.begin(), placed.end(),
+            [](const auto &a, const auto &b) { return a.first < b.first; });
+  for (auto &entry : placed) pairs.push_back(std::move(entry.second));
+  return pairs;
+}
+
+Section Section::Table(const char *key) {
+  const toml::node *value = Ask(*node_, key);
+  if (value != nullptr && !value->is_table()) Fail(key, "has to be a table");
+  auto child = std::make_shared<Node>(
+      Node{node_->root, value == nullptr ? &kEmpty : value->as_table(), node_->file, {}, {}});
+  node_->children.push_back(child);
+  return Section(child);
+}
+
+std::vector<Section> Section::Tables(const char *key) {
+  std::vector<Section> sections;
+  const toml::node *value = Ask(*node_, key);
+  if (value == nullptr) return sections;
+  if (!value->is_array_of_tables()) Fail(key, "has to be a list of tables");
+  for (const toml::node &element : *value->as_array()) {
+    auto child = std::make_shared<Node>(Node{node_->root, element.as_table(), node_->file, {}, {}});
+    node_->children.push_back(child);
+    sections.push_back(Section(child));
+  }
+  return sections;
+}
+
+void Section::RefuseUnknownKeys() {
+  for (const auto &[key, value] : *node_->table) {
+    if (!node_->asked.contains(key.str())) {
+      throw DescriptionError(Place(node_->file, key.source()) + "unknown key '" +
+                             std::string(key.str()) + "'");
+    }
+  }
+  for (const auto &child : node_->children) Section(child).RefuseUnknownKeys();
+}
+
+Section ReadDescription(const std::string &path) {
+  try {
+    auto root = std::make_shared<const toml::table>(toml::parse_file(path));
+    return Section(std::make_shared<Section::Node>(Section::Node{root, root.get(), path, {}, {}}));
+  } catch (const toml::parse_error &error) {
+    if (error.source().begin.line == 0) throw DescriptionError(path + ": cannot be read");
+    throw DescriptionError(Place(path, error.source()) + std::string(error.description()));
+  }
+}
+
+}  // namespace vboard

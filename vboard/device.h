@@ -1,0 +1,59 @@
+// A device of the board: one file under devices/ and one entry in the table of devices.cpp.
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+#include <sys/types.h>
+
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace vboard {
+
+class Section;
+
+// What a person or a scenario can do to a device: "vboard gpio set 1 5 0".
+struct Action {
+  const char *name;       // "gpio set"
+  const char *arguments;  // "GROUP BIT LEVEL"
+  const char *help;
+  // Throws std::invalid_argument on unusable words.
+  void (*run)(std::span<const std::string> words);
+};
+
+// Everything but the name may be left out. Calls that a device does not handle reach the
+// plain file that stands for it below root/.
+struct Device {
+  const char *name;  // also the name of its section in a board description
+  size_t stateSize = 0;
+  // Paths that belong to the board; "/dev/mtd" covers "/dev/mtd0" as well.
+  std::span<const char *const> paths = {};
+
+  // Makes the device from its section: files below root/, initial state.
+  void (*make)(Section &section) = nullptr;
+  void (*powerOn)() = nullptr;
+  // Reports what programs did without a call, such as writes to mapped registers.
+  void (*settle)() = nullptr;
+
+  // The unit that this path names, or -1 when it is none of this device's special files.
+  int (*unit)(std::string_view path) = nullptr;
+  // The calls on an open special file; results and errno as the system call has them.
+  ssize_t (*write)(int unit, int fd, const void *data, size_t length, int64_t *offset) = nullptr;
+  int (*ioctl)(int unit, int fd, unsigned long request, void *argument) = nullptr;
+  void *(*map)(int fd, void *address, size_t length, int protection, int flags,
+               int64_t offset) = nullptr;
+  bool (*unmap)(void *address, size_t length) = nullptr;
+
+  // Mounts a block device of this kind: 0 and the folder below disks/, or an errno value; -1
+  // when the source is none of its own.
+  int (*mount)(std::string_view source, std::string_view type, std::string *content) = nullptr;
+  // A shell command whose first word is this device's: its exit status, or -1 when it is not.
+  int (*command)(std::string_view line) = nullptr;
+
+  std::span<const Action> actions = {};
+};
+
+std::span<const Device *const> Devices();
+
+}  // namespace vboard

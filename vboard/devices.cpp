@@ -1,0 +1,21 @@
+// The table of the board's devices. The first one that knows a path or a command has it.
+#include "vboard/device.h"
+
+namespace vboard {
+
+extern const Device kFlash;
+extern const Device kBootParameters;
+extern const Device kGpio;
+extern const Device kMemory;
+extern const Device kFiles;
+extern const Device kPower;
+extern const Device kFaults;
+
+std::span<const Device *const> Devices() {
+  static const Device *const devices[] = {
+      &kFlash, &kBootParameters, &kGpio, &kMemory, &kFiles, &kPower, &kFaults,
+  };
+  return devices;
+}
+
+}  // namespace vboard

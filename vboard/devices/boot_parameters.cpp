@@ -1,0 +1,38 @@
+// The boot parameters that the kernel shows at /proc/vss/bootpara: the hardware identifier and
+// the OEM code. The OEM code can be replaced by a file of the customer's.
+#include <inttypes.h>
+#include <stdio.h>
+
+#include "vboard/description.h"
+#include "vboard/device.h"
+#include "vboard/files.h"
+
+namespace vboard {
+namespace {
+
+void Make(Section &section) {
+  const std::string product = section.Text("product", "");
+  const int64_t oem = section.Number("oem", -1, 0, UINT32_MAX);
+  const int64_t patch = section.Number("custom_oem", -1, 0, UINT32_MAX);
+  char line[32];
+  std::string text;
+  if (!product.empty()) text += "product=" + product + "\n";
+  if (oem >= 0) {
+    snprintf(line, sizeof line, "oem %" PRIx64 "\n", oem);
+    text += line;
+  }
+  WriteFile(RootPath("/proc/vss/bootpara"), text);
+  if (patch >= 0) {
+    snprintf(line, sizeof line, "oem %" PRIx64 "\n", patch);
+    WriteFile(RootPath("/opt/custom/patch"), line);
+  }
+}
+
+constexpr const char *kPaths[] = {"/proc/vss"};
+
+}  // namespace
+
+extern const Device kBootParameters;
+const Device kBootParameters = {.name = "identity", .paths = kPaths, .make = Make};
+
+}  // namespace vboard

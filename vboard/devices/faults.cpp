@@ -1,0 +1,28 @@
+// Not a part that anybody could hold in hand: calls that fail when a person plans it.
+#include "vboard/faults.h"
+
+#include "vboard/device.h"
+
+namespace vboard {
+namespace {
+
+void Plan(std::span<const std::string> words, bool repeat) {
+  PlanFault(words[0].c_str(), words[1] == "-" ? "" : words[1], ErrorNumber(words[3]),
+            static_cast<unsigned>(std::stoul(words[2])), repeat);
+}
+
+constexpr Action kActions[] = {
+    {"fault once", "CALL PATH NTH ERROR",
+     "the NTH CALL (open, read, write, ioctl, mmap, mount, exec, ...) on PATH ('-': on any) fails "
+     "with ERROR, such as EIO",
+     [](std::span<const std::string> words) { Plan(words, false); }},
+    {"fault always", "CALL PATH NTH ERROR", "the same for the NTH call and every later one",
+     [](std::span<const std::string> words) { Plan(words, true); }},
+};
+
+}  // namespace
+
+extern const Device kFaults;
+const Device kFaults = {.name = "faults", .actions = kActions};
+
+}  // namespace vboard

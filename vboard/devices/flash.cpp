@@ -1,0 +1,256 @@
+// NOR flash behind the kernel's MTD devices: an erase sets a whole sector to 0xFF, a write can
+// only clear bits, and the power can go before, inside and after each of them. The bytes of a
+// partition are the file that stands for its device.
+//
+// Its file systems: a partition mounts as jffs2 when each of its sectors is erased or begins
+// with a jffs2 node. The files themselves are kept beside the flash; they belong to the first
+// sector and are gone when that is erased.
+#include <errno.h>
+#include <mtd/mtd-user.h>
+#include <stdio.h>
+#include <string.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <vector>
+
+#include "vboard/board.h"
+#include "vboard/description.h"
+#include "vboard/device.h"
+#include "vboard/faults.h"
+#include "vboard/files.h"
+#include "vboard/real.h"
+
+namespace vboard {
+extern const Device kFlash;
+namespace {
+
+constexpr size_t kMostPartitions = 16;
+constexpr std::string_view kCharacterDevice = "/dev/mtd";
+constexpr std::string_view kBlockDevice = "/dev/mtdblock";
+constexpr char kJffs2Magic[] = {'\x85', '\x19'};
+// The node that jffs2 puts at the start of an erased sector.
+constexpr char kCleanMarker[] = {'\x85', '\x19', '\x03', '\x20', '\x0c', 0,
+                                 0,      0,      '\xb1', '\xb0', '\x1e', '\xe4'};
+
+struct FlashState {
+  uint32_t sectorSize;
+  uint32_t partitions;
+  uint32_t sizes[kMostPartitions];
+};
+
+FlashState &Flash() {
+  return StateOf<FlashState>(kFlash);
+}
+
+std::string DevicePath(std::string_view prefix, size_t unit) {
+  return std::string(prefix) + std::to_string(unit);
+}
+
+// The unit in a path of a prefix and a decimal number, or -1.
+int UnitAfter(std::string_view prefix, std::string_view path) {
+  if (!path.starts_with(prefix)) return -1;
+  for (size_t unit = 0; unit < Flash().partitions; ++unit) {
+    if (path.substr(prefix.size()) == std::to_string(unit)) return static_cast<int>(unit);
+  }
+  return -1;
+}
+
+std::string MadeContent(Section &partition, size_t size, size_t sectorSize) {
+  const std::string kind = partition.Text("content", "erased");
+  if (kind == "erased") return std::string(size, '\xff');
+  if (kind == "zero") return std::string(size, '\0');
+  std::string content(size, '\xff');
+  if (kind == "jffs2") {
+    for (size_t at = 0; at < size; at += sectorSize) content.replace(at, 12, kCleanMarker, 12);
+  } else if (kind == "garbage") {
+    for (size_t at = 0; at < size; ++at) content[at] = static_cast<char>(at * 167 + at / 251);
+  } else {
+    partition.Fail("content", "has to be erased, zero, garbage or jffs2");
+  }
+  return content;
+}
+
+// A block of boot variables, made by its own rules and not by the product's code.
+std::string EnvironmentBlock(Section &environment, size_t size) {
+  std::string list;
+  for (const auto &[name, value] : environment.Pairs("variables")) {
+    list += name + "=" + value + '\0';
+  }
+  if (list.size() + 5 > size) environment.Fail("variables", "do not fit the block");
+  list.resize(size - 4, '\0');
+  const auto crc = static_cast<uint32_t>(
+      crc32(0, reinterpret_cast<const Bytef *>(list.data()), static_cast<uInt>(list.size())));
+  std::string block;
+  for (unsigned shift = 0; shift < 32; shift += 8) block += static_cast<char>(crc >> shift);
+  return block + list;
+}
+
+void PutEnvironment(Section &section, const std::vector<std::string> &names,
+                    std::vector<std::string> &contents) {
+  if (!section.Has("environment")) return;
+  Section environment = section.Table("environment");
+  const std::string name = environment.Text("partition");
+  const auto found = std::find(names.begin(), names.end(), name);
+  if (found == names.end()) environment.Fail("partition", "names no partition");
+  std::string &content = contents[static_cast<size_t>(found - names.begin())];
+  const auto size = static_cast<size_t>(environment.Number("size", 16, 0x100000));
+  const auto offset = static_cast<size_t>(environment.Number("offset", 0, 0xffffffff));
+  if (offset + size > content.size()) environment.Fail("offset", "does not fit the partition");
+  content.replace(offset, size, EnvironmentBlock(environment, size));
+}
+
+void Make(Section &section) {
+  FlashState &flash = Flash();
+  flash.sectorSize = static_cast<uint32_t>(section.Number("sector_size", 0x20000, 0x100, 0x400000));
+  const int64_t chip = section.Number("size", 0x1000000, 0x100, 0x10000000);
+  std::string table = "dev:    size   erasesize  name\n";
+  std::vector<std::string> names;
+  std::vector<std::string> contents;
+  int64_t used = 0;
+  for (Section &partition : section.Tables("partition")) {
+    const size_t unit = flash.partitions;
+    if (unit == kMostPartitions) partition.Fail("name", "is one partition too many");
+    const int64_t size = partition.Number("size", 1, chip);
+    if (size % flash.sectorSize != 0) partition.Fail("size", "has to be whole sectors");
+    used += size;
+    if (used > chip) partition.Fail("size", "does not fit the flash");
+    flash.sizes[flash.partitions++] = static_cast<uint32_t>(size);
+    names.push_back(partition.Text("name"));
+    char line[160];
+    snprintf(line, sizeof line, "mtd%zu: %08x %08x \"%s\"\n", unit, flash.sizes[unit],
+             flash.sectorSize, names.back().c_str());
+    table += line;
+    contents.push_back(MadeContent(partition, static_cast<size_t>(size), flash.sectorSize));
+    const std::string folder = Folder() + "/disks/mtd" + std::to_string(unit) + "/";
+    WriteFile(folder, "");
+    for (const auto &[name, text] : partition.Pairs("files")) WriteFile(folder + name, text);
+  }
+  PutEnvironment(section, names, contents);
+  for (size_t unit = 0; unit < contents.size(); ++unit) {
+    WriteFile(RootPath(DevicePath(kCharacterDevice, unit)), contents[unit]);
+    WriteFile(RootPath(DevicePath(kBlockDevice, unit)), "");
+  }
+  if (!contents.empty()) WriteFile(RootPath("/proc/mtd"), table);
+}
+
+int Unit(std::string_view path) {
+  return UnitAfter(kCharacterDevice, path);
+}
+
+ssize_t Write(int unit, int fd, const void *data, size_t length, int64_t *offset) {
+  const int64_t position = offset != nullptr ? *offset : real::seek(fd, 0, SEEK_CUR);
+  const int64_t size = Flash().sizes[unit];
+  if (position >= size) {
+    errno = ENOSPC;
+    return -1;
+  }
+  length = std::min(length, static_cast<size_t>(size - position));
+  std::vector<uint8_t> cells(length);
+  const auto *bytes = static_cast<const uint8_t *>(data);
+  ssize_t result = 0;
+  {
+    Lock lock;
+    result = real::pread(fd, cells.data(), length, position);
+    if (result < 0) return -1;
+    for (size_t i = 0; i < length; ++i) cells[i] &= bytes[i];
+    WithPowerCut(length, [&](size_t count) {
+      if (count > 0) result = real::pwrite(fd, cells.data(), count, position);
+    });
+  }
+  if (result < 0) return -1;
+  Event("flash: write mtd%d 0x%llx +0x%zx", unit, static_cast<long long>(position), length);
+  if (offset == nullptr) real::seek(fd, position + result, SEEK_SET);
+  return result;
+}
+
+int Erase(int unit, int fd, const erase_info_user &sector) {
+  const FlashState &flash = Flash();
+  if (sector.length == 0 || sector.start % flash.sectorSize != 0 ||
+      sector.length % flash.sectorSize != 0 ||
+      uint64_t{sector.start} + sector.length > flash.sizes[unit]) {
+    errno = EINVAL;
+    return -1;
+  }
+  const std::vector<uint8_t> erased(sector.length, 0xff);
+  ssize_t result = 0;
+  {
+    Lock lock;
+    WithPowerCut(erased.size(), [&](size_t count) {
+      if (count > 0) result = real::pwrite(fd, erased.data(), count, sector.start);
+    });
+  }
+  if (result < 0) return -1;
+  Event("flash: erase mtd%d 0x%x +0x%x", unit, sector.start, sector.length);
+  return 0;
+}
+
+int Ioctl(int unit, int fd, unsigned long request, void *argument) {
+  if (static_cast<uint32_t>(request) == static_cast<uint32_t>(MEMERASE)) {
+    return Erase(unit, fd, *static_cast<const erase_info_user *>(argument));
+  }
+  errno = ENOTTY;
+  return -1;
+}
+
+int MountJffs2(std::string_view source, std::string_view type, std::string *content) {
+  const int unit = UnitAfter(kBlockDevice, source);
+  if (unit < 0) return -1;
+  if (type != "jffs2") return EINVAL;
+  const std::string path = RootPath(DevicePath(kCharacterDevice, static_cast<size_t>(unit)));
+  std::string cells = ReadFile(path);
+  const size_t sectorSize = Flash().sectorSize;
+  const std::string erased(sectorSize, '\xff');
+  for (size_t at = 0; at < cells.size(); at += sectorSize) {
+    if (cells.compare(at, sectorSize, erased) != 0 && cells.compare(at, 2, kJffs2Magic, 2) != 0) {
+      return EIO;
+    }
+  }
+  *content = "mtd" + std::to_string(unit);
+  const std::string folder = Folder() + "/disks/" + *content;
+  if (cells.compare(0, sectorSize, erased) == 0) {
+    std::filesystem::remove_all(folder);
+    std::filesystem::create_directory(folder);
+  }
+  for (size_t at = 0; at < cells.size(); at += sectorSize) {
+    if (cells.compare(at, sectorSize, erased) == 0) cells.replace(at, 12, kCleanMarker, 12);
+  }
+  WriteFile(path, cells);
+  return 0;
+}
+
+void CutAtOperation(std::span<const std::string> words) {
+  static constexpr std::pair<std::string_view, Moment> kMoments[] = {
+      {"before", Moment::kBefore}, {"inside", Moment::kInside}, {"after", Moment::kAfter}};
+  const auto *moment = std::find_if(std::begin(kMoments), std::end(kMoments),
+                                    [&](const auto &entry) { return entry.first == words[1]; });
+  if (moment == std::end(kMoments))
+    throw std::invalid_argument("MOMENT is before, inside or after");
+  PlanPowerCut(static_cast<unsigned>(std::stoul(words[0])), moment->second,
+               static_cast<unsigned>(std::stoul(words[2], nullptr, 0)));
+}
+
+constexpr const char *kPaths[] = {"/proc/mtd", "/dev/mtd"};
+constexpr Action kActions[] = {
+    {"flash cut", "OPERATION MOMENT BYTES",
+     "cut the power at the OPERATIONth erase or write from now on, MOMENT 'before' it, 'inside' "
+     "it with BYTES of it done, or 'after' it",
+     CutAtOperation},
+};
+
+}  // namespace
+
+const Device kFlash = {
+    .name = "flash",
+    .stateSize = sizeof(FlashState),
+    .paths = kPaths,
+    .make = Make,
+    .unit = Unit,
+    .write = Write,
+    .ioctl = Ioctl,
+    .mount = MountJffs2,
+    .actions = kActions,
+};
+
+}  // namespace vboard

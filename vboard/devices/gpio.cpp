@@ -1,0 +1,119 @@
+// The GPIO controller behind /dev/hi_gpio: 8 groups of 8 lines. The log shows a line when its
+// direction or its driven level changes.
+#include <errno.h>
+#include <stdint.h>
+
+#include <stdexcept>
+
+#include "vboard/board.h"
+#include "vboard/description.h"
+#include "vboard/device.h"
+#include "vboard/files.h"
+
+namespace vboard {
+extern const Device kGpio;
+namespace {
+
+constexpr unsigned kGroups = 8;
+constexpr unsigned kBits = 8;
+
+enum Request : unsigned long { kSetDirection = 1, kReadLevel = 3, kWriteLevel = 4 };
+
+struct Record {
+  uint32_t group, bit, value;
+};
+
+struct GpioState {
+  uint8_t input[kGroups][kBits];      // what the board's wiring drives
+  uint8_t output[kGroups][kBits];     // what the program drives
+  uint8_t direction[kGroups][kBits];  // 1: output
+};
+
+GpioState &Gpio() {
+  return StateOf<GpioState>(kGpio);
+}
+
+bool IsLine(int64_t group, int64_t bit) {
+  return group >= 0 && group < kGroups && bit >= 0 && bit < kBits;
+}
+
+void Make(Section &section) {
+  for (const auto &row : section.Rows("inputs", 3)) {
+    if (!IsLine(row[0], row[1]) || row[2] < 0 || row[2] > 1) {
+      section.Fail("inputs", "has to hold rows of group 0 to 7, bit 0 to 7, level 0 or 1");
+    }
+    Gpio().input[row[0]][row[1]] = static_cast<uint8_t>(row[2]);
+  }
+  WriteFile(RootPath("/dev/hi_gpio"), "");
+}
+
+void Reset() {
+  for (unsigned group = 0; group < kGroups; ++group) {
+    for (unsigned bit = 0; bit < kBits; ++bit) {
+      Gpio().output[group][bit] = 0;
+      Gpio().direction[group][bit] = 0;
+    }
+  }
+}
+
+int Unit(std::string_view path) {
+  return path == "/dev/hi_gpio" ? 0 : -1;
+}
+
+int Ioctl(int, int, unsigned long request, void *argument) {
+  Record &record = *static_cast<Record *>(argument);
+  if (!IsLine(record.group, record.bit)) {
+    errno = EINVAL;
+    return -1;
+  }
+  uint8_t &direction = Gpio().direction[record.group][record.bit];
+  uint8_t &output = Gpio().output[record.group][record.bit];
+  const uint8_t value = record.value != 0;
+  switch (request) {
+    case kSetDirection:
+      if (direction != value) {
+        Event("gpio: %u,%u %s", record.group, record.bit, value != 0 ? "output" : "input");
+      }
+      direction = value;
+      return 0;
+    case kReadLevel:
+      record.value = direction != 0 ? output : Gpio().input[record.group][record.bit];
+      return 0;
+    case kWriteLevel:
+      if (output != value) Event("gpio: %u,%u = %u", record.group, record.bit, value);
+      output = value;
+      return 0;
+    default:
+      errno = ENOTTY;
+      return -1;
+  }
+}
+
+void Set(std::span<const std::string> words) {
+  const int64_t group = std::stoll(words[0]);
+  const int64_t bit = std::stoll(words[1]);
+  if (!IsLine(group, bit)) throw std::invalid_argument("GROUP and BIT are 0 to 7");
+  Gpio().input[group][bit] = words[2] != "0";
+  Event("gpio: %d,%d driven %s from outside", static_cast<int>(group), static_cast<int>(bit),
+        words[2] != "0" ? "high" : "low");
+}
+
+constexpr const char *kPaths[] = {"/dev/hi_gpio"};
+constexpr Action kActions[] = {
+    {"gpio set", "GROUP BIT LEVEL", "drive an input line from outside", Set},
+};
+
+}  // namespace
+
+const Device kGpio = {
+    .name = "gpio",
+    .stateSize = sizeof(GpioState),
+    .paths = kPaths,
+    .make = Make,
+    .powerOn = Reset,
+    .unit = Unit,
+    .ioctl = Ioctl,
+    .actions = kActions,
+};
+
+}  // namespace vboard

@@ -1,0 +1,103 @@
+// Physical memory behind /dev/mem: a sparse file with a byte for each physical address, which
+// programs map. What they store there is seen when the page is compared with a copy: at the
+// next event and when it is unmapped. A store of the value that is there already stays unseen.
+#include <string.h>
+#include <unistd.h>
+
+#include <iterator>
+#include <vector>
+
+#include "vboard/board.h"
+#include "vboard/description.h"
+#include "vboard/device.h"
+#include "vboard/files.h"
+#include "vboard/real.h"
+
+namespace vboard {
+namespace {
+
+constexpr int64_t kAddresses = int64_t{1} << 32;
+constexpr size_t kMostMappings = 16;
+
+// A mapping of this process, with the bytes it held when it was last compared.
+struct Mapping {
+  volatile uint8_t *memory;
+  size_t length;
+  int64_t physical;
+  std::vector<uint8_t> seen;
+} mappings[kMostMappings];
+
+void Make(Section &section) {
+  const std::string path = RootPath("/dev/mem");
+  WriteFile(path, "");
+  if (truncate(path.c_str(), kAddresses) != 0) throw DescriptionError(path + ": no sparse files");
+  const int fd = real::open(path.c_str(), O_RDWR | O_CLOEXEC);
+  for (const auto &row : section.Rows("registers", 2)) {
+    if (row[0] < 0 || row[0] >= kAddresses || row[1] < 0 || row[1] > 0xff) {
+      real::close(fd);
+      section.Fail("registers", "has to hold rows of a 32-bit address and a byte");
+    }
+    const auto value = static_cast<uint8_t>(row[1]);
+    if (real::pwrite(fd, &value, 1, row[0]) != 1) section.Fail("registers", "cannot be stored");
+  }
+  real::close(fd);
+}
+
+int Unit(std::string_view path) {
+  return path == "/dev/mem" ? 0 : -1;
+}
+
+void Compare(Mapping &mapping) {
+  for (size_t i = 0; i < mapping.length; ++i) {
+    const uint8_t value = mapping.memory[i];
+    if (value == mapping.seen[i]) continue;
+    mapping.seen[i] = value;
+    Event("register: 0x%llx = 0x%02x",
+          static_cast<long long>(mapping.physical) + static_cast<long long>(i), value);
+  }
+}
+
+void Settle() {
+  for (Mapping &mapping : mappings) {
+    if (mapping.memory != nullptr) Compare(mapping);
+  }
+}
+
+void *Map(int fd, void *address, size_t length, int protection, int flags, int64_t offset) {
+  void *memory = real::map(address, length, protection, flags, fd, offset);
+  if (memory == MAP_FAILED) return memory;
+  for (Mapping &mapping : mappings) {
+    if (mapping.memory != nullptr) continue;
+    const auto *bytes = static_cast<uint8_t *>(memory);
+    mapping = {static_cast<uint8_t *>(memory), length, offset, {bytes, bytes + length}};
+    break;
+  }
+  return memory;
+}
+
+bool Unmap(void *address, size_t) {
+  for (Mapping &mapping : mappings) {
+    if (mapping.memory != address) continue;
+    Compare(mapping);
+    mapping = {};
+    return true;
+  }
+  return false;
+}
+
+constexpr const char *kPaths[] = {"/dev/mem"};
+
+}  // namespace
+
+extern const Device kMemory;
+const Device kMemory = {
+    .name = "memory",
+    .paths = kPaths,
+    .make = Make,
+    .settle = Settle,
+    .unit = Unit,
+    .map = Map,
+    .unmap = Unmap,
+};
+
+}  // namespace vboard

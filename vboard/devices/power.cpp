@@ -1,0 +1,51 @@
+// The board's power: the shell commands that restart it or switch it off, and a person at the
+// switch. The commands return at once, as they do on the board; the programs go on until the
+// board has shut down.
+#include <signal.h>
+
+#include "vboard/board.h"
+#include "vboard/device.h"
+#include "vboard/faults.h"
+
+namespace vboard {
+namespace {
+
+int Command(std::string_view line) {
+  if (line == "reboot") {
+    State().power = Power::kRestart;
+  } else if (line == "poweroff" || line == "halt") {
+    State().power = Power::kOff;
+  } else {
+    return -1;
+  }
+  return 0;
+}
+
+void Cycle(std::span<const std::string>) {
+  State().power = Power::kRestart;
+  Event("power: cycled from outside");
+}
+
+void Off(std::span<const std::string>) {
+  State().power = Power::kOff;
+  Event("power: switched off");
+}
+
+void Cut(std::span<const std::string>) {
+  State().power = Power::kCut;
+  Event("power: cut from outside");
+}
+
+constexpr Action kActions[] = {
+    {"power cycle", "", "restart the board once its programs are quiet", Cycle},
+    {"power off", "", "switch the board off once its programs are quiet", Off},
+    {"power cut", "", "pull the plug: every program stops where it is, then the board starts anew",
+     Cut},
+};
+
+}  // namespace
+
+extern const Device kPower;
+const Device kPower = {.name = "power", .command = Command, .actions = kActions};
+
+}  // namespace vboard

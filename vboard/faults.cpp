@@ -1,0 +1,82 @@
+#include "vboard/faults.h"
+
+#include <errno.h>
+#include <signal.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <stdexcept>
+
+namespace vboard {
+
+void PlanFault(const char *call, const std::string &path, int error, unsigned nth, bool repeat) {
+  Lock lock;
+  for (Fault &fault : State().faults) {
+    if (fault.error != 0) continue;
+    fault = {};
+    Store(fault.call, call);
+    Store(fault.path, path);
+    fault.error = error;
+    fault.nth = nth;
+    fault.repeat = repeat;
+    ++State().faultsPlanned;
+    return;
+  }
+  throw std::invalid_argument("too many faults are planned");
+}
+
+bool CallFails(const char *call, const char *path) {
+  if (State().faultsPlanned == 0) return false;
+  int error = 0;
+  {
+    Lock lock;
+    for (Fault &fault : State().faults) {
+      if (fault.error == 0 || strcmp(fault.call, call) != 0) continue;
+      if (fault.path[0] != '\0' && strcmp(fault.path, path) != 0) continue;
+      if (fault.nth > 1) {
+        --fault.nth;
+        continue;
+      }
+      error = fault.error;
+      if (fault.repeat == 0) fault = {};
+      break;
+    }
+  }
+  if (error == 0) return false;
+  Event("fault: %s %s: %s", call, path, strerrordesc_np(error));
+  errno = error;
+  return true;
+}
+
+void PlanPowerCut(unsigned nth, Moment moment, unsigned bytes) {
+  Lock lock;
+  State().cut = {nth, moment, bytes};
+}
+
+PowerCut TakePowerCut() {
+  ++State().flashOperations;
+  PowerCut &plan = State().cut;
+  if (plan.operation == 0 || --plan.operation > 0) return {};
+  const PowerCut cut = plan;
+  plan = {};
+  return cut;
+}
+
+void CutPower() {
+  Event("power cut");
+  State().power = Power::kCut;
+  const pid_t group = State().processGroup;
+  if (group > 0) kill(-group, SIGKILL);
+  kill(getpid(), SIGKILL);
+  _exit(1);
+}
+
+int ErrorNumber(const std::string &name) {
+  for (int error = 1; error < 200; ++error) {
+    const char *known = strerrorname_np(error);
+    if (known != nullptr && name == known) return error;
+  }
+  throw std::invalid_argument("'" + name + "' is no error name");
+}
+
+}  // namespace vboard

@@ -1,0 +1,114 @@
+#include "vboard/files.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <stdexcept>
+
+#include "vboard/board.h"
+#include "vboard/device.h"
+
+namespace vboard {
+namespace {
+
+// What stays the PC's own below /dev.
+constexpr const char *kOwnDevices[] = {
+    "/dev/null", "/dev/zero", "/dev/full",  "/dev/random", "/dev/urandom", "/dev/tty", "/dev/pts",
+    "/dev/ptmx", "/dev/shm",  "/dev/stdin", "/dev/stdout", "/dev/stderr",  "/dev/fd",
+};
+
+// True when the path is the prefix or something in the folder that it names.
+bool IsBelow(std::string_view path, std::string_view prefix) {
+  return path.starts_with(prefix) && (path.size() == prefix.size() || path[prefix.size()] == '/');
+}
+
+const Mount *FindMount(std::string_view path) {
+  const Mount *found = nullptr;
+  for (const Mount &mount : State().mounts) {
+    if (mount.point[0] == '\0' || !IsBelow(path, mount.point)) continue;
+    if (found == nullptr || strlen(mount.point) >= strlen(found->point)) found = &mount;
+  }
+  return found;
+}
+
+}  // namespace
+
+bool BelongsToBoard(std::string_view path) {
+  if (IsBelow(path, "/dev")) {
+    return std::none_of(std::begin(kOwnDevices), std::end(kOwnDevices),
+                        [&](const char *own) { return IsBelow(path, own); });
+  }
+  for (const Device *device : Devices()) {
+    for (const char *prefix : device->paths) {
+      if (path.starts_with(prefix)) return true;
+    }
+  }
+  return false;
+}
+
+std::string RootPath(std::string_view path) {
+  return Folder() + "/root" + std::string(path);
+}
+
+std::string PathOnBoard(std::string_view path) {
+  const Mount *mount = FindMount(path);
+  if (mount == nullptr) return RootPath(path);
+  return Folder() + "/disks/" + mount->content + std::string(path.substr(strlen(mount->point)));
+}
+
+void WriteFile(const std::string &path, std::string_view content) {
+  std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+  if (path.ends_with('/')) return;
+  std::ofstream file(path, std::ios::binary);
+  file.write(content.data(), static_cast<std::streamsize>(content.size()));
+  file.close();
+  if (!file) throw std::runtime_error(path + ": cannot be written");
+}
+
+std::string ReadFile(const std::string &path) {
+  std::ifstream file(path, std::ios::binary);
+  return (std::ostringstream() << file.rdbuf()).str();
+}
+
+int MountDevice(std::string_view source, std::string_view point, std::string_view type) {
+  int error = ENOENT;
+  std::string content;
+  for (const Device *device : Devices()) {
+    if (device->mount == nullptr) continue;
+    error = device->mount(source, type, &content);
+    if (error >= 0) break;
+    error = ENOENT;
+  }
+  if (error == 0 && !std::filesystem::is_directory(PathOnBoard(point))) error = ENOENT;
+  if (error != 0) return error;
+  Lock lock;
+  for (Mount &mount : State().mounts) {
+    if (mount.point[0] != '\0') continue;
+    Store(mount.source, source);
+    Store(mount.content, content);
+    Store(mount.point, point);
+    return 0;
+  }
+  return ENOMEM;
+}
+
+int Unmount(std::string_view point) {
+  Lock lock;
+  // The mount that is on top goes first; later mounts stand in later places.
+  for (size_t i = std::size(State().mounts); i-- > 0;) {
+    Mount &mount = State().mounts[i];
+    if (mount.point[0] == '\0' || point != mount.point) continue;
+    mount = {};
+    return 0;
+  }
+  return EINVAL;
+}
+
+}  // namespace vboard

@@ -1,0 +1,28 @@
+// The files of a board, seen from outside: what devices and tests read and write in its folder.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vboard {
+
+// The place in the board's folder of a path as programs on the board name it, whether or not
+// something is mounted there.
+std::string RootPath(std::string_view path);
+
+// The same through the mounts: where a program on the board really finds this path.
+std::string PathOnBoard(std::string_view path);
+
+// True for a path that belongs to the board and not to the PC.
+bool BelongsToBoard(std::string_view path);
+
+// Writes a whole file and the folders above it. A name that ends in '/' makes a folder.
+void WriteFile(const std::string &path, std::string_view content);
+std::string ReadFile(const std::string &path);
+
+// Mounts and unmounts as the system calls do: 0 or an errno value.
+int MountDevice(std::string_view source, std::string_view point, std::string_view type);
+int Unmount(std::string_view point);
+
+}  // namespace vboard

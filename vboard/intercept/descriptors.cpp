@@ -1,0 +1,220 @@
+// Calls on an open descriptor.
+#include <errno.h>
+#include <limits.h>
+#include <string.h>
+
+#include <array>
+#include <atomic>
+
+#include "vboard/board.h"
+#include "vboard/device.h"
+#include "vboard/faults.h"
+#include "vboard/intercept/intercept.h"
+
+namespace vboard {
+namespace {
+
+struct Slot {
+  std::atomic<const Device *> device;
+  std::atomic<int> unit;
+};
+
+// By descriptor. A descriptor beyond the table reaches the plain file.
+std::array<Slot, 1024> slots;
+
+Slot *SlotOf(int fd) {
+  return Attached() && fd >= 0 && fd < static_cast<int>(slots.size())
+             ? &slots[static_cast<size_t>(fd)]
+             : nullptr;
+}
+
+void Assign(int fd, Special special) {
+  Slot *slot = SlotOf(fd);
+  if (slot == nullptr) return;
+  slot->unit = special.unit;
+  slot->device = special.device;
+}
+
+// The path that a program on the board opened, from the place where it lies on the PC.
+std::string BoardPath(int fd) {
+  char place[PATH_MAX];
+  const std::string link = "/proc/self/fd/" + std::to_string(fd);
+  static auto *const next = real::Next<ssize_t(const char *, char *, size_t)>("readlink");
+  const ssize_t length = next(link.c_str(), place, sizeof place);
+  const std::string_view path(place, length > 0 ? static_cast<size_t>(length) : 0);
+  const std::string root = Folder() + "/root";
+  if (path.starts_with(root)) return std::string(path.substr(root.size()));
+  for (const Mount &mount : State().mounts) {
+    const std::string content = Folder() + "/disks/" + mount.content;
+    if (mount.point[0] != '\0' && path.starts_with(content)) {
+      return mount.point + std::string(path.substr(content.size()));
+    }
+  }
+  return {};
+}
+
+}  // namespace
+
+Special SpecialFile(int fd) {
+  const Slot *slot = SlotOf(fd);
+  if (slot == nullptr) return {nullptr, 0};
+  return {slot->device, slot->unit};
+}
+
+void Opened(const char *path, const Path &place, int fd) {
+  if (!place.OnBoard()) return Assign(fd, {nullptr, 0});
+  if (fd < 0) {
+    if (errno == ENOENT) Event("missing: %s", path);
+    return;
+  }
+  for (const Device *device : Devices()) {
+    const int unit = device->unit != nullptr ? device->unit(path) : -1;
+    if (unit >= 0) return Assign(fd, {device, unit});
+  }
+  Assign(fd, {nullptr, 0});
+}
+
+bool DescriptorFails(const char *call, int fd) {
+  if (!Attached() || State().faultsPlanned == 0) return false;
+  const std::string path = BoardPath(fd);
+  return !path.empty() && CallFails(call, path.c_str());
+}
+
+}  // namespace vboard
+
+using vboard::DescriptorFails;
+using vboard::Special;
+using vboard::SpecialFile;
+
+namespace {
+
+int Duplicated(int fd, int copy) {
+  if (copy >= 0) vboard::Assign(copy, SpecialFile(fd));
+  return copy;
+}
+
+template <typename Next>
+ssize_t WriteWith(int fd, const void *data, size_t length, int64_t *offset, Next next) {
+  if (DescriptorFails("write", fd)) return -1;
+  const Special special = SpecialFile(fd);
+  if (special.device == nullptr || special.device->write == nullptr) return next();
+  return special.device->write(special.unit, fd, data, length, offset);
+}
+
+}  // namespace
+
+extern "C" {
+
+int close(int fd) {
+  NEXT(close);
+  vboard::Assign(fd, {nullptr, 0});
+  return next(fd);
+}
+
+int fclose(FILE *file) {
+  NEXT(fclose);
+  vboard::Assign(fileno(file), {nullptr, 0});
+  return next(file);
+}
+
+int dup(int fd) {
+  NEXT(dup);
+  return Duplicated(fd, next(fd));
+}
+
+int dup2(int fd, int copy) {
+  NEXT(dup2);
+  return Duplicated(fd, next(fd, copy));
+}
+
+int dup3(int fd, int copy, int flags) {
+  NEXT(dup3);
+  return Duplicated(fd, next(fd, copy, flags));
+}
+
+#define INTERCEPT_FCNTL(name)                                             \
+  int name(int fd, int command, ...) {                                    \
+    NEXT(name);                                                           \
+    va_list arguments;                                                    \
+    va_start(arguments, command);                                         \
+    void *const argument = va_arg(arguments, void *);                     \
+    va_end(arguments);                                                    \
+    const int result = next(fd, command, argument);                       \
+    const bool copies = command == F_DUPFD || command == F_DUPFD_CLOEXEC; \
+    return copies ? Duplicated(fd, result) : result;                      \
+  }
+INTERCEPT_FCNTL(fcntl)
+INTERCEPT_FCNTL(fcntl64)
+
+ssize_t read(int fd, void *data, size_t length) {
+  NEXT(read);
+  return DescriptorFails("read", fd) ? -1 : next(fd, data, length);
+}
+
+ssize_t __read_chk(int fd, void *data, size_t length, size_t size);
+ssize_t __read_chk(int fd, void *data, size_t length, size_t size) {
+  NEXT(__read_chk);
+  return DescriptorFails("read", fd) ? -1 : next(fd, data, length, size);
+}
+
+ssize_t write(int fd, const void *data, size_t length) {
+  NEXT(write);
+  return WriteWith(fd, data, length, nullptr, [&] { return next(fd, data, length); });
+}
+
+#define INTERCEPT_PREAD(name, offset_type)                                    \
+  ssize_t name(int fd, void *data, size_t length, offset_type offset) {       \
+    NEXT(name);                                                               \
+    return DescriptorFails("read", fd) ? -1 : next(fd, data, length, offset); \
+  }
+INTERCEPT_PREAD(pread, off_t)
+INTERCEPT_PREAD(pread64, off64_t)
+
+#define INTERCEPT_PWRITE(name, offset_type)                                                        \
+  ssize_t name(int fd, const void *data, size_t length, offset_type offset) {                      \
+    NEXT(name);                                                                                    \
+    int64_t position = offset;                                                                     \
+    return WriteWith(fd, data, length, &position, [&] { return next(fd, data, length, offset); }); \
+  }
+INTERCEPT_PWRITE(pwrite, off_t)
+INTERCEPT_PWRITE(pwrite64, off64_t)
+
+int ioctl(int fd, unsigned long request, ...) {
+  NEXT(ioctl);
+  va_list arguments;
+  va_start(arguments, request);
+  void *const argument = va_arg(arguments, void *);
+  va_end(arguments);
+  if (DescriptorFails("ioctl", fd)) return -1;
+  const Special special = SpecialFile(fd);
+  if (special.device == nullptr || special.device->ioctl == nullptr) {
+    return next(fd, request, argument);
+  }
+  return special.device->ioctl(special.unit, fd, request, argument);
+}
+
+#define INTERCEPT_MMAP(name, offset_type)                                       \
+  void *name(void *address, size_t length, int protection, int flags, int fd,   \
+             offset_type offset) {                                              \
+    NEXT(name);                                                                 \
+    if (fd >= 0 && DescriptorFails("mmap", fd)) return MAP_FAILED;              \
+    const Special special = SpecialFile(fd);                                    \
+    if (special.device == nullptr || special.device->map == nullptr) {          \
+      return next(address, length, protection, flags, fd, offset);              \
+    }                                                                           \
+    return special.device->map(fd, address, length, protection, flags, offset); \
+  }
+INTERCEPT_MMAP(mmap, off_t)
+INTERCEPT_MMAP(mmap64, off64_t)
+
+int munmap(void *address, size_t length) {
+  NEXT(munmap);
+  if (vboard::Attached()) {
+    for (const vboard::Device *device : vboard::Devices()) {
+      if (device->unmap != nullptr && device->unmap(address, length)) break;
+    }
+  }
+  return next(address, length);
+}
+
+}  // extern "C"

@@ -1,0 +1,246 @@
+#include "vboard/machine.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/personality.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+
+#include "vboard/board.h"
+#include "vboard/files.h"
+
+namespace vboard {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int kPollMilliseconds = 10;
+// A board that shuts down waits for its programs to come to rest, but not for ever.
+constexpr int kQuietPolls = 8;
+constexpr std::chrono::seconds kLongestShutDown{5};
+
+Clock::time_point After(double seconds) {
+  return Clock::now() +
+         std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
+}
+
+// What has to come before the C library in a program on the board.
+std::string Preload() {
+  Dl_info info;
+  dladdr(reinterpret_cast<void *>(&Attach), &info);
+  const std::string library = std::filesystem::absolute(info.dli_fname);
+#ifdef VBOARD_SANITIZER
+  return std::string(VBOARD_SANITIZER) + ":" + library;
+#else
+  return library;
+#endif
+}
+
+// True while the process computes: it is neither gone nor waiting for something.
+bool Busy(pid_t id) {
+  const std::string stat = ReadFile("/proc/" + std::to_string(id) + "/stat");
+  const size_t name = stat.rfind(')');
+  return name != std::string::npos && strchr("RD", stat[name + 2]) != nullptr;
+}
+
+[[noreturn]] void Become(const std::vector<std::string> &command, int terminal) {
+  setsid();
+  for (int fd = 0; fd <= 2; ++fd) dup2(terminal, fd);
+  // The thread sanitizer cannot place its memory on kernels that scatter addresses widely.
+  personality(ADDR_NO_RANDOMIZE);
+  setenv("VBOARD_FOLDER", Folder().c_str(), 1);
+  setenv("LD_PRELOAD", Preload().c_str(), 1);
+  std::vector<char *> arguments;
+  for (const std::string &word : command) arguments.push_back(const_cast<char *>(word.c_str()));
+  arguments.push_back(nullptr);
+  execv(PathOnBoard(command[0]).c_str(), arguments.data());
+  _exit(127);
+}
+
+}  // namespace
+
+Machine::Machine(Plan plan, Show show) : plan_(std::move(plan)), show_(std::move(show)) {
+  prctl(PR_SET_CHILD_SUBREAPER, 1);
+  console_ = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+  char name[64] = "";
+  if (console_ < 0 || grantpt(console_) != 0 || unlockpt(console_) != 0 ||
+      ptsname_r(console_, name, sizeof name) != 0) {
+    throw std::runtime_error("no pseudo terminal for the board's console");
+  }
+  // Held open, so that the console outlives the programs that print on it.
+  terminal_ = open(name, O_RDWR | O_NOCTTY | O_CLOEXEC);
+  termios settings = {};
+  tcgetattr(terminal_, &settings);
+  cfmakeraw(&settings);
+  tcsetattr(terminal_, TCSANOW, &settings);
+  Store(State().console, name);
+}
+
+Machine::~Machine() {
+  Stop();
+  State().console[0] = '\0';
+  close(terminal_);
+  close(console_);
+}
+
+void Machine::Start() {
+  if (plan_.start.empty()) throw std::runtime_error("the board has nothing to start");
+  const std::string program = PathOnBoard(plan_.start[0]);
+  if (access(program.c_str(), X_OK) != 0) {
+    throw std::runtime_error(plan_.start[0] + ": no such program on the board");
+  }
+  StartCommand();
+}
+
+void Machine::StartCommand() {
+  PowerOn();
+  Event("power: on, boot %u", State().boots.load());
+  exitStatus_ = -1;
+  fflush(nullptr);
+  command_ = fork();
+  if (command_ == 0) Become(plan_.start, terminal_);
+  if (command_ < 0) throw std::runtime_error("no process for the board's command");
+  State().processGroup = command_;
+  running_ = true;
+}
+
+void Machine::Finish(bool event) {
+  Line line;
+  line.event = event;
+  line.text = std::move(event ? event_ : text_);
+  (event ? event_ : text_).clear();
+  if (event) {
+    int length = 0;
+    if (sscanf(line.text.c_str(), "%lf [%d] %n", &line.time, &line.process, &length) == 2) {
+      line.text.erase(0, static_cast<size_t>(length));
+    }
+  }
+  if (show_) show_(line);
+  lines_.push_back(std::move(line));
+}
+
+void Machine::Take(char c) {
+  if (c == '\x1e') {
+    inEvent_ = true;
+    if (!text_.empty()) Finish(false);
+  } else if (c == '\x1f') {
+    inEvent_ = false;
+    Finish(true);
+  } else if (inEvent_) {
+    event_ += c;
+  } else if (c == '\n') {
+    Finish(false);
+  } else {
+    text_ += c;
+  }
+}
+
+void Machine::ReadConsole(int milliseconds) {
+  pollfd descriptor = {console_, POLLIN, 0};
+  while (poll(&descriptor, 1, milliseconds) > 0) {
+    char data[4096];
+    const ssize_t length = read(console_, data, sizeof data);
+    if (length <= 0) return;
+    std::for_each(data, data + length, [this](char c) { Take(c); });
+    milliseconds = 0;
+  }
+}
+
+void Machine::Reap() {
+  int status = 0;
+  for (pid_t id = waitpid(-1, &status, WNOHANG); id > 0; id = waitpid(-1, &status, WNOHANG)) {
+    if (WIFSIGNALED(status) && State().power == Power::kOn) {
+      Event("killed: %s", strsignal(WTERMSIG(status)));
+    }
+    if (id == command_)
+      exitStatus_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  }
+  running_ = waitpid(-1, &status, WNOHANG) == 0;
+}
+
+bool Machine::Quiet() {
+  const size_t seen = lines_.size() + text_.size();
+  for (int polls = 0; polls < kQuietPolls; ++polls) {
+    ReadConsole(kPollMilliseconds);
+    for (const auto &id : State().processes) {
+      if (id != 0 && Busy(id)) return false;
+    }
+  }
+  return lines_.size() + text_.size() == seen;
+}
+
+void Machine::FollowPower() {
+  const Power power = State().power;
+  if (power == Power::kOn) return;
+  if (power != Power::kCut) {
+    const auto end = Clock::now() + kLongestShutDown;
+    while (!Quiet() && Clock::now() < end) Reap();
+  }
+  Stop();
+  if (power != Power::kOff) StartCommand();
+}
+
+void Machine::Step() {
+  ReadConsole(kPollMilliseconds);
+  Reap();
+  FollowPower();
+}
+
+bool Machine::WaitFor(const std::string &text, double seconds) {
+  const auto end = After(seconds);
+  for (;;) {
+    while (waited_ < lines_.size()) {
+      if (lines_[waited_++].text.find(text) != std::string::npos) return true;
+    }
+    if (Clock::now() >= end) return false;
+    const bool ran = running_;
+    Step();
+    if (!ran && !running_ && waited_ == lines_.size()) return false;
+  }
+}
+
+void Machine::Run(double seconds) {
+  for (const auto end = After(seconds); Clock::now() < end && running_;) Step();
+  ReadConsole(kPollMilliseconds);
+}
+
+void Machine::Play(double secondsPerStep) {
+  for (const std::string &step : plan_.scenario) {
+    if (!step.starts_with("wait ")) {
+      Act(step);
+    } else if (!WaitFor(step.substr(5), secondsPerStep)) {
+      throw std::runtime_error("'" + step + "': this did not come");
+    }
+  }
+}
+
+void Machine::Stop() {
+  if (command_ < 0) return;
+  kill(-command_, SIGKILL);
+  for (const auto &id : State().processes) {
+    if (id != 0 && getpgid(id) == command_) kill(id, SIGKILL);
+  }
+  int status = 0;
+  while (waitpid(-1, &status, 0) > 0) {
+  }
+  ReadConsole(kPollMilliseconds);
+  if (!text_.empty()) Finish(false);
+  inEvent_ = false;
+  event_.clear();
+  running_ = false;
+  command_ = -1;
+  if (State().power == Power::kOn) State().power = Power::kOff;
+}
+
+}  // namespace vboard

@@ -1,0 +1,75 @@
+// A board under power: starts its command, reads its console and its events, restarts it when
+// a program asks for it or the power goes, and plays its scenario.
+#pragma once
+
+#include <sys/types.h>
+
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "vboard/make.h"
+
+namespace vboard {
+
+// A line as it came: what a program printed, or an event.
+struct Line {
+  bool event = false;
+  std::string text;  // without time, process and line feed
+  double time = 0;   // events: seconds of board time
+  int process = 0;   // events: the number of the process, 0 for the board itself
+};
+
+class Machine {
+ public:
+  using Show = std::function<void(const Line &)>;
+
+  // Runs on the open board. Every line is kept, and shown as it comes.
+  explicit Machine(Plan plan, Show show = {});
+  ~Machine();
+  Machine(const Machine &) = delete;
+  Machine &operator=(const Machine &) = delete;
+
+  // Switches the board on. Throws std::runtime_error when the command is not on the board.
+  void Start();
+  // Goes on until a line that came after the last one waited for contains the text. False
+  // when the real seconds are over before that, or nothing runs any more.
+  bool WaitFor(const std::string &text, double seconds);
+  // Goes on for so many real seconds, or until nothing runs any more.
+  void Run(double seconds);
+  // Plays the plan's scenario. Throws std::runtime_error with the step that failed.
+  void Play(double secondsPerStep);
+  // Pulls the plug.
+  void Stop();
+
+  bool Running() const { return running_; }
+  // Exit status of the command that the board's init ran, once it has ended; -1 before.
+  int ExitStatus() const { return exitStatus_; }
+  const std::vector<Line> &Lines() const { return lines_; }
+
+ private:
+  void StartCommand();
+  void Step();
+  void ReadConsole(int milliseconds);
+  void Take(char c);
+  void Finish(bool event);
+  void Reap();
+  void FollowPower();
+  bool Quiet();
+
+  Plan plan_;
+  Show show_;
+  int console_ = -1;
+  int terminal_ = -1;
+  pid_t command_ = -1;
+  bool running_ = false;
+  int exitStatus_ = -1;
+  std::string text_;
+  std::string event_;
+  bool inEvent_ = false;
+  std::vector<Line> lines_;
+  size_t waited_ = 0;
+};
+
+}  // namespace vboard

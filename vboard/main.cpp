@@ -1,0 +1,177 @@
+// The command vboard: boots a program on a virtual board and, from another terminal, acts on
+// the board that runs.
+#include <stdio.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <filesystem>
+#include <thread>
+
+#include "vboard/board.h"
+#include "vboard/description.h"
+#include "vboard/device.h"
+#include "vboard/files.h"
+#include "vboard/machine.h"
+#include "vboard/make.h"
+
+namespace {
+
+using vboard::Line;
+
+struct Options {
+  std::string folder;
+  std::string programs;
+  std::string board;
+  std::string boards;
+  uint32_t speed = 0;
+  double patience = 30;
+  bool stay = false;
+  bool follow = false;
+} options;
+
+void Show(const Line &line) {
+  const bool colour = isatty(STDOUT_FILENO) != 0;
+  if (line.event) {
+    printf("%s%12.3f  [%d] %s%s\n", colour ? "\x1b[36m" : "", line.time, line.process,
+           line.text.c_str(), colour ? "\x1b[0m" : "");
+  } else {
+    printf("%-14s|  %s\n", "", line.text.c_str());
+  }
+  fflush(stdout);
+}
+
+void RunBoard() {
+  vboard::Plan plan = vboard::MakeBoard(options.board, options.folder, options.programs);
+  if (options.speed != 0) vboard::SetSpeed(options.speed);
+  printf(
+      "%s\nThe board's folder is %s.\nLeft of the bar: what happens on the board, at which "
+      "second and by which process. Right of it: its console.\n\n",
+      plan.summary.c_str(), vboard::Folder().c_str());
+  vboard::Machine machine(plan, Show);
+  machine.Start();
+  machine.Play(options.patience);
+  if (options.stay) {
+    while (machine.Running()) machine.Run(1);
+  }
+  machine.Stop();
+  printf("\nThe board was switched off.\n");
+}
+
+void ListBoards() {
+  std::vector<std::filesystem::path> files;
+  for (const auto &entry : std::filesystem::directory_iterator(options.boards)) {
+    if (entry.path().extension() == ".toml") files.push_back(entry.path());
+  }
+  std::sort(files.begin(), files.end());
+  for (const auto &file : files) {
+    vboard::Section description = vboard::ReadDescription(file);
+    printf("%-20s %s\n", file.stem().c_str(), description.Text("summary").c_str());
+  }
+}
+
+void CheckBoard() {
+  const vboard::TemporaryFolder folder;
+  vboard::MakeBoard(options.board, folder.path(), options.programs);
+}
+
+void ShowEvents() {
+  size_t shown = 0;
+  do {
+    const std::string events = vboard::ReadFile(vboard::Folder() + "/events");
+    fwrite(events.data() + shown, 1, events.size() - shown, stdout);
+    fflush(stdout);
+    shown = events.size();
+    if (options.follow) std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  } while (options.follow && std::filesystem::exists(vboard::Folder() + "/events"));
+}
+
+void ShowState() {
+  static constexpr const char *kPower[] = {"on", "off", "restarting", "cut"};
+  const vboard::Shared &state = vboard::State();
+  printf("power      %s\n", kPower[static_cast<size_t>(state.power.load())]);
+  printf("boots      %u\n", state.boots.load());
+  printf("speed      %u\n", state.speed.load());
+  printf("time       %.3f s since power-on\n", vboard::BoardTime());
+  printf("flash      %u operations\n", state.flashOperations.load());
+  for (const vboard::Mount &mount : state.mounts) {
+    if (mount.point[0] != '\0') printf("mount      %s on %s\n", mount.source, mount.point);
+  }
+  for (const auto &process : state.processes) {
+    if (process != 0) printf("process    %d\n", process.load());
+  }
+}
+
+// "gpio set" becomes the subcommand set of the subcommand gpio.
+void AddAction(CLI::App &app, const vboard::Action &action, std::vector<std::string> &words) {
+  const std::string name = action.name;
+  const size_t space = name.find(' ');
+  const std::string group = name.substr(0, space);
+  const auto known = app.get_subcommands([&](CLI::App *each) { return each->get_name() == group; });
+  CLI::App *parent =
+      known.empty() ? app.add_subcommand(group, "act on the running board") : known.front();
+  parent->require_subcommand(1);
+  CLI::App *command = parent->add_subcommand(name.substr(space + 1), action.help);
+  const std::string arguments = action.arguments;
+  if (!arguments.empty()) {
+    const auto count = 1 + std::count(arguments.begin(), arguments.end(), ' ');
+    command->add_option(arguments, words)->required()->expected(static_cast<int>(count));
+  }
+  command->callback([&action, &words] {
+    vboard::Open(options.folder);
+    action.run(words);
+  });
+}
+
+void AddCommands(CLI::App &app, std::vector<std::string> &words) {
+  app.require_subcommand(1);
+  app.add_option("--folder", options.folder, "the board's folder")->capture_default_str();
+  app.add_option("--programs", options.programs, "folder of the programs that boards start")
+      ->capture_default_str();
+  CLI::App *run = app.add_subcommand("run", "make a board, boot it and play its scenario");
+  run->add_option("BOARD", options.board, "the board's description")->required();
+  run->add_option("--speed", options.speed, "board seconds a second, instead of the board's own");
+  run->add_option("--patience", options.patience, "real seconds to wait for each step")
+      ->capture_default_str();
+  run->add_flag("--stay", options.stay, "leave the board on when its scenario has been played");
+  run->callback(RunBoard);
+  CLI::App *list = app.add_subcommand("list", "list the boards in a folder");
+  list->add_option("FOLDER", options.boards, "folder of descriptions")->required();
+  list->callback(ListBoards);
+  CLI::App *check = app.add_subcommand("check", "check a board's description");
+  check->add_option("BOARD", options.board, "the board's description")->required();
+  check->callback(CheckBoard);
+  CLI::App *events = app.add_subcommand("events", "show what happened on the board");
+  events->add_flag("-f,--follow", options.follow, "go on showing what happens");
+  events->callback([] {
+    vboard::Open(options.folder);
+    ShowEvents();
+  });
+  app.add_subcommand("state", "show the board's power, mounts and processes")->callback([] {
+    vboard::Open(options.folder);
+    ShowState();
+  });
+  for (const vboard::Device *device : vboard::Devices()) {
+    for (const vboard::Action &action : device->actions) AddAction(app, action, words);
+  }
+}
+
+}  // namespace
+
+int main(int count, char **arguments) {
+  CLI::App app("A virtual recorder board");
+  std::vector<std::string> words;
+  options.folder = "/tmp/vboard-" + std::to_string(getuid());
+  std::error_code ignored;
+  options.programs = std::filesystem::read_symlink("/proc/self/exe", ignored).parent_path();
+  try {
+    AddCommands(app, words);
+    app.parse(count, arguments);
+  } catch (const CLI::ParseError &error) {
+    return app.exit(error);
+  } catch (const std::exception &error) {
+    fprintf(stderr, "vboard: %s\n", error.what());
+    return 1;
+  }
+  return 0;
+}

@@ -1,0 +1,43 @@
+// Making a board from its description.
+#pragma once
+
+#include <stdint.h>
+
+#include <span>
+#include <string>
+#include <vector>
+
+namespace vboard {
+
+// What a description says besides the devices.
+struct Plan {
+  std::string summary;
+  uint32_t speed = 1;
+  std::vector<std::string> start;     // the command that the board's init runs
+  std::vector<std::string> scenario;  // "wait TEXT" or the words of an action
+};
+
+// Makes a new board in a folder, which is emptied first, and opens it. The board's programs
+// are taken from the folder of built programs. Throws DescriptionError, with file, line and
+// key, before anything is started.
+Plan MakeBoard(const std::string &description, const std::string &folder,
+               const std::string &programs);
+
+// Makes a board's folder for a process's lifetime.
+class TemporaryFolder {
+ public:
+  TemporaryFolder();
+  ~TemporaryFolder();
+  TemporaryFolder(const TemporaryFolder &) = delete;
+  TemporaryFolder &operator=(const TemporaryFolder &) = delete;
+  const std::string &path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+// Does to the open board what an action's words say. Throws std::invalid_argument.
+void Act(std::span<const std::string> words);
+void Act(const std::string &line);
+
+}  // namespace vboard
