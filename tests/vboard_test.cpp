@@ -1,11 +1,349 @@
+// The virtual board's own test. No product code takes part in it.
+#include <dirent.h>
+#include <errno.h>
+#include <mtd/mtd-user.h>
+#include <signal.h>
+#include <sys/ioctl.h>
+#include <sys/mman.h>
+#include <sys/mount.h>
+#include <sys/select.h>
+#include <sys/wait.h>
+
+#include <chrono>
+#include <filesystem>
+
 #include "tests/support/board_test.h"
+#include "vboard/machine.h"
 
 namespace {
+
+using testing::ElementsAre;
+using Strings = std::vector<std::string>;
+
 class VboardTest : public test::BoardTest {};
 
-TEST_F(VboardTest, Smoke) {
-  UseBoard(test::SmallBoard(4, 0));
-  EXPECT_EQ(0, system("reboot"));
-  EXPECT_EQ(Events(), std::vector<std::string>{"command: reboot"});
+int OpenBoot(int flags = O_RDWR) {
+  return open("/dev/mtd0", flags | O_CLOEXEC);
 }
+
+std::string Flash(int unit, size_t offset, size_t length) {
+  return vboard::ReadFile(vboard::RootPath("/dev/mtd" + std::to_string(unit)))
+      .substr(offset, length);
+}
+
+int Erase(int fd, uint32_t start, uint32_t length) {
+  erase_info_user sector = {start, length};
+  return ioctl(fd, MEMERASE, &sector);
+}
+
+TEST_F(VboardTest, BoardPathsNeverReachTheMachine) {
+  UseBoard(test::SmallBoard(4, 0));
+  struct {
+    const char *path;
+    bool there;
+  } const rows[] = {
+      {"/proc/mtd", true},      {"/proc/vss/bootpara", true},
+      {"/dev/mtd2", true},      {"/dev/mtd3", false},
+      {"/dev/watchdog", false}, {"/dev/sda", false},
+      {"/opt/nothing", false},  {"/dev/null", true},
+      {"/etc/passwd", true},    {"/var/Vantor", false},
+      {"/tool", true},
+  };
+  for (const auto &[path, there] : rows) {
+    SCOPED_TRACE(path);
+    struct stat status;
+    EXPECT_EQ(there, access(path, F_OK) == 0);
+    EXPECT_EQ(there, stat(path, &status) == 0);
+    const int fd = open(path, O_RDONLY | O_CLOEXEC);
+    EXPECT_EQ(there, fd >= 0);
+    close(fd);
+    FILE *file = fopen(path, "re");
+    EXPECT_EQ(there, file != nullptr);
+    if (file != nullptr) fclose(file);
+  }
+  const Strings events = Events();
+  EXPECT_EQ(10U, events.size());  // each of the five that are missing, opened twice
+  EXPECT_EQ("missing: /dev/mtd3", events.at(0));
+}
+
+TEST_F(VboardTest, FlashOnlyClearsBitsAndErasesWholeSectors) {
+  UseBoard(test::SmallBoard(4, 0));
+  const int fd = OpenBoot();
+  EXPECT_EQ(2, pwrite(fd, "\x0f\xf0", 2, 0x100));
+  EXPECT_EQ(2, pwrite(fd, "\x3c\x3c", 2, 0x100));
+  EXPECT_EQ("\x0c\x30", Flash(0, 0x100, 2));
+  EXPECT_EQ(0x100, lseek(fd, 0x100, SEEK_SET));
+  EXPECT_EQ(1, write(fd, "\x08", 1));
+  EXPECT_EQ(0x101, lseek(fd, 0, SEEK_CUR));
+  EXPECT_EQ("\x08\x30", Flash(0, 0x100, 2));
+  const std::string neighbour = Flash(0, 0x10000, 0x10000);
+  EXPECT_EQ(0, Erase(fd, 0, 0x10000));
+  EXPECT_EQ(std::string(0x10000, '\xff'), Flash(0, 0, 0x10000));
+  EXPECT_EQ(neighbour, Flash(0, 0x10000, 0x10000));
+  for (const auto &[start, length] : {std::pair<uint32_t, uint32_t>{0x100, 0x10000},
+                                      {0, 0x100},
+                                      {0x40000, 0x10000},
+                                      {0x30000, 0x20000},
+                                      {0, 0}}) {
+    EXPECT_EQ(-1, Erase(fd, start, length)) << start << " " << length;
+    EXPECT_EQ(EINVAL, errno);
+  }
+  // At the end of the device only what fits is written.
+  EXPECT_EQ(1, pwrite(fd, "ab", 2, 0x3ffff));
+  EXPECT_EQ(-1, pwrite(fd, "ab", 2, 0x40000));
+  EXPECT_EQ(ENOSPC, errno);
+  EXPECT_THAT(Events(),
+              ElementsAre("flash: write mtd0 0x100 +0x2", "flash: write mtd0 0x100 +0x2",
+                          "flash: write mtd0 0x100 +0x1", "flash: erase mtd0 0x0 +0x10000",
+                          "flash: write mtd0 0x3ffff +0x1"));
+  const int readOnly = OpenBoot(O_RDONLY);
+  EXPECT_EQ(-1, Erase(readOnly, 0, 0x10000));
+  EXPECT_EQ(-1, write(readOnly, "a", 1));
+  close(readOnly);
+  close(fd);
+}
+
+TEST_F(VboardTest, PowerGoesBeforeInsideAndAfterAnOperation) {
+  struct {
+    unsigned operation;
+    vboard::Moment moment;
+    unsigned bytes;
+    std::string left;
+  } const rows[] = {
+      {1, vboard::Moment::kBefore, 0, "XXXX"},
+      {1, vboard::Moment::kInside, 2, "\xff\xffXX"},
+      {1, vboard::Moment::kAfter, 0, "\xff\xff\xff\xff"},
+      {2, vboard::Moment::kBefore, 0, "\xff\xff\xff\xff"},
+      {2, vboard::Moment::kInside, 0, "\xff\xff\xff\xff"},
+      {2, vboard::Moment::kInside, 3, "new\xff"},
+      {2, vboard::Moment::kAfter, 0, "newX"},
+  };
+  for (const auto &row : rows) {
+    SCOPED_TRACE(row.operation);
+    SCOPED_TRACE(static_cast<int>(row.moment));
+    UseBoard(test::SmallBoard(4, 0));
+    const int fd = OpenBoot();
+    EXPECT_EQ(4, pwrite(fd, "XXXX", 4, 0));
+    vboard::PlanPowerCut(row.operation, row.moment, row.bytes);
+    const test::Child child = test::InChild([fd] {
+      Erase(fd, 0, 0x10000);
+      pwrite(fd, "newX", 4, 0);
+      return 0;
+    });
+    EXPECT_EQ(SIGKILL, child.signal);
+    EXPECT_EQ(row.left, Flash(0, 0, 4));
+    EXPECT_EQ(vboard::Power::kCut, vboard::State().power);
+    EXPECT_EQ("power cut", Events().back());
+    // The lock that died with the child is free again, and the plan is used up.
+    EXPECT_EQ(0, Erase(fd, 0, 0x10000));
+    close(fd);
+  }
+}
+
+TEST_F(VboardTest, DescriptorsKeepTheirDeviceThroughCopies) {
+  UseBoard(test::SmallBoard(4, 0, "[gpio]\ninputs = [[1, 5, 1]]\n"));
+  const int fd = open("/dev/hi_gpio", O_RDWR | O_CLOEXEC);
+  const int copies[] = {fd, dup(fd), fcntl(fd, F_DUPFD_CLOEXEC, 100), dup2(fd, 200)};
+  for (const int copy : copies) {
+    uint32_t record[3] = {1, 5, 7};
+    EXPECT_EQ(0, ioctl(copy, 3, record));
+    EXPECT_EQ(1U, record[2]);
+  }
+  for (const int copy : copies) close(copy);
+  const int plain = open("/dev/null", O_RDWR | O_CLOEXEC);
+  EXPECT_EQ(fd, plain);
+  uint32_t record[3] = {};
+  EXPECT_EQ(-1, ioctl(plain, 3, record));
+  EXPECT_EQ(ENOTTY, errno);
+  close(plain);
+}
+
+TEST_F(VboardTest, GpioLines) {
+  UseBoard(test::SmallBoard(4, 0));
+  const int fd = open("/dev/hi_gpio", O_RDWR | O_CLOEXEC);
+  const auto request = [fd](unsigned long number, uint32_t group, uint32_t bit, uint32_t value) {
+    uint32_t record[3] = {group, bit, value};
+    const int result = ioctl(fd, number, record);
+    return result != 0 ? -1 : static_cast<int>(record[2]);
+  };
+  vboard::Act("gpio set 2 3 1");
+  EXPECT_EQ(1, request(3, 2, 3, 0));
+  EXPECT_EQ(1, request(1, 2, 3, 1));
+  EXPECT_EQ(0, request(3, 2, 3, 9));  // an output reads as what it drives
+  EXPECT_EQ(1, request(4, 2, 3, 1));
+  EXPECT_EQ(1, request(3, 2, 3, 0));
+  EXPECT_EQ(-1, request(3, 8, 0, 0));
+  EXPECT_EQ(-1, request(9, 0, 0, 0));
+  EXPECT_THAT(Events(), ElementsAre("gpio: 2,3 driven high from outside", "gpio: 2,3 output",
+                                    "gpio: 2,3 = 1"));
+  EXPECT_THROW(vboard::Act("gpio set 9 3 1"), std::invalid_argument);
+  EXPECT_THROW(vboard::Act("gpio set 1"), std::invalid_argument);
+  EXPECT_THROW(vboard::Act("gpio blow up"), std::invalid_argument);
+  close(fd);
+}
+
+TEST_F(VboardTest, MappedRegistersAreSeen) {
+  UseBoard(test::SmallBoard(4, 0, "[memory]\nregisters = [[0x200F0028, 0x11]]\n"));
+  const int fd = open("/dev/mem", O_RDWR | O_CLOEXEC);
+  void *page = mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0x200F0000);
+  close(fd);
+  ASSERT_NE(MAP_FAILED, page);
+  auto *registers = static_cast<volatile uint8_t *>(page);
+  EXPECT_EQ(0x11, registers[0x28]);
+  registers[0x28] = 2;
+  sync();
+  registers[4] = 1;
+  munmap(page, 4096);
+  EXPECT_THAT(Events(),
+              ElementsAre("register: 0x200f0028 = 0x02", "sync", "register: 0x200f0004 = 0x01"));
+}
+
+TEST_F(VboardTest, FileSystemsMountByWhatTheFlashHolds) {
+  struct {
+    const char *content;
+    const char *type;
+    int error;
+    bool filesKept;
+  } const rows[] = {{"jffs2", "jffs2", 0, true},
+                    {"erased", "jffs2", 0, false},
+                    {"garbage", "jffs2", EIO, false},
+                    {"zero", "jffs2", EIO, false},
+                    {"jffs2", "vfat", EINVAL, false}};
+  for (const auto &row : rows) {
+    SCOPED_TRACE(row.content);
+    std::string description = test::SmallBoard(4, 0);
+    description.replace(description.find("\"jffs2\""), 7, std::string("\"") + row.content + "\"");
+    UseBoard(description);
+    EXPECT_EQ(row.error == 0 ? 0 : -1, mount("/dev/mtdblock1", "/opt/sav", row.type, 0, "sync"));
+    if (row.error != 0) {
+      EXPECT_EQ(row.error, errno);
+    }
+    EXPECT_EQ(row.filesKept, access("/opt/sav/Config", F_OK) == 0);
+    EXPECT_EQ(row.error == 0, umount2("/opt/sav", MNT_DETACH) == 0);
+    EXPECT_NE(0, access("/opt/sav/Config", F_OK));
+    EXPECT_NE(0, umount("/opt/sav"));
+  }
+  EXPECT_NE(0, mount("/dev/mtdblock9", "/opt/sav", "jffs2", 0, nullptr));
+  EXPECT_EQ(ENOENT, errno);
+}
+
+TEST_F(VboardTest, ErasingTheFirstSectorLosesTheFiles) {
+  UseBoard(test::SmallBoard(4, 0));
+  const int fd = open("/dev/mtd1", O_RDWR | O_CLOEXEC);
+  EXPECT_EQ(0, Erase(fd, 0x10000, 0x10000));
+  EXPECT_EQ(0, mount("/dev/mtdblock1", "/opt/sav", "jffs2", 0, nullptr));
+  EXPECT_EQ(0, access("/opt/sav/Config", F_OK));
+  EXPECT_EQ(0, umount("/opt/sav"));
+  EXPECT_EQ(0, Erase(fd, 0, 0x10000));
+  EXPECT_EQ(0, mount("/dev/mtdblock1", "/opt/sav", "jffs2", 0, nullptr));
+  EXPECT_NE(0, access("/opt/sav/Config", F_OK));
+  close(fd);
+}
+
+TEST_F(VboardTest, PlannedFaultsHitTheirCall) {
+  UseBoard(test::SmallBoard(4, 0));
+  vboard::Act("fault once open /proc/mtd 2 EACCES");
+  vboard::Act("fault always read /dev/mtd0 1 EIO");
+  vboard::Act("fault once system reboot 1 EAGAIN");
+  int fds[3];
+  for (int &fd : fds) fd = open("/proc/mtd", O_RDONLY | O_CLOEXEC);
+  EXPECT_GE(fds[0], 0);
+  EXPECT_EQ(-1, fds[1]);
+  EXPECT_GE(fds[2], 0);
+  const int boot = OpenBoot();
+  char byte = 0;
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(-1, read(boot, &byte, 1));
+    EXPECT_EQ(EIO, errno);
+  }
+  EXPECT_EQ(1, read(fds[0], &byte, 1));
+  EXPECT_EQ(-1, system("reboot"));
+  EXPECT_EQ(vboard::Power::kOn, vboard::State().power);
+  EXPECT_EQ(0, system("reboot"));
+  EXPECT_EQ(127, WEXITSTATUS(system("rm -rf /")));
+  EXPECT_EQ(vboard::Power::kRestart, vboard::State().power);
+  EXPECT_THROW(vboard::Act("fault once open /proc/mtd 1 ENOSUCH"), std::invalid_argument);
+  for (const int fd : {fds[0], fds[2], boot}) close(fd);
+}
+
+TEST_F(VboardTest, WaitsAreAsMuchShorterAsTheBoardIsFaster) {
+  UseBoard(test::SmallBoard(4, 0));
+  vboard::SetSpeed(1000);
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(0U, sleep(100));
+  EXPECT_EQ(0, usleep(900'000));
+  timeval timeout = {50, 0};
+  EXPECT_EQ(0, select(0, nullptr, nullptr, nullptr, &timeout));
+  const auto real = std::chrono::steady_clock::now() - start;
+  EXPECT_GE(real, std::chrono::milliseconds(150));
+  EXPECT_LT(real, std::chrono::seconds(10));
+  EXPECT_GE(vboard::BoardTime(), 150.0);
+  EXPECT_THAT(Events(), ElementsAre("sleep: 100 s"));
+}
+
+TEST_F(VboardTest, DescriptionsNameFileLineAndKey) {
+  struct {
+    const char *text;
+    const char *error;
+  } const rows[] = {
+      {"speed = 1\n", ":1: 'summary' is missing"},
+      {"summary = 7\n", ":1: 'summary' has to be a text"},
+      {"summary = \"s\"\n\nsped = 1\n", ":3: unknown key 'sped'"},
+      {"summary = \"s\"\nspeed = 0\n", ":2: 'speed' has to be from 1 to 100000"},
+      {"summary = \"s\"\n[flash]\nsector_size = 0x10000\n[[flash.partition]]\nname = \"a\"\n"
+       "size = 0x10001\n",
+       ":6: 'size' has to be whole sectors"},
+      {"summary = \"s\"\n[flash]\nsize = 0x20000\n[[flash.partition]]\nname = \"a\"\n"
+       "size = 0x20000\n[[flash.partition]]\nname = \"b\"\nsize = 0x20000\n",
+       ":9: 'size' does not fit the flash"},
+      {"summary = \"s\"\n[[flash.partition]]\nname = \"a\"\nsize = 0x20000\ncolour = 1\n",
+       ":5: unknown key 'colour'"},
+      {"summary = \"s\"\n[gpio]\ninputs = [[1, 2]]\n",
+       ":3: 'inputs' has to be a list of rows of 3"},
+      {"summary = \"s\"\n[programs]\n\"/var/Vantor\" = \"nix\"\n", ":2: 'programs' needs "},
+      {"summary = \"s\"\nprepare = [\"dance\"]\n", ":2: 'prepare' has 'dance': no device"},
+      {"summary = \"s\n", ":1: "},
+  };
+  for (const auto &row : rows) {
+    SCOPED_TRACE(row.text);
+    try {
+      UseBoard(row.text);
+      ADD_FAILURE() << "accepted";
+    } catch (const vboard::DescriptionError &error) {
+      EXPECT_NE(std::string::npos, std::string(error.what()).find(row.error)) << error.what();
+    }
+  }
+  EXPECT_THROW(vboard::ReadDescription("/nowhere.toml"), vboard::DescriptionError);
+}
+
+// A board that runs a program of the PC's.
+vboard::Plan StartingPlan(std::string program, std::vector<std::string> arguments) {
+  vboard::Plan plan;
+  plan.start = std::move(arguments);
+  plan.start.insert(plan.start.begin(), "/sbin/program");
+  std::filesystem::create_directories(vboard::RootPath("/sbin"));
+  std::filesystem::create_symlink(program, vboard::RootPath("/sbin/program"));
+  return plan;
+}
+
+TEST_F(VboardTest, AMachineRunsUnmodifiedProgramsAndTheirChildren) {
+  UseBoard(test::SmallBoard(4, 0));
+  const vboard::Plan plan =
+      StartingPlan("/bin/sh", {"-c",
+                               "read line < /proc/mtd; echo $line; printf half; sleep 0; "
+                               "echo x > /dev/mtd9; (exit 3); exit 4"});
+  vboard::Open(vboard::Folder());  // the test itself is no program on the board
+  vboard::Machine machine(plan);
+  machine.Start();
+  EXPECT_TRUE(machine.WaitFor("exit: status 4", 30));
+  machine.Run(30);
+  EXPECT_EQ(4, machine.ExitStatus());
+  std::string console;
+  for (const vboard::Line &line : machine.Lines()) {
+    if (!line.event) console += line.text + "|";
+  }
+  EXPECT_EQ(0U, console.find("dev: size erasesize name|half|")) << console;
+  EXPECT_FALSE(machine.WaitFor("nothing more comes", 30));
+}
+
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <signal.h>
+#include <stdlib.h>
 #include <string.h>
 
 #include <filesystem>
@@ -17,7 +18,14 @@ struct Process {
   std::string folder;
   Shared *state = nullptr;
   bool attached = false;
-} process;
+};
+
+// Never destroyed: the program's exit is the last event. Made on first use, which may be before
+// this library's own start.
+Process &ThisProcess() {
+  static Process &process = *new Process;
+  return process;
+}
 
 constexpr size_t kAlignment = 64;
 
@@ -49,8 +57,8 @@ void MapState(const std::string &folder, int flags) {
   void *memory = real::map(nullptr, StateSize(), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
   real::close(fd);
   if (memory == MAP_FAILED) throw std::runtime_error(path + ": " + strerror(errno));
-  process.folder = folder;
-  process.state = static_cast<Shared *>(memory);
+  ThisProcess().folder = folder;
+  ThisProcess().state = static_cast<Shared *>(memory);
 }
 
 void MakeLock(pthread_mutex_t *lock) {
@@ -64,7 +72,8 @@ void MakeLock(pthread_mutex_t *lock) {
 
 }  // namespace
 
-void Open(const std::string &folder) {
+void Open(const std::string &place) {
+  const std::string folder = place;  // which may be the one that is forgotten here
   Detach();
   MapState(folder, 0);
   if (State().size == StateSize()) return;
@@ -74,22 +83,23 @@ void Open(const std::string &folder) {
 
 void Attach(const std::string &folder) {
   Open(folder);
-  process.attached = true;
+  ThisProcess().attached = true;
 }
 
 void Detach() {
-  if (process.state != nullptr) real::unmap(process.state, StateSize());
-  process = {};
+  if (ThisProcess().state != nullptr) real::unmap(ThisProcess().state, StateSize());
+  ThisProcess() = {};
 }
 
 bool Attached() {
-  return process.attached;
+  return ThisProcess().attached;
 }
 const std::string &Folder() {
-  return process.folder;
+  return ThisProcess().folder;
 }
 Shared &State() {
-  return *process.state;
+  if (ThisProcess().state == nullptr) abort();  // no board is open
+  return *ThisProcess().state;
 }
 
 void CreateState(const std::string &folder) {
@@ -104,7 +114,7 @@ void CreateState(const std::string &folder) {
 }
 
 void *DeviceState(const Device &device) {
-  char *place = reinterpret_cast<char *>(process.state) + Aligned(sizeof(Shared));
+  char *place = reinterpret_cast<char *>(ThisProcess().state) + Aligned(sizeof(Shared));
   for (const Device *other : Devices()) {
     if (other == &device) return place;
     place += Aligned(other->stateSize);

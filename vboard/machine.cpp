@@ -39,12 +39,11 @@ Clock::time_point After(double seconds) {
 std::string Preload() {
   Dl_info info;
   dladdr(reinterpret_cast<void *>(&Attach), &info);
-  const std::string library = std::filesystem::absolute(info.dli_fname);
+  std::string libraries = std::filesystem::absolute(info.dli_fname);
 #ifdef VBOARD_SANITIZER
-  return std::string(VBOARD_SANITIZER) + ":" + library;
-#else
-  return library;
+  libraries.insert(0, VBOARD_SANITIZER ":");
 #endif
+  return libraries;
 }
 
 // True while the process computes: it is neither gone nor waiting for something.
@@ -55,8 +54,8 @@ bool Busy(pid_t id) {
 }
 
 [[noreturn]] void Become(const std::vector<std::string> &command, int terminal) {
-  setsid();
   for (int fd = 0; fd <= 2; ++fd) dup2(terminal, fd);
+  close_range(3, ~0U, 0);
   // The thread sanitizer cannot place its memory on kernels that scatter addresses widely.
   personality(ADDR_NO_RANDOMIZE);
   setenv("VBOARD_FOLDER", Folder().c_str(), 1);
@@ -109,6 +108,8 @@ void Machine::StartCommand() {
   exitStatus_ = -1;
   fflush(nullptr);
   command_ = fork();
+  // Here and there, so that the group is there for both from now on.
+  setpgid(command_, command_);
   if (command_ == 0) Become(plan_.start, terminal_);
   if (command_ < 0) throw std::runtime_error("no process for the board's command");
   State().processGroup = command_;

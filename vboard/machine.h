@@ -47,6 +47,8 @@ class Machine {
   // Exit status of the command that the board's init ran, once it has ended; -1 before.
   int ExitStatus() const { return exitStatus_; }
   const std::vector<Line> &Lines() const { return lines_; }
+  // How many of the lines came up to the last one waited for.
+  size_t Waited() const { return waited_; }
 
  private:
   void StartCommand();

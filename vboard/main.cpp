@@ -1,5 +1,6 @@
 // The command vboard: boots a program on a virtual board and, from another terminal, acts on
 // the board that runs.
+#include <signal.h>
 #include <stdio.h>
 #include <unistd.h>
 
@@ -49,7 +50,14 @@ void RunBoard() {
       "second and by which process. Right of it: its console.\n\n",
       plan.summary.c_str(), vboard::Folder().c_str());
   vboard::Machine machine(plan, Show);
+  // Ctrl-C pulls the plug.
+  const auto pullPlug = [](int) {
+    kill(-vboard::State().processGroup, SIGKILL);
+    _exit(130);
+  };
   machine.Start();
+  signal(SIGINT, pullPlug);
+  signal(SIGTERM, pullPlug);
   machine.Play(options.patience);
   if (options.stay) {
     while (machine.Running()) machine.Run(1);

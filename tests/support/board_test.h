@@ -2,6 +2,7 @@
 // library's calls reach the board, and nothing of the board is in the library.
 #pragma once
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <functional>

@@ -22,7 +22,8 @@ void Make(Section &section) {
   }
 }
 
-constexpr const char *kPaths[] = {"/opt", "/mnt/mtd", "/share", "/tool", "/var/Vantor", "/sbin/"};
+constexpr const char *kPaths[] = {"/opt",        "/mnt/mtd", "/share",       "/tool",
+                                  "/var/Vantor", "/sbin/",   "/proc/bus/pci"};
 
 }  // namespace
 

@@ -1,0 +1,36 @@
+# Sourced by run and test: installs what is missing and builds a preset.
+
+packages=(g++ cmake ninja-build libgtest-dev libbenchmark-dev libtomlplusplus-dev libcli11-dev
+          zlib1g-dev python3)
+
+# Installs the packages named that are not there; needs root, or sudo, only then.
+install_missing() {
+  local missing=() package
+  for package in "$@"; do
+    [[ $(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null) == installed ]] ||
+      missing+=("$package")
+  done
+  ((${#missing[@]})) || return 0
+  echo "Installing ${missing[*]}"
+  local as_root=()
+  [[ $(id -u) == 0 ]] || as_root=(sudo)
+  "${as_root[@]}" apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq --no-install-recommends \
+    "${missing[@]}" >/dev/null
+}
+
+# Configures a preset and builds the targets named, or everything, showing the tools' output
+# only when one fails.
+build() {
+  local preset=$1 log
+  shift
+  log=$(mktemp)
+  echo "Building ($preset)"
+  if ! { cmake --preset "$preset" && cmake --build --preset "$preset" ${*:+--target "$@"}; } \
+    >"$log" 2>&1; then
+    cat "$log"
+    rm -f "$log"
+    return 1
+  fi
+  rm -f "$log"
+}
