@@ -35,9 +35,11 @@ struct Path {
   char text[1024];
 };
 
+// A path that does not fit is empty, and nothing opens.
 Path Join(const char *folder, const char *name) {
   Path path;
-  snprintf(path.text, sizeof path.text, "%s/%s", folder, name);
+  const int length = snprintf(path.text, sizeof path.text, "%s/%s", folder, name);
+  if (length < 0 || static_cast<size_t>(length) >= sizeof path.text) path.text[0] = '\0';
   return path;
 }
 
@@ -164,8 +166,7 @@ bool ReadClass(const Path &device, DiskInfo &disk) {
   char line[64];
   char vendor[32] = "";
   if (file.ReadPiece(line)) sscanf(line, "%31s", vendor);
-  const bool internal =
-      strcmp(vendor, "ATA") == 0 || disk.host < DvrGetHwidInformation(DISK_NUM);
+  const bool internal = strcmp(vendor, "ATA") == 0 || disk.host < DvrGetHwidInformation(DISK_NUM);
   disk.diskClass = internal ? DISK_CLASS_INTERNAL : DISK_CLASS_EXTERNAL;
   return true;
 }
@@ -201,11 +202,7 @@ int32_t DiskEnumerate(DiskInfo **table) {
   const int32_t highest = HighestHost();
   for (int64_t host = 0; host <= highest && state.count < DISK_MAX_DISKS; ++host) {
     DiskInfo &disk = state.disks[static_cast<size_t>(state.count)];
-    if (ReadDevice(static_cast<int32_t>(host), disk)) {
-      ++state.count;
-    } else {
-      disk = {};
-    }
+    if (ReadDevice(static_cast<int32_t>(host), disk)) ++state.count;
   }
   *table = state.disks.data();
   return state.count;

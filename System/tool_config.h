@@ -5,7 +5,9 @@
 
 namespace identity {
 
+// Nothing is set in it until the file has been read.
 extern ToolConfig toolConfig;
+extern const ToolConfig kNothingSet;
 
 // A slot of the record that is set replaces what the board would say.
 inline int32_t Override(int32_t slot, int32_t value) {

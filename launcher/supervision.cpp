@@ -2,6 +2,7 @@
 // byte of a flag file. The launcher writes '0' before each start; the application writes '1'
 // just before it ends.
 #include <array>
+#include <optional>
 #include <utility>
 
 #include <pthread.h>
@@ -67,9 +68,9 @@ void WaitForHandBack(const base::Descriptor &file) {
 }
 
 // `line` is the one that the message names.
-void StartThread(void *(*body)(void *), int line) {
+pthread_t StartThread(void *(*body)(void *), int line) {
   pthread_t thread;
-  if (pthread_create(&thread, nullptr, body, nullptr) == 0) return;
+  if (pthread_create(&thread, nullptr, body, nullptr) == 0) return thread;
   base::PrintAt({"sentrel", line}, "ThreadCreate failed\n");
   exit(-1);
 }
@@ -81,11 +82,17 @@ bool IsScanned() {
   return false;
 }
 
-void StartFrontPanel() {
+// The thread that scans the panel; none where no thread does, or one that nothing stops.
+std::optional<pthread_t> StartFrontPanel() {
   puts("begin to read Frontboard");
-  if (DvrGetBoardType() == 0) return StartThread(McuProc, 463);
-  if (IsScanned()) StartThread(FrontScanProc, 480);
+  if (DvrGetBoardType() == 0) {
+    StartThread(McuProc, 463);
+    return {};
+  }
+  std::optional<pthread_t> scanner;
+  if (IsScanned()) scanner = StartThread(FrontScanProc, 480);
   FrontboardInit();
+  return scanner;
 }
 
 bool IsServiceKey(const Key &key) {
@@ -118,13 +125,16 @@ void Supervise() {
       puts("ch=---->");
       Become(kApplication);
     }
+    std::optional<pthread_t> scanner;
     {
       const base::Descriptor file = OpenFlagFile();
       WaitForHandBack(file);
-      StartFrontPanel();
+      scanner = StartFrontPanel();
       WaitForServiceKey(key);
     }
     FrontboardStop();
+    // It has said its last word and only its stack is left.
+    if (scanner) pthread_join(*scanner, nullptr);
   }
 }
 

@@ -15,6 +15,7 @@ HARMLESS = """
     funlockfile fwrite getc malloc memchr memcmp memcpy memmove memset printf putchar puts
     setvbuf snprintf sscanf stdout strchr strcmp strcspn strlen strncmp strncpy strnlen strspn strstr strtol strtoll
     strtoul strtoull vprintf lseek64 fork getpid
+    cfmakeraw cfsetispeed cfsetospeed
     pthread_create pthread_mutex_lock pthread_mutex_unlock
 """.split()
 

@@ -300,6 +300,10 @@ TEST_F(VboardTest, DescriptionsNameFileLineAndKey) {
        ":5: unknown key 'colour'"},
       {"summary = \"s\"\n[gpio]\ninputs = [[1, 2]]\n",
        ":3: 'inputs' has to be a list of rows of 3"},
+      {"summary = \"s\"\n[gpio]\nnames = { \"1,8\" = \"LED\" }\n", ":3: 'names' has to hold lines"},
+      {"summary = \"s\"\n[panel]\nscan = [[1, 2]]\n", ":3: 'scan' has to hold 5 rows"},
+      {"base = \"board.toml\"\n", ":1: 'base' leads round in a circle"},
+      {"base = \"nowhere.toml\"\n", "nowhere.toml: cannot be read"},
       {"summary = \"s\"\n[programs]\n\"/var/Vantor\" = \"nix\"\n", ":2: 'programs' needs "},
       {"summary = \"s\"\nprepare = [\"dance\"]\n", ":2: 'prepare' has 'dance': no device"},
       {"summary = \"s\n", ":1: "},
@@ -314,6 +318,57 @@ TEST_F(VboardTest, DescriptionsNameFileLineAndKey) {
     }
   }
   EXPECT_THROW(vboard::ReadDescription("/nowhere.toml"), vboard::DescriptionError);
+}
+
+TEST_F(VboardTest, DescriptionsCompleteEachOther) {
+  vboard::WriteFile(Folder() + "/far/first.toml",
+                    "summary = \"first\"\nspeed = 7\n[identity]\nproduct = \"1\"\noem = 1\n");
+  vboard::WriteFile(Folder() + "/second.toml",
+                    "base = \"far/first.toml\"\n[identity]\noem = 2\n\n[gpio]\nwrong = 1\n");
+  vboard::Section both = vboard::ReadDescription(Folder() + "/second.toml");
+  EXPECT_EQ("first", both.Text("summary"));
+  EXPECT_EQ(7, both.Number("speed", 0, 100));
+  EXPECT_EQ("1", both.Table("identity").Text("product"));
+  EXPECT_EQ(2, both.Table("identity").Number("oem", 0, 100));
+  try {
+    UseBoard("base = \"second.toml\"\n");
+    ADD_FAILURE() << "accepted";
+  } catch (const vboard::DescriptionError &error) {
+    EXPECT_EQ(Folder() + "/second.toml:6: unknown key 'wrong'", error.what());
+  }
+}
+
+TEST_F(VboardTest, KeysConnectTheirLines) {
+  UseBoard(test::SmallBoard(4, 0,
+                            "[panel]\nscan = [[1, 0], [1, 1], [1, 2], [1, 3], [1, 4]]\n"
+                            "sense = [[2, 0], [2, 1], [2, 2], [2, 3], [2, 4]]\n"
+                            "[gpio]\nnames = { \"3,0\" = \"lamp\" }\n"));
+  const int fd = open("/dev/hi_gpio", O_RDWR | O_CLOEXEC);
+  const auto request = [fd](unsigned long number, uint32_t group, uint32_t bit, uint32_t value) {
+    uint32_t record[3] = {group, bit, value};
+    EXPECT_EQ(0, ioctl(fd, number, record));
+    return record[2];
+  };
+  vboard::Act("key press 7");  // scan line 1, sense line 2
+  EXPECT_EQ(1U, request(3, 2, 2, 0));
+  request(1, 1, 1, 1);
+  EXPECT_EQ(0U, request(3, 2, 2, 0));
+  EXPECT_EQ(1U, request(3, 2, 1, 0));
+  request(4, 1, 1, 1);
+  EXPECT_EQ(1U, request(3, 2, 2, 0));
+  request(4, 1, 1, 0);
+  request(1, 1, 1, 0);  // an input drives nothing
+  EXPECT_EQ(1U, request(3, 2, 2, 0));
+  request(1, 1, 1, 1);
+  vboard::Act("key release 7");
+  EXPECT_EQ(1U, request(3, 2, 2, 0));
+  request(1, 3, 0, 1);
+  request(4, 3, 0, 1);
+  EXPECT_THAT(Events(), ElementsAre("panel: key 7 pressed", "panel: key 7 released",
+                                    "gpio: 3,0 lamp output", "gpio: 3,0 lamp = 1"));
+  EXPECT_THROW(vboard::Act("key press 25"), std::invalid_argument);
+  EXPECT_THROW(vboard::Act("ir send 1 1"), std::invalid_argument);
+  close(fd);
 }
 
 // A board that runs a program of the PC's.

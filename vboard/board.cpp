@@ -41,7 +41,7 @@ size_t StateSize() {
 
 int64_t Now() {
   timespec now;
-  static auto *const next = real::Next<int(clockid_t, timespec *)>("clock_gettime");
+  static constinit real::Next<int(clockid_t, timespec *)> next("clock_gettime");
   next(CLOCK_MONOTONIC, &now);
   return int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
 }

@@ -3,6 +3,7 @@
 #include <toml++/toml.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <set>
 
 namespace vboard {
@@ -19,8 +20,41 @@ namespace {
 
 const toml::table kEmpty;
 
+constexpr int kLongestChain = 8;
+
+// A key may come from another file, which the description is based on.
 std::string Place(const std::string &file, const toml::source_region &region) {
-  return file + ":" + std::to_string(region.begin.line) + ": ";
+  const std::string &origin = region.path != nullptr ? *region.path : file;
+  return origin + ":" + std::to_string(region.begin.line) + ": ";
+}
+
+// Moves what the base has and the description has not.
+void Complete(toml::table &description, toml::table &&base) {
+  for (auto &&[key, value] : base) {
+    toml::node *own = description.get(key);
+    if (own == nullptr) {
+      description.insert(key, std::move(value));
+    } else if (own->is_table() && value.is_table()) {
+      Complete(*own->as_table(), std::move(*value.as_table()));
+    }
+  }
+}
+
+toml::table Parse(const std::string &path, int chain) try {
+  toml::table description = toml::parse_file(path);
+  const toml::node *base = description.get("base");
+  if (base == nullptr) return description;
+  const std::string where = Place(path, base->source()) + "'base' ";
+  if (!base->is_string()) throw DescriptionError(where + "has to be a file name");
+  if (chain == kLongestChain) throw DescriptionError(where + "leads round in a circle");
+  const std::filesystem::path file = base->as_string()->get();
+  const std::string next = std::filesystem::path(path).parent_path() / file;
+  description.erase("base");
+  Complete(description, Parse(next, chain + 1));
+  return description;
+} catch (const toml::parse_error &error) {
+  if (error.source().begin.line == 0) throw DescriptionError(path + ": cannot be read");
+  throw DescriptionError(Place(path, error.source()) + std::string(error.description()));
 }
 
 const toml::node *Ask(const Section::Node &node, const char *key) {
@@ -86,6 +120,18 @@ std::vector<std::string> Section::Texts(const char *key) {
     texts.push_back(element.as_string()->get());
   }
   return texts;
+}
+
+std::vector<int64_t> Section::Numbers(const char *key) {
+  std::vector<int64_t> numbers;
+  const toml::node *value = Ask(*node_, key);
+  if (value == nullptr) return numbers;
+  if (!value->is_array()) Fail(key, "has to be a list of numbers");
+  for (const toml::node &element : *value->as_array()) {
+    if (!element.is_integer()) Fail(key, "has to be a list of numbers");
+    numbers.push_back(element.as_integer()->get());
+  }
+  return numbers;
 }
 
 std::vector<std::vector<int64_t>> Section::Rows(const char *key, size_t length) {
@@ -155,13 +201,8 @@ void Section::RefuseUnknownKeys() {
 }
 
 Section ReadDescription(const std::string &path) {
-  try {
-    auto root = std::make_shared<const toml::table>(toml::parse_file(path));
-    return Section(std::make_shared<Section::Node>(Section::Node{root, root.get(), path, {}, {}}));
-  } catch (const toml::parse_error &error) {
-    if (error.source().begin.line == 0) throw DescriptionError(path + ": cannot be read");
-    throw DescriptionError(Place(path, error.source()) + std::string(error.description()));
-  }
+  auto root = std::make_shared<const toml::table>(Parse(path, 0));
+  return Section(std::make_shared<Section::Node>(Section::Node{root, root.get(), path, {}, {}}));
 }
 
 }  // namespace vboard

@@ -35,6 +35,7 @@ class Section {
   std::string Text(const char *key);
   int64_t Number(const char *key, int64_t lowest, int64_t highest);
   std::vector<std::string> Texts(const char *key);
+  std::vector<int64_t> Numbers(const char *key);
   // A row of whole numbers for each entry, each row with this many.
   std::vector<std::vector<int64_t>> Rows(const char *key, size_t length);
   // The pairs of a table whose keys are free, such as file names, in the file's order.
@@ -52,7 +53,8 @@ class Section {
   std::shared_ptr<const Node> node_;
 };
 
-// Reads a description. Throws DescriptionError.
+// Reads a description. The key "base" names another one, from the folder of this one: its keys
+// hold where this one has none of the same name, table by table. Throws DescriptionError.
 Section ReadDescription(const std::string &path);
 
 }  // namespace vboard

@@ -4,6 +4,7 @@
 #include <stddef.h>
 #include <stdint.h>
 #include <sys/types.h>
+#include <termios.h>
 
 #include <span>
 #include <string>
@@ -39,15 +40,29 @@ struct Device {
   // The unit that this path names, or -1 when it is none of this device's special files.
   int (*unit)(std::string_view path) = nullptr;
   // The calls on an open special file; results and errno as the system call has them.
+  ssize_t (*read)(int unit, int fd, void *data, size_t length) = nullptr;
   ssize_t (*write)(int unit, int fd, const void *data, size_t length, int64_t *offset) = nullptr;
   int (*ioctl)(int unit, int fd, unsigned long request, void *argument) = nullptr;
+  int (*sync)(int unit) = nullptr;
   void *(*map)(int fd, void *address, size_t length, int protection, int flags,
                int64_t offset) = nullptr;
   bool (*unmap)(void *address, size_t length) = nullptr;
+  // A terminal has all three.
+  int (*getTerminal)(int unit, termios *settings) = nullptr;
+  int (*setTerminal)(int unit, const termios *settings) = nullptr;
+  int (*flush)(int unit, int queue) = nullptr;
+
+  // GPIO: the level that this device gives an input line, or -1 for a line that is not its own.
+  int (*line)(unsigned group, unsigned bit) = nullptr;
+  // GPIO: the program drives a line (level 0 or 1) or lets it go (-1). True when it is a line of
+  // this device that changes too often for the event log.
+  bool (*driven)(unsigned group, unsigned bit, int level) = nullptr;
 
   // Mounts a block device of this kind: 0 and the folder below disks/, or an errno value; -1
   // when the source is none of its own.
   int (*mount)(std::string_view source, std::string_view type, std::string *content) = nullptr;
+  // Something was mounted or unmounted.
+  void (*remounted)() = nullptr;
   // A shell command whose first word is this device's: its exit status, or -1 when it is not.
   int (*command)(std::string_view line) = nullptr;
 

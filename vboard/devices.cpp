@@ -6,14 +6,20 @@ namespace vboard {
 extern const Device kFlash;
 extern const Device kBootParameters;
 extern const Device kGpio;
+extern const Device kPanel;
+extern const Device kInfrared;
+extern const Device kSerial;
+extern const Device kConsole;
 extern const Device kMemory;
 extern const Device kFiles;
 extern const Device kPower;
+extern const Device kScsi;
 extern const Device kFaults;
 
 std::span<const Device *const> Devices() {
   static const Device *const devices[] = {
-      &kFlash, &kBootParameters, &kGpio, &kMemory, &kFiles, &kPower, &kFaults,
+      &kFlash,   &kBootParameters, &kGpio,  &kPanel, &kInfrared, &kSerial,
+      &kConsole, &kMemory,         &kFiles, &kScsi,  &kPower,    &kFaults,
   };
   return devices;
 }

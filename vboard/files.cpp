@@ -77,6 +77,18 @@ std::string ReadFile(const std::string &path) {
   return (std::ostringstream() << file.rdbuf()).str();
 }
 
+int MountError(std::string_view path) {
+  const Mount *mount = FindMount(path);
+  return mount != nullptr ? mount->error : 0;
+}
+
+void LoseMounts(std::string_view content) {
+  Lock lock;
+  for (Mount &mount : State().mounts) {
+    if (mount.point[0] != '\0' && content == mount.content) mount.error = EIO;
+  }
+}
+
 int MountDevice(std::string_view source, std::string_view point, std::string_view type) {
   int error = ENOENT;
   std::string content;
@@ -91,6 +103,7 @@ int MountDevice(std::string_view source, std::string_view point, std::string_vie
   Lock lock;
   for (Mount &mount : State().mounts) {
     if (mount.point[0] != '\0') continue;
+    mount = {};
     Store(mount.source, source);
     Store(mount.content, content);
     Store(mount.point, point);

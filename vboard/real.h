@@ -16,13 +16,30 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <atomic>
+
 namespace vboard::real {
 
-// Finds the next function of this name behind libvboard.
-template <typename Function>
-Function *Next(const char *name) {
-  return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
-}
+// The next function of this name behind libvboard, looked up when it is first called. Threads
+// that come at the same time find the same; there is no guard, for calls that come from inside
+// a sanitizer's library.
+template <typename Type>
+class Next {
+ public:
+  explicit constexpr Next(const char *name) : name_(name) {}
+  operator Type *() {
+    Type *function = function_.load(std::memory_order_relaxed);
+    if (function == nullptr) {
+      function = reinterpret_cast<Type *>(dlsym(RTLD_NEXT, name_));
+      function_.store(function, std::memory_order_relaxed);
+    }
+    return function;
+  }
+
+ private:
+  const char *name_;
+  std::atomic<Type *> function_{nullptr};
+};
 
 int open(const char *path, int flags, mode_t mode = 0);
 int close(int fd);

@@ -54,8 +54,8 @@ enum HwidCommand {
 // Settings that the factory tool leaves on the board in /tool/tool_config.ini. -1 in a slot
 // means that the file does not set it.
 struct ToolConfig {
-  char displayType[32];  // the rest of the line; not always terminated
-  int32_t frontType;
+  char displayType[32];  // the rest of the line with its line end, cut to 31 characters
+  int32_t frontType;     // the last FROND_TYPE or HEHE_FRONT
   int32_t audioInputNumber;
   int32_t alarmInputNumber;
   int32_t alarmOutputNumber;
@@ -156,6 +156,20 @@ int32_t DvrGetAlarmOutNumber(int32_t *out);
 int32_t DvrGetAlarmInNumber(int32_t *out);
 int32_t DvrGetPlaybackNumber(int32_t *out);
 int32_t DvrGetAudioNumber(int32_t *out);
+
+// Reads /tool/tool_config.ini, lines of "Key=value" of which the first 1024 bytes count, into
+// the record and into the front-panel words of frontboard.h. The caller's values stand for
+// the board: an empty value in a line that ends in CR LF keeps them and holds them to what the
+// board has, and after the last line a 0 that no line has named becomes -1, so the caller
+// passes a record of zeros. Returns 0, or -1 with a message when there is no such file; then
+// all numbers are -1.
+int32_t DvrReadToolConfig(struct ToolConfig *out);
+
+// The start of the library in the recorder's application, before it starts other threads:
+// reads the boot parameters and the tool configuration, sets FrontboardVariantA and D from the
+// board straps and B from the alarm board detection, and prints what the board is, a line for
+// each fact. Returns 0.
+int32_t DvrSystemInformationStart(void);
 
 #ifdef __cplusplus
 }

@@ -1,9 +1,11 @@
-// The GPIO controller behind /dev/hi_gpio: 8 groups of 8 lines. The log shows a line when its
-// direction or its driven level changes.
+// The GPIO controller behind /dev/hi_gpio: 8 groups of 8 lines. The log shows a line, by its name
+// if it has one, when its direction or its driven level changes.
 #include <errno.h>
 #include <stdint.h>
+#include <stdio.h>
 
 #include <stdexcept>
+#include <utility>
 
 #include "vboard/board.h"
 #include "vboard/description.h"
@@ -27,6 +29,7 @@ struct GpioState {
   uint8_t input[kGroups][kBits];      // what the board's wiring drives
   uint8_t output[kGroups][kBits];     // what the program drives
   uint8_t direction[kGroups][kBits];  // 1: output
+  char name[kGroups][kBits][16];      // what is wired to the line, after a blank
 };
 
 GpioState &Gpio() {
@@ -44,6 +47,12 @@ void Make(Section &section) {
     }
     Gpio().input[row[0]][row[1]] = static_cast<uint8_t>(row[2]);
   }
+  for (const auto &[line, name] : section.Pairs("names")) {
+    unsigned group = kGroups, bit = kBits;
+    sscanf(line.c_str(), "%u,%u", &group, &bit);
+    if (!IsLine(group, bit)) section.Fail("names", "has to hold lines such as \"1,3\"");
+    Store(Gpio().name[group][bit], " " + name);
+  }
   WriteFile(RootPath("/dev/hi_gpio"), "");
 }
 
@@ -60,6 +69,25 @@ int Unit(std::string_view path) {
   return path == "/dev/hi_gpio" ? 0 : -1;
 }
 
+// What a device on the line gives, or else the board's wiring.
+uint32_t InputLevel(unsigned group, unsigned bit) {
+  for (const Device *device : Devices()) {
+    const int level = device->line != nullptr ? device->line(group, bit) : -1;
+    if (level >= 0) return static_cast<uint32_t>(level);
+  }
+  return Gpio().input[group][bit];
+}
+
+// Tells the devices on the line; true when one of them wants no log of it.
+bool IsQuiet(unsigned group, unsigned bit) {
+  const int level = Gpio().direction[group][bit] != 0 ? Gpio().output[group][bit] : -1;
+  bool quiet = false;
+  for (const Device *device : Devices()) {
+    if (device->driven != nullptr && device->driven(group, bit, level)) quiet = true;
+  }
+  return quiet;
+}
+
 int Ioctl(int, int, unsigned long request, void *argument) {
   Record &record = *static_cast<Record *>(argument);
   if (!IsLine(record.group, record.bit)) {
@@ -68,20 +96,21 @@ int Ioctl(int, int, unsigned long request, void *argument) {
   }
   uint8_t &direction = Gpio().direction[record.group][record.bit];
   uint8_t &output = Gpio().output[record.group][record.bit];
+  const char *name = Gpio().name[record.group][record.bit];
   const uint8_t value = record.value != 0;
   switch (request) {
     case kSetDirection:
-      if (direction != value) {
-        Event("gpio: %u,%u %s", record.group, record.bit, value != 0 ? "output" : "input");
+      if (std::exchange(direction, value) != value && !IsQuiet(record.group, record.bit)) {
+        Event("gpio: %u,%u%s %s", record.group, record.bit, name, value != 0 ? "output" : "input");
       }
-      direction = value;
       return 0;
     case kReadLevel:
-      record.value = direction != 0 ? output : Gpio().input[record.group][record.bit];
+      record.value = direction != 0 ? output : InputLevel(record.group, record.bit);
       return 0;
     case kWriteLevel:
-      if (output != value) Event("gpio: %u,%u = %u", record.group, record.bit, value);
-      output = value;
+      if (std::exchange(output, value) != value && !IsQuiet(record.group, record.bit)) {
+        Event("gpio: %u,%u%s = %u", record.group, record.bit, name, value);
+      }
       return 0;
     default:
       errno = ENOTTY;

@@ -3,12 +3,15 @@
 #include <limits.h>
 #include <string.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
+#include <iterator>
 
 #include "vboard/board.h"
 #include "vboard/device.h"
 #include "vboard/faults.h"
+#include "vboard/files.h"
 #include "vboard/intercept/intercept.h"
 
 namespace vboard {
@@ -39,7 +42,7 @@ void Assign(int fd, Special special) {
 std::string BoardPath(int fd) {
   char place[PATH_MAX];
   const std::string link = "/proc/self/fd/" + std::to_string(fd);
-  static auto *const next = real::Next<ssize_t(const char *, char *, size_t)>("readlink");
+  static constinit real::Next<ssize_t(const char *, char *, size_t)> next("readlink");
   const ssize_t length = next(link.c_str(), place, sizeof place);
   const std::string_view path(place, length > 0 ? static_cast<size_t>(length) : 0);
   const std::string root = Folder() + "/root";
@@ -51,6 +54,14 @@ std::string BoardPath(int fd) {
     }
   }
   return {};
+}
+
+Special FindSpecial(std::string_view path) {
+  for (const Device *device : Devices()) {
+    const int unit = device->unit != nullptr ? device->unit(path) : -1;
+    if (unit >= 0) return {device, unit};
+  }
+  return {nullptr, 0};
 }
 
 }  // namespace
@@ -67,17 +78,28 @@ void Opened(const char *path, const Path &place, int fd) {
     if (errno == ENOENT) Event("missing: %s", path);
     return;
   }
-  for (const Device *device : Devices()) {
-    const int unit = device->unit != nullptr ? device->unit(path) : -1;
-    if (unit >= 0) return Assign(fd, {device, unit});
+  Assign(fd, FindSpecial(path));
+}
+
+void AdoptDescriptors() {
+  for (int fd = 0; fd < static_cast<int>(slots.size()); ++fd) {
+    const std::string path = BoardPath(fd);
+    if (!path.empty()) Assign(fd, FindSpecial(path));
   }
-  Assign(fd, {nullptr, 0});
 }
 
 bool DescriptorFails(const char *call, int fd) {
-  if (!Attached() || State().faultsPlanned == 0) return false;
+  if (!Attached()) return false;
+  const bool lost = std::any_of(std::begin(State().mounts), std::end(State().mounts),
+                                [](const Mount &mount) { return mount.error != 0; });
+  if (!lost && State().faultsPlanned == 0) return false;
   const std::string path = BoardPath(fd);
-  return !path.empty() && CallFails(call, path.c_str());
+  if (path.empty()) return false;
+  if (const int error = MountError(path)) {
+    errno = error;
+    return true;
+  }
+  return CallFails(call, path.c_str());
 }
 
 }  // namespace vboard
@@ -94,11 +116,26 @@ int Duplicated(int fd, int copy) {
 }
 
 template <typename Next>
+ssize_t ReadWith(int fd, void *data, size_t length, Next next) {
+  if (DescriptorFails("read", fd)) return -1;
+  const Special special = SpecialFile(fd);
+  if (special.device == nullptr || special.device->read == nullptr) return next();
+  return special.device->read(special.unit, fd, data, length);
+}
+
+template <typename Next>
 ssize_t WriteWith(int fd, const void *data, size_t length, int64_t *offset, Next next) {
   if (DescriptorFails("write", fd)) return -1;
   const Special special = SpecialFile(fd);
   if (special.device == nullptr || special.device->write == nullptr) return next();
   return special.device->write(special.unit, fd, data, length, offset);
+}
+
+int SyncWith(int fd, int (*next)(int)) {
+  if (DescriptorFails("fsync", fd)) return -1;
+  const Special special = SpecialFile(fd);
+  const bool own = special.device != nullptr && special.device->sync != nullptr;
+  return own ? special.device->sync(special.unit) : next(fd);
 }
 
 }  // namespace
@@ -148,13 +185,13 @@ INTERCEPT_FCNTL(fcntl64)
 
 ssize_t read(int fd, void *data, size_t length) {
   NEXT(read);
-  return DescriptorFails("read", fd) ? -1 : next(fd, data, length);
+  return ReadWith(fd, data, length, [&] { return next(fd, data, length); });
 }
 
 ssize_t __read_chk(int fd, void *data, size_t length, size_t size);
 ssize_t __read_chk(int fd, void *data, size_t length, size_t size) {
   NEXT(__read_chk);
-  return DescriptorFails("read", fd) ? -1 : next(fd, data, length, size);
+  return ReadWith(fd, data, length, [&] { return next(fd, data, length, size); });
 }
 
 ssize_t write(int fd, const void *data, size_t length) {
@@ -191,6 +228,16 @@ int ioctl(int fd, unsigned long request, ...) {
     return next(fd, request, argument);
   }
   return special.device->ioctl(special.unit, fd, request, argument);
+}
+
+int fsync(int fd) {
+  NEXT(fsync);
+  return SyncWith(fd, next);
+}
+
+int fdatasync(int fd) {
+  NEXT(fdatasync);
+  return SyncWith(fd, next);
 }
 
 #define INTERCEPT_MMAP(name, offset_type)                                       \

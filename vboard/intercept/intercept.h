@@ -9,7 +9,7 @@
 #include "vboard/real.h"
 
 // The real function of the same name, looked up once.
-#define NEXT(name) static auto *const next = vboard::real::Next<decltype(::name)>(#name)
+#define NEXT(name) static constinit vboard::real::Next<decltype(::name)> next(#name)
 
 namespace vboard {
 
@@ -32,6 +32,9 @@ class Path {
 bool MayOpen(const char *call, const char *path, const Path &place);
 // After an open of a path: remembers the special file, logs a path that the board lacks.
 void Opened(const char *path, const Path &place, int fd);
+
+// At a program's start: remembers the special files that it has inherited.
+void AdoptDescriptors();
 
 // The special file behind a descriptor; device is null for any other.
 struct Special {

@@ -19,7 +19,13 @@ Path::Path(const char *path) : path_(path) {
 }
 
 bool MayOpen(const char *call, const char *path, const Path &place) {
-  return !place.OnBoard() || !CallFails(call, path);
+  if (!place.OnBoard()) return true;
+  if (const int error = MountError(path)) {
+    Event("gone: %s: %s", path, strerrordesc_np(error));
+    errno = error;
+    return false;
+  }
+  return !CallFails(call, path);
 }
 
 }  // namespace vboard
@@ -34,11 +40,19 @@ bool NeedsMode(int flags) {
   return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
 }
 
+// A device behind a FIFO opens without waiting for somebody at the other end.
+int OpenFlags(const Path &place, int flags) {
+  struct stat status;
+  if (!place.OnBoard() || (flags & O_ACCMODE) == O_RDWR) return flags;
+  if (stat(place, &status) != 0 || !S_ISFIFO(status.st_mode)) return flags;
+  return (flags & ~O_ACCMODE) | O_RDWR;
+}
+
 template <typename Call>
-int OpenWith(const char *path, Call call) {
+int OpenWith(const char *path, int flags, Call call) {
   const Path place(path);
   if (!MayOpen("open", path, place)) return -1;
-  const int fd = call(place);
+  const int fd = call(place, OpenFlags(place, flags));
   Opened(path, place, fd);
   return fd;
 }
@@ -56,32 +70,34 @@ FILE *FopenWith(const char *path, Call call) {
 
 extern "C" {
 
-#define INTERCEPT_OPEN(name)                                                            \
-  int name(const char *path, int flags, ...) {                                          \
-    NEXT(name);                                                                         \
-    mode_t mode = 0;                                                                    \
-    if (NeedsMode(flags)) {                                                             \
-      va_list arguments;                                                                \
-      va_start(arguments, flags);                                                       \
-      mode = va_arg(arguments, mode_t);                                                 \
-      va_end(arguments);                                                                \
-    }                                                                                   \
-    return OpenWith(path, [&](const char *place) { return next(place, flags, mode); }); \
+#define INTERCEPT_OPEN(name)                                                             \
+  int name(const char *path, int flags, ...) {                                           \
+    NEXT(name);                                                                          \
+    mode_t mode = 0;                                                                     \
+    if (NeedsMode(flags)) {                                                              \
+      va_list arguments;                                                                 \
+      va_start(arguments, flags);                                                        \
+      mode = va_arg(arguments, mode_t);                                                  \
+      va_end(arguments);                                                                 \
+    }                                                                                    \
+    return OpenWith(path, flags,                                                         \
+                    [&](const char *place, int how) { return next(place, how, mode); }); \
   }
 INTERCEPT_OPEN(open)
 INTERCEPT_OPEN(open64)
 
-#define INTERCEPT_OPENAT(name)                                                                  \
-  int name(int folder, const char *path, int flags, ...) {                                      \
-    NEXT(name);                                                                                 \
-    mode_t mode = 0;                                                                            \
-    if (NeedsMode(flags)) {                                                                     \
-      va_list arguments;                                                                        \
-      va_start(arguments, flags);                                                               \
-      mode = va_arg(arguments, mode_t);                                                         \
-      va_end(arguments);                                                                        \
-    }                                                                                           \
-    return OpenWith(path, [&](const char *place) { return next(folder, place, flags, mode); }); \
+#define INTERCEPT_OPENAT(name)                                                                   \
+  int name(int folder, const char *path, int flags, ...) {                                       \
+    NEXT(name);                                                                                  \
+    mode_t mode = 0;                                                                             \
+    if (NeedsMode(flags)) {                                                                      \
+      va_list arguments;                                                                         \
+      va_start(arguments, flags);                                                                \
+      mode = va_arg(arguments, mode_t);                                                          \
+      va_end(arguments);                                                                         \
+    }                                                                                            \
+    return OpenWith(path, flags,                                                                 \
+                    [&](const char *place, int how) { return next(folder, place, how, mode); }); \
   }
 INTERCEPT_OPENAT(openat)
 INTERCEPT_OPENAT(openat64)
@@ -118,15 +134,6 @@ INTERCEPT_FOPEN(fopen64)
   }
 INTERCEPT_FREOPEN(freopen)
 INTERCEPT_FREOPEN(freopen64)
-
-DIR *opendir(const char *path) {
-  NEXT(opendir);
-  const Path place(path);
-  if (!MayOpen("opendir", path, place)) return nullptr;
-  DIR *folder = next(place);
-  Opened(path, place, folder != nullptr ? dirfd(folder) : -1);
-  return folder;
-}
 
 // Calls that only need the other path. "place" is the path on the board.
 #define INTERCEPT_PATH(type, name, parameters, ...) \

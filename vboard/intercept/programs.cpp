@@ -72,10 +72,19 @@ std::string Outcome(int error) {
   return error == 0 ? "" : std::string(": ") + strerrordesc_np(error);
 }
 
+// Tells the devices of a mount or an unmount that worked.
+int MountResult(int error) {
+  if (error != 0) return Result(error);
+  for (const vboard::Device *device : vboard::Devices()) {
+    if (device->remounted != nullptr) device->remounted();
+  }
+  return 0;
+}
+
 int UnmountWith(const char *point) {
   const int error = vboard::CallFails("umount", point) ? errno : vboard::Unmount(point);
   Event("unmount: %s%s", point, Outcome(error).c_str());
-  return Result(error);
+  return MountResult(error);
 }
 
 }  // namespace
@@ -132,7 +141,7 @@ int mount(const char *source, const char *point, const char *type, unsigned long
       vboard::CallFails("mount", source) ? errno : vboard::MountDevice(source, point, type);
   Event("mount: %s on %s, %s, flags 0x%lx, %s%s", source, point, type, flags,
         data == nullptr ? "no data" : static_cast<const char *>(data), Outcome(error).c_str());
-  return Result(error);
+  return MountResult(error);
 }
 
 int umount(const char *point) noexcept {
@@ -168,6 +177,7 @@ namespace {
   const char *folder = getenv("VBOARD_FOLDER");
   if (folder == nullptr) return;
   vboard::Attach(folder);
+  vboard::AdoptDescriptors();
   on_exit([](int status, void *) { Event("exit: status %d", status & 0xff); }, nullptr);
 }
 

@@ -1,0 +1,154 @@
+// The scanning thread: key matrix and infrared receiver.
+#include <poll.h>
+#include <pthread.h>
+#include <stdio.h>
+#include <unistd.h>
+
+#include <atomic>
+
+#include "Base/descriptor.h"
+#include "Uart/front_keys.h"
+#include "Uart/front_pins.h"
+#include "Uart/key_queue.h"
+#include "libsys/frontboard.h"
+#include "libsys/gpio.h"
+
+namespace {
+
+using panel::Board;
+using panel::Key;
+using panel::Keys;
+using panel::Line;
+using panel::PinMap;
+
+enum ScanState { kStopAsked = 0, kRunning = 1, kStopped = 2 };
+
+struct {
+  pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+  ScanState FrontScanState = kRunning;  // guarded by the mutex
+  std::atomic<int> infraredUsers{0};
+} state;
+
+constexpr const char *kInfrared = "/dev/Hi_IR";
+constexpr int kInfraredWait = 100;  // milliseconds
+constexpr useconds_t kPassPause = 100'000;
+constexpr useconds_t kStopPoll = 50'000;
+
+// A record of the infrared receiver.
+constexpr size_t kRecordLength = 12;
+constexpr size_t kRecordCode = 6;
+constexpr size_t kRecordState = 8;
+
+char exitValue[] = "expect\n";
+
+struct Matrix {
+  const PinMap *pins;
+  Keys *keys;
+};
+
+void SetScanState(ScanState scan) {
+  pthread_mutex_lock(&state.mutex);
+  state.FrontScanState = scan;
+  pthread_mutex_unlock(&state.mutex);
+}
+
+bool StopIsAsked() {
+  pthread_mutex_lock(&state.mutex);
+  const bool asked = state.FrontScanState == kStopAsked;
+  pthread_mutex_unlock(&state.mutex);
+  return asked;
+}
+
+// A scanner that has stopped already is left as it is.
+bool AskToStop() {
+  pthread_mutex_lock(&state.mutex);
+  const bool stopped = state.FrontScanState == kStopped;
+  if (!stopped) state.FrontScanState = kStopAsked;
+  pthread_mutex_unlock(&state.mutex);
+  return stopped;
+}
+
+const PinMap *PinsOf(const Board &board) {
+  for (const PinMap &map : panel::kPinMaps) {
+    if (map.variant == board.variant) return &map;
+  }
+  return panel::HasProductPanel(board) ? &panel::kProductPins : nullptr;
+}
+
+// No pins or no keys: this panel has no matrix.
+Matrix ThisMatrix() {
+  const Board board = panel::ThisBoard();
+  if (!panel::HasKeyQueue(board)) return {nullptr, nullptr};
+  return {PinsOf(board), panel::KeysOf(board)};
+}
+
+// A level that differs from the last one becomes an entry; nothing else debounces the keys.
+void Sample(const Line &sense, uint8_t number, Key &key) {
+  uint8_t level = 0;
+  if (GpioRead(sense.group, sense.bit, &level) != 0 || level == key.level) return;
+  const uint8_t pressed = level <= 1 ? static_cast<uint8_t>(1 - level) : uint8_t{0};
+  panel::PutKey({number, 0, pressed});
+  key.level = level;
+}
+
+void ScanMatrix(const Matrix &matrix) {
+  const auto &[variant, scan, sense] = *matrix.pins;
+  for (size_t k = 0; k < scan.size(); ++k) {
+    for (size_t other = 0; other < scan.size(); ++other) {
+      GpioWrite(scan[other].group, scan[other].bit, other == k ? 0 : 1);
+    }
+    for (size_t j = 0; j < sense.size(); ++j) {
+      const size_t number = k * sense.size() + j;
+      Sample(sense[j], static_cast<uint8_t>(number), (*matrix.keys)[number]);
+    }
+  }
+}
+
+void ReadInfrared(int fd) {
+  pollfd receiver = {fd, POLLIN, 0};
+  const int ready = poll(&receiver, 1, kInfraredWait);
+  if (ready <= 0) return;
+  uint8_t record[kRecordLength];
+  if (read(fd, record, sizeof record) == static_cast<ssize_t>(sizeof record)) {
+    const uint8_t code = record[kRecordCode];
+    const uint8_t keyState = record[kRecordState];
+    panel::PutKey({panel::kInfraredSource, code, keyState});
+    printf("hiir read(%x , %x)......OK\n", keyState, code);
+  }
+  // As many microseconds as there are ready descriptors: hardly a pause, on purpose.
+  usleep(static_cast<useconds_t>(ready));
+}
+
+void Scan(int infrared) {
+  const Matrix matrix = ThisMatrix();
+  while (!StopIsAsked()) {
+    if (matrix.pins != nullptr && matrix.keys != nullptr) ScanMatrix(matrix);
+    if (infrared >= 0) {
+      ReadInfrared(infrared);
+    } else {
+      usleep(kPassPause);
+    }
+  }
+}
+
+}  // namespace
+
+void *FrontScanProc(void *) {
+  {
+    const base::Descriptor infrared(kInfrared, O_RDONLY);
+    if (infrared) {
+      ++state.infraredUsers;
+    } else {
+      printf("LIBDVR : open %s failed\n", kInfrared);
+    }
+    SetScanState(kRunning);
+    Scan(infrared.get());
+    if (infrared) --state.infraredUsers;
+  }
+  SetScanState(kStopped);
+  return exitValue;
+}
+
+void FrontboardStop() {
+  while (!AskToStop()) usleep(kStopPoll);
+}

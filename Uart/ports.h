@@ -1,0 +1,24 @@
+// What the files of the serial ports share.
+#pragma once
+
+#include <stdint.h>
+#include <termios.h>
+
+namespace uart {
+
+constexpr uint32_t kPorts = 4;
+constexpr uint32_t kSecondPort = 2;  // the one that the routed console stands for besides port 0
+
+// The port's descriptor; -1: closed, or there is no such port.
+int DescriptorOf(uint32_t index);
+
+// True when this port stands for ports 0 and 2.
+bool IsDualPort(uint32_t index);
+
+// Product types 13 and 14.
+bool HasDualPort();
+
+// Standard output's terminal settings at the start; zero when it is no terminal.
+extern termios consoleTerminal;
+
+}  // namespace uart

@@ -1,0 +1,279 @@
+// The front panel's threads: the scanner of keys and remote control, and the receiver of the
+// microcontroller's frames.
+#include <signal.h>
+
+#include <algorithm>
+#include <atomic>
+
+#include "libsys/uart.h"
+#include "tests/support/panel_test.h"
+
+namespace {
+
+using test::Finding;
+using test::Hex;
+using test::ReadKey;
+
+class FrontThreadsTest : public test::PanelTest {
+ protected:
+  static void Send(int code, int state) {
+    vboard::Act("ir send " + std::to_string(code) + " " + std::to_string(state));
+  }
+  // All that the receiver took has been read; once the scanner has ended it is in the queue.
+  static void WaitForReader() {
+    while (test::Waiting("/dev/Hi_IR") > 0) usleep(1000);
+  }
+};
+
+TEST_F(FrontThreadsTest, HeldKeyIsReportedOnce) {
+  UsePanel("oem2");
+  const Finding finding = Find([] {
+    FrontboardInit();
+    test::Thread scanner(FrontScanProc);
+    vboard::Act("key press 7");
+    std::string events = ReadKey();
+    // Each record of the receiver comes after a scan of its own.
+    for (int code = 0; code < 3; ++code) {
+      Send(code, 5);
+      events += " " + ReadKey();
+    }
+    vboard::Act("key press 12");
+    events += " " + ReadKey();
+    vboard::Act("key release 7");
+    events += " " + ReadKey();
+    FrontboardStop();
+    return events + " " + scanner.Join();
+  });
+  EXPECT_EQ("ff147f01 ff019305 ff010005 ff01a105 ff1a7f01 ff147f00 expect\n", finding.result);
+}
+
+TEST_F(FrontThreadsTest, QueueWrapsAndIsLapped) {
+  struct {
+    int unread;            // records that come while nobody reads
+    std::string expected;  // what is read then
+  } const rows[] = {
+      {1, "00"},
+      {127, "00 01 02"},
+      // Full to the brim it looks empty.
+      {128, ""},
+      {130, "80 81"},
+      {255, "80 81 82"},
+      {259, "00 01 02"},
+  };
+  UsePanel("oem8");
+  for (const auto &row : rows) {
+    SCOPED_TRACE(row.unread);
+    const Finding finding = Find([&] {
+      test::Thread scanner(FrontScanProc);
+      for (int code = 0; code < row.unread; ++code) Send(code % 256, 1);
+      WaitForReader();
+      FrontboardStop();
+      scanner.Join();
+      // A last one, whose state tells it from the others.
+      test::Thread again(FrontScanProc);
+      Send(0xee, 9);
+      std::string read;
+      size_t count = 0;
+      for (std::string event = ReadKey(); event != "ff01ee09"; event = ReadKey()) {
+        if (count++ < 3) read += (read.empty() ? "" : " ") + event.substr(4, 2);
+      }
+      FrontboardStop();
+      again.Join();
+      return std::to_string(count) + ": " + read;
+    });
+    EXPECT_EQ(std::to_string(row.unread % 128) + ": " + row.expected, finding.result);
+  }
+}
+
+TEST_F(FrontThreadsTest, RecordsOfAnotherSizeAreDropped) {
+  UsePanel("oem8");
+  const Finding finding = Find([] {
+    test::Thread scanner(FrontScanProc);
+    Send(1, 1);
+    std::string events = ReadKey();
+    vboard::WriteFile(vboard::RootPath("/dev/Hi_IR"), "short");
+    WaitForReader();
+    Send(2, 0);
+    events += " " + ReadKey();
+    FrontboardStop();
+    return events + " " + scanner.Join();
+  });
+  EXPECT_EQ("ff010101 ff010200 expect\n", finding.result);
+  EXPECT_EQ("hiir read(1 , 1)......OK\nhiir read(0 , 2)......OK\n", finding.printed);
+}
+
+TEST_F(FrontThreadsTest, KeysWorkWithoutReceiver) {
+  UsePanel("oem4", "infrared.fitted = false\n");
+  const Finding finding = Find([] {
+    test::Thread scanner(FrontScanProc);
+    vboard::Act("key press 2");
+    std::string events = ReadKey();
+    vboard::Act("key release 2");
+    events += " " + ReadKey();
+    FrontboardStop();
+    return events + " " + scanner.Join();
+  });
+  EXPECT_EQ("ff1afe01 ff1afe00 expect\n", finding.result);
+  EXPECT_EQ("LIBDVR : open /dev/Hi_IR failed\n", finding.printed);
+}
+
+// No line of the main board is touched where a front board has the keys.
+TEST_F(FrontThreadsTest, PanelWithoutMatrixIsNotScanned) {
+  UsePanel("oem6");
+  const Finding finding = Find([this] {
+    FrontboardVariantA = -1;
+    Events();
+    test::Thread scanner(FrontScanProc);
+    Send(1, 1);
+    WaitForReader();
+    FrontboardStop();
+    scanner.Join();
+    std::string events;
+    for (const std::string &event : Events()) events += event + "; ";
+    return events;
+  });
+  EXPECT_EQ("infrared: code 0x01, state 1; ", finding.result);
+}
+
+TEST_F(FrontThreadsTest, ScannerEndsAndStartsAgain) {
+  UsePanel("oem4");
+  const Finding finding = Find([] {
+    FrontboardInit();
+    std::string events;
+    for (int round = 0; round < 3; ++round) {
+      test::Thread scanner(FrontScanProc);
+      Send(12, 1);
+      events += ReadKey() + " ";
+      FrontboardStop();
+      FrontboardStop();  // has ended already
+      events += scanner.Join();
+    }
+    // A key pressed meanwhile is seen by the next scanner.
+    vboard::Act("key press 2");
+    test::Thread scanner(FrontScanProc);
+    events += ReadKey();
+    FrontboardStop();
+    scanner.Join();
+    return events;
+  });
+  EXPECT_EQ("ff1afe01 expect\nff1afe01 expect\nff1afe01 expect\nff1afe01", finding.result);
+}
+
+std::atomic<int> caught{0};
+
+TEST_F(FrontThreadsTest, SignalsDoNotEndTheScanner) {
+  UsePanel("oem8");
+  const Finding finding = Find([] {
+    struct sigaction action = {};
+    action.sa_handler = [](int) { ++caught; };
+    sigaction(SIGUSR1, &action, nullptr);
+    test::Thread scanner(FrontScanProc);
+    std::string events;
+    for (int code = 1; code <= 3; ++code) {
+      for (int goal = caught + 20; caught < goal;) {
+        pthread_kill(scanner.Id(), SIGUSR1);
+        usleep(1000);
+      }
+      Send(code, 1);
+      events += ReadKey() + " ";
+    }
+    FrontboardStop();
+    return events + scanner.Join();
+  });
+  EXPECT_EQ("ff010101 ff010201 ff010301 expect\n", finding.result);
+}
+
+// ---- the microcontroller ----
+
+constexpr const char *kMcuBoard =
+    "summary = \"a board with a microcontroller\"\nspeed = 1000\n"
+    "identity.product = \"1004000000000050\"\nidentity.oem = 0\n";
+constexpr const char *kPortIsOpen = "uart1: 9600 baud, 8 data bits, no parity, 1 stop bit";
+
+std::string Frame(size_t payload) {
+  pthread_mutex_lock(&FrontMcuMutex);
+  const std::string text =
+      Hex(std::span(FrontMcuFrame).first(2 + payload)) + " " + Hex(FrontMcuFlags);
+  pthread_mutex_unlock(&FrontMcuMutex);
+  return text + " " + std::to_string(__atomic_load_n(&FrontMcuIdle, __ATOMIC_SEQ_CST));
+}
+
+std::string Counting(int from, int to) {
+  std::string hex;
+  for (int step = from < to ? 1 : -1; from != to; from += step) {
+    hex += Hex(std::array{static_cast<uint8_t>(from)});
+  }
+  return hex;
+}
+
+TEST_F(FrontThreadsTest, MicrocontrollersFrames) {
+  const std::string unsupported = "LIBDVR : unsupport now!!!\n";
+  const std::string failed = "LIBDVR : read failed\n";
+  const std::string tooMuch = "too much uart 1 data! will get 8\n";
+  const std::string uartFailed =
+      "LIBDVR : FILE -> Uart/uart.c, LINE -> 284: UartDeviceRead : readlength < 0, index = 1\n";
+  const std::string badLength =
+      "LIBDVR : FILE -> Uart/uart.c, LINE -> 218: UartDeviceRead : Input params invailed\n";
+  struct {
+    std::string sent;     // in pieces
+    std::string payload;  // of the last frame
+    std::string printed;
+    unsigned failing = 0;  // the read that fails
+  } const rows[] = {
+      {"ff5a0203112233", "332211", ""},
+      {"ff5a020107", "07", ""},
+      {"ff 5a 02 04 01 02 03 04", "04030201", ""},
+      {"00ff005aff00 ff5a020107", "07", ""},
+      // A second FF is no start.
+      {"ffff5a010107 ff5a020108", "08", ""},
+      {"ff5a010199 ff5a020108", "08", unsupported},
+      // Of an unknown type nothing but type and length is taken.
+      {"ff5a0304ff5a020108", "08", ""},
+      {"ff5a0004ff5a020108", "08", ""},
+      {"ff5aff04ff5a020108", "08", ""},
+      {"ff5a0208" + Counting(1, 9), Counting(8, 0), ""},
+      {"ff5a0209" + Counting(1, 10), Counting(9, 0), tooMuch},
+      {"ff5a02ff" + Counting(1, 256), Counting(255, 0), tooMuch},
+      {"ff5a0109" + Counting(1, 10) + " ff5a020108", "08", tooMuch + unsupported},
+      {"ff5a0200 ff5a020108", "08", badLength + failed},
+      {"ff5a020107", "07", uartFailed + failed, 1},
+      {"ff5a020107", "07", uartFailed + failed, 2},
+      {"ff5a020107 ff5a020108", "08", uartFailed + failed, 3},
+      {"ff5a020107 ff5a020108", "08", uartFailed + failed, 4},
+  };
+  for (const auto &row : rows) {
+    SCOPED_TRACE(row.sent);
+    UseBoard(kMcuBoard);
+    const std::string expected =
+        Hex(std::array{uint8_t{2}, static_cast<uint8_t>(row.payload.size() / 2)}) + row.payload +
+        " 0100 0";
+    const Finding finding = Find([&] {
+      if (row.failing > 0) vboard::PlanFault("read", "/dev/ttyAMA1", EIO, row.failing, false);
+      std::string start = Frame(0);
+      test::Thread receiver(McuProc);
+      for (auto events = Events();
+           std::find(events.begin(), events.end(), kPortIsOpen) == events.end();
+           events = Events()) {
+        usleep(1000);
+      }
+      std::istringstream pieces(row.sent);
+      for (std::string piece; pieces >> piece;) vboard::Act("mcu send " + piece);
+      while (Frame(row.payload.size() / 2) != expected) usleep(1000);
+      return start + " pid " + std::to_string(getpid());
+    });
+    ASSERT_THAT(finding.result, testing::StartsWith("0000 0000 1 pid "));
+    EXPECT_EQ(
+        "LIBDVR : McuProc = " + finding.result.substr(16) + "\nLIBDVR : Reset Mcu\n" + row.printed,
+        finding.printed);
+  }
+}
+
+TEST_F(FrontThreadsTest, BoardWithoutMicrocontrollersPort) {
+  UseBoard(std::string(kMcuBoard) + "serial.ports = [0, 2, 3]\n");
+  const Finding finding = Find([] { return test::Thread(McuProc).Join(); });
+  EXPECT_EQ("McuProc exit\n", finding.result);
+  EXPECT_THAT(finding.printed, testing::EndsWith("LIBDVR : Create uart1 failed\n"));
+  EXPECT_THAT(finding.printed, testing::Not(testing::HasSubstr("Reset Mcu")));
+}
+
+}  // namespace

@@ -1,0 +1,140 @@
+// Test cases on boards with a front panel: one of boards/panel-*.toml, started up.
+#pragma once
+
+#include <fcntl.h>
+#include <inttypes.h>
+#include <pthread.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <array>
+#include <span>
+#include <sstream>
+
+#include "libsys/frontboard.h"
+#include "libsys/version.h"
+#include "tests/support/board_test.h"
+
+namespace test {
+
+using Event = std::array<uint8_t, 4>;
+
+inline std::string Hex(std::span<const uint8_t> bytes) {
+  std::string text;
+  char digits[3];
+  for (const uint8_t byte : bytes) {
+    snprintf(digits, sizeof digits, "%02x", byte);
+    text += digits;
+  }
+  return text;
+}
+
+// Waits for the next key event.
+inline std::string ReadKey(Event event = {}) {
+  return FrontboardRead(event.data(), 4) == 4 ? Hex(event) : "failed";
+}
+
+// Bytes that wait for the reader of a device.
+inline int Waiting(const char *device) {
+  const int fd = open(vboard::RootPath(device).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  int count = -1;
+  ioctl(fd, FIONREAD, &count);
+  close(fd);
+  return count;
+}
+
+// A thread on one of the library's bodies.
+class Thread {
+ public:
+  explicit Thread(void *(*body)(void *)) { pthread_create(&id_, nullptr, body, nullptr); }
+  Thread(const Thread &) = delete;
+  Thread &operator=(const Thread &) = delete;
+  // Waits for its end; returns its exit value.
+  std::string Join() {
+    void *text = nullptr;
+    pthread_join(id_, &text);
+    return static_cast<const char *>(text);
+  }
+  pthread_t Id() const { return id_; }
+
+ private:
+  pthread_t id_ = {};
+};
+
+// What a child process found out, and what it printed on the way.
+struct Finding {
+  std::string result, printed;
+};
+
+class PanelTest : public BoardTest {
+ protected:
+  // Runs the function in a process of its own on the open board, after the start-up that a
+  // recorder application makes.
+  static Finding Find(const std::function<std::string()> &function) {
+    return FindAfter(DvrSystemInformationStart, function);
+  }
+
+  // The same on a board of another identity, with nothing but the identity read.
+  static Finding FindOn(uint64_t identifier, uint32_t oem,
+                        const std::function<std::string()> &function) {
+    WriteIdentity(identifier, oem);
+    return FindAfter(DvrReadBootParameters, function);
+  }
+  static void WriteIdentity(uint64_t identifier, uint32_t oem) {
+    char text[64];
+    snprintf(text, sizeof text, "product %016" PRIX64 "\noem %" PRIx32 "\n", identifier, oem);
+    vboard::WriteFile(vboard::RootPath("/proc/vss/bootpara"), text);
+  }
+
+  template <typename Start>
+  static Finding FindAfter(Start start, const std::function<std::string()> &function) {
+    constexpr const char *kMark = "<<<>>>";
+    const Child child = InChild([&] {
+      start();
+      fputs(kMark, stdout);
+      const std::string result = function();
+      printf("%s%s", kMark, result.c_str());
+      return 0;
+    });
+    const size_t first = child.printed.find(kMark);
+    const size_t second = child.printed.rfind(kMark);
+    if (child.exitStatus != 0 || first == second) return {"no result", child.printed};
+    const size_t length = strlen(kMark);
+    return {child.printed.substr(second + length),
+            child.printed.substr(first + length, second - first - length)};
+  }
+
+  // The board boards/panel-NAME.toml. Time is fast, so that no wait is long.
+  void UsePanel(const std::string &name, const std::string &more = "") {
+    UseBoard("base = \"" SOURCE_FOLDER "/boards/panel-" + name + ".toml\"\nspeed = 1000\n" + more);
+  }
+
+  // The lines of a file of expectations, without its comments.
+  static std::vector<std::string> Lines(const std::string &file) {
+    std::istringstream stream(vboard::ReadFile(SOURCE_FOLDER "/tests/data/" + file));
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(stream, line);) {
+      if (!line.starts_with('#')) lines.push_back(line);
+    }
+    return lines;
+  }
+
+  // The same by headings: the words of the indented lines below each.
+  static std::vector<std::pair<std::string, std::vector<std::string>>> Tables(
+      const std::string &file) {
+    std::vector<std::pair<std::string, std::vector<std::string>>> tables;
+    for (const std::string &line : Lines(file)) {
+      if (!line.starts_with(' ')) {
+        tables.push_back({line, {}});
+        continue;
+      }
+      std::istringstream words(line);
+      for (std::string word; words >> word;) tables.back().second.push_back(word);
+    }
+    return tables;
+  }
+};
+
+}  // namespace test

@@ -1,0 +1,66 @@
+// The infrared receiver /dev/Hi_IR: a FIFO of 12-byte records, byte 6 the code, byte 8 the state.
+#include <errno.h>
+#include <sys/stat.h>
+
+#include <chrono>
+#include <stdexcept>
+
+#include "vboard/board.h"
+#include "vboard/description.h"
+#include "vboard/device.h"
+#include "vboard/files.h"
+#include "vboard/real.h"
+
+namespace vboard {
+namespace {
+
+constexpr const char *kPath = "/dev/Hi_IR";
+constexpr std::chrono::seconds kPatience{10};
+constexpr timespec kPause = {0, 2'000'000};
+
+void Make(Section &section) {
+  if (!section.Flag("fitted", false)) return;
+  const std::string path = RootPath(kPath);
+  WriteFile(path.substr(0, path.rfind('/') + 1), "");
+  if (mkfifo(path.c_str(), 0600) != 0) throw std::runtime_error(path + ": cannot be made");
+}
+
+// What the receiver sees while nobody listens is lost, so this waits for a listener.
+int OpenForListener() {
+  const auto end = std::chrono::steady_clock::now() + kPatience;
+  for (;;) {
+    const int fd = real::open(RootPath(kPath).c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd >= 0) return fd;
+    if (errno != ENXIO) throw std::invalid_argument("this board has no infrared receiver");
+    if (std::chrono::steady_clock::now() >= end) throw std::runtime_error("nobody listens");
+    real::sleep(kPause);
+  }
+}
+
+uint8_t Byte(const std::string &word) {
+  const unsigned long value = std::stoul(word, nullptr, 0);
+  if (value > 0xff) throw std::invalid_argument("CODE and STATE are 0 to 255");
+  return static_cast<uint8_t>(value);
+}
+
+void Send(std::span<const std::string> words) {
+  uint8_t record[12] = {};
+  record[6] = Byte(words[0]);
+  record[8] = Byte(words[1]);
+  const int fd = OpenForListener();
+  Event("infrared: code 0x%02x, state %u", record[6], record[8]);
+  const ssize_t written = real::write(fd, record, sizeof record);
+  real::close(fd);
+  if (written != static_cast<ssize_t>(sizeof record)) throw std::runtime_error("nobody reads");
+}
+
+constexpr Action kActions[] = {
+    {"ir send", "CODE STATE", "send a code with the remote control", Send},
+};
+
+}  // namespace
+
+extern const Device kInfrared;
+const Device kInfrared = {.name = "infrared", .make = Make, .actions = kActions};
+
+}  // namespace vboard

@@ -1,0 +1,117 @@
+// The key matrix on GPIO lines: a pressed key connects its scan line with its sense line. A
+// sense line is pulled up; it reads 0 while a scan line that is driven 0 is connected to it.
+#include <algorithm>
+#include <atomic>
+#include <iterator>
+#include <stdexcept>
+#include <string>
+
+#include "vboard/board.h"
+#include "vboard/description.h"
+#include "vboard/device.h"
+
+namespace vboard {
+extern const Device kPanel;
+namespace {
+
+constexpr size_t kLines = 5;
+constexpr size_t kKeys = kLines * kLines;
+
+struct Line {
+  uint8_t group, bit;
+};
+
+struct PanelState {
+  bool fitted;
+  Line scan[kLines];
+  Line sense[kLines];
+  std::atomic<bool> low[kLines];  // the scan line is driven 0
+  std::atomic<bool> pressed[kKeys];
+};
+
+PanelState &Panel() {
+  return StateOf<PanelState>(kPanel);
+}
+
+void ReadLines(Section &section, const char *key, Line (&lines)[kLines]) {
+  const auto rows = section.Rows(key, 2);
+  const bool inRange = std::all_of(rows.begin(), rows.end(), [](const auto &row) {
+    return row[0] >= 0 && row[0] < 8 && row[1] >= 0 && row[1] < 8;
+  });
+  if (rows.size() != kLines || !inRange) {
+    section.Fail(key, "has to hold 5 rows of group 0 to 7, bit 0 to 7");
+  }
+  std::transform(rows.begin(), rows.end(), lines, [](const auto &row) {
+    return Line{static_cast<uint8_t>(row[0]), static_cast<uint8_t>(row[1])};
+  });
+}
+
+void Make(Section &section) {
+  Panel().fitted = section.Has("scan") || section.Has("sense");
+  if (!Panel().fitted) return;
+  ReadLines(section, "scan", Panel().scan);
+  ReadLines(section, "sense", Panel().sense);
+}
+
+void Reset() {
+  for (auto &low : Panel().low) low = false;
+}
+
+// The place of a GPIO line in the list, or kLines.
+size_t Find(const Line (&lines)[kLines], unsigned group, unsigned bit) {
+  if (!Panel().fitted) return kLines;
+  const Line *found = std::find_if(std::begin(lines), std::end(lines), [&](const Line &line) {
+    return line.group == group && line.bit == bit;
+  });
+  return static_cast<size_t>(found - lines);
+}
+
+int SenseLevel(unsigned group, unsigned bit) {
+  const size_t sense = Find(Panel().sense, group, bit);
+  if (sense == kLines) return -1;
+  for (size_t scan = 0; scan < kLines; ++scan) {
+    if (Panel().low[scan] && Panel().pressed[scan * kLines + sense]) return 0;
+  }
+  return 1;
+}
+
+bool Driven(unsigned group, unsigned bit, int level) {
+  const size_t scan = Find(Panel().scan, group, bit);
+  if (scan < kLines) Panel().low[scan] = level == 0;
+  return scan < kLines || Find(Panel().sense, group, bit) < kLines;
+}
+
+void Change(const std::string &word, bool pressed) {
+  if (!Panel().fitted) throw std::invalid_argument("this board has no key matrix");
+  const unsigned long key = std::stoul(word);
+  if (key >= kKeys) throw std::invalid_argument("N is 0 to 24");
+  Event("panel: key %lu %s", key, pressed ? "pressed" : "released");
+  Panel().pressed[key] = pressed;
+}
+
+void Press(std::span<const std::string> words) {
+  Change(words[0], true);
+}
+
+void Release(std::span<const std::string> words) {
+  Change(words[0], false);
+}
+
+constexpr Action kActions[] = {
+    {"key press", "N", "press a key of the matrix: scan line times 5 plus sense line", Press},
+    {"key release", "N", "release a key of the matrix", Release},
+};
+
+}  // namespace
+
+const Device kPanel = {
+    .name = "panel",
+    .stateSize = sizeof(PanelState),
+    .make = Make,
+    .powerOn = Reset,
+    .line = SenseLevel,
+    .driven = Driven,
+    .actions = kActions,
+};
+
+}  // namespace vboard
