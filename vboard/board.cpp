@@ -72,8 +72,7 @@ void MakeLock(pthread_mutex_t *lock) {
 
 }  // namespace
 
-void Open(const std::string &place) {
-  const std::string folder = place;  // which may be the one that is forgotten here
+void Open(const std::string &folder) {
   Detach();
   MapState(folder, 0);
   if (State().size == StateSize()) return;
@@ -88,7 +87,8 @@ void Attach(const std::string &folder) {
 
 void Detach() {
   if (ThisProcess().state != nullptr) real::unmap(ThisProcess().state, StateSize());
-  ThisProcess() = {};
+  ThisProcess().state = nullptr;
+  ThisProcess().attached = false;
 }
 
 bool Attached() {

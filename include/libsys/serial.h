@@ -2,11 +2,11 @@
 #ifndef LIBSYS_SERIAL_H
 #define LIBSYS_SERIAL_H
 
+#include <stdint.h>
+
 #ifdef __cplusplus
 extern "C" {
 #endif
-
-#include <stdint.h>
 
 // Before any port is created and other threads run: reads the boot variables "xuart" and "xapp"
 // into the settings of uart.h, keeps copies of descriptors 0, 1 and 2 and the terminal settings
