@@ -321,19 +321,23 @@ TEST_F(LauncherTest, Oem9NothingFillsTheQueue) {
   EXPECT_TRUE(machine.Running());
 }
 
-size_t Entries(const std::string &folder) {
-  const std::filesystem::directory_iterator entries(folder);
-  return static_cast<size_t>(std::distance(begin(entries), end(entries)));
+size_t Entries(const std::filesystem::path &folder) try {
+  return static_cast<size_t>(std::distance(std::filesystem::directory_iterator(folder), {}));
+} catch (const std::filesystem::filesystem_error &) {
+  return 0;  // the process has just ended
 }
 
-// The processes on the board, as "name, threads, descriptors" each.
+// The processes on the board, as "name, threads, descriptors" each; one that has ended and that
+// nobody waits for has neither name nor descriptors.
 std::multiset<std::string> Processes() {
   std::multiset<std::string> processes;
   for (const auto &entry : std::filesystem::directory_iterator("/proc")) {
     const pid_t id = atoi(entry.path().filename().c_str());
     if (id == 0 || getpgid(id) != vboard::State().processGroup) continue;
-    processes.insert(std::filesystem::read_symlink(entry.path() / "exe").filename().string() +
-                     ", " + std::to_string(Entries(entry.path() / "task")) + ", " +
+    std::error_code ended;
+    const auto program = std::filesystem::read_symlink(entry.path() / "exe", ended);
+    processes.insert(program.filename().string() + ", " +
+                     std::to_string(Entries(entry.path() / "task")) + ", " +
                      std::to_string(Entries(entry.path() / "fd")));
   }
   return processes;
