@@ -176,7 +176,7 @@ int main(int count, char **arguments) {
     AddCommands(app, words);
     app.parse(count, arguments);
   } catch (const CLI::ParseError &error) {
-    return app.exit(error);
+    return app.exit(error) == 0 ? 0 : 2;
   } catch (const std::exception &error) {
     fprintf(stderr, "vboard: %s\n", error.what());
     return 1;
