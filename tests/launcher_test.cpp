@@ -366,8 +366,10 @@ TEST_F(LauncherTest, RestartsLeaveNothingBehind) {
     // The application has ended; the launcher's key loop and its scanner wait for a key.
     ASSERT_TRUE(machine.WaitFor("begin to read Frontboard", kPatience));
     const std::multiset<std::string> now = SettledProcesses(machine);
-    if (round == 1) first = now;
     EXPECT_EQ(1U, now.size());
+    // The first supervisor is the child of a process that was started, not forked: a sanitizer
+    // has a thread more in it.
+    if (round <= 2) first = now;
     EXPECT_EQ(first, now);
     vboard::Act("ir send 12 1");
     ASSERT_TRUE(machine.WaitFor("start: /var/Vantor", kPatience));
