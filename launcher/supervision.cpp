@@ -95,6 +95,15 @@ std::optional<pthread_t> StartFrontPanel() {
   return scanner;
 }
 
+// A service key left over in the queue can come before the new scanner has begun. The state of
+// the last one then says that it has stopped, so the new one is asked until it really ends.
+void EndScanner(pthread_t scanner) {
+  while (pthread_tryjoin_np(scanner, nullptr) != 0) {
+    usleep(1000);
+    FrontboardStop();
+  }
+}
+
 bool IsServiceKey(const Key &key) {
   if (key[0] != 0xFF || key[3] != 0x01) return false;
   for (const auto &[group, code] : kServiceKeys) {
@@ -133,8 +142,7 @@ void Supervise() {
       WaitForServiceKey(key);
     }
     FrontboardStop();
-    // It has said its last word and only its stack is left.
-    if (scanner) pthread_join(*scanner, nullptr);
+    if (scanner) EndScanner(*scanner);
   }
 }
 

@@ -16,7 +16,7 @@ HARMLESS = """
     setvbuf snprintf sscanf stdout strchr strcmp strcspn strlen strncmp strncpy strnlen strspn strstr strtol strtoll
     strtoul strtoull vprintf lseek64 fork getpid
     cfmakeraw cfsetispeed cfsetospeed
-    pthread_create pthread_join pthread_mutex_lock pthread_mutex_unlock
+    pthread_create pthread_mutex_lock pthread_mutex_unlock pthread_tryjoin_np
 """.split()
 
 
