@@ -1,6 +1,6 @@
 # Sourced by run and test: installs what is missing and builds a preset.
 
-packages=(g++ cmake ninja-build libgtest-dev libbenchmark-dev libtomlplusplus-dev libcli11-dev
+packages=(g++ cmake ninja-build libgtest-dev libgmock-dev libbenchmark-dev libtomlplusplus-dev libcli11-dev
           zlib1g-dev python3)
 
 # Installs the packages named that are not there; needs root, or sudo, only then.

@@ -160,14 +160,15 @@ void Machine::ReadConsole(int milliseconds) {
 
 void Machine::Reap() {
   int status = 0;
-  for (pid_t id = waitpid(-1, &status, WNOHANG); id > 0; id = waitpid(-1, &status, WNOHANG)) {
+  pid_t id = 0;
+  while ((id = waitpid(-1, &status, WNOHANG)) > 0) {
     if (WIFSIGNALED(status) && State().power == Power::kOn) {
       Event("killed: %s", strsignal(WTERMSIG(status)));
     }
     if (id == command_)
       exitStatus_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   }
-  running_ = waitpid(-1, &status, WNOHANG) == 0;
+  running_ = id == 0;  // some child is left
 }
 
 bool Machine::Quiet() {

@@ -87,6 +87,7 @@ void ShowEvents() {
   size_t shown = 0;
   do {
     const std::string events = vboard::ReadFile(vboard::Folder() + "/events");
+    if (events.size() < shown) shown = 0;  // a new board was made here
     fwrite(events.data() + shown, 1, events.size() - shown, stdout);
     fflush(stdout);
     shown = events.size();
