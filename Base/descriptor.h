@@ -15,6 +15,8 @@ class Descriptor {
   // The mode is that of a file which the flags create.
   Descriptor(const char *path, int flags, mode_t mode = 0)
       : fd_(open(path, flags | O_CLOEXEC, mode)) {}
+  // Takes over what another call opened, close-on-exec; -1 for a call that failed.
+  explicit Descriptor(int fd) : fd_(fd) {}
   Descriptor(Descriptor &&other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
   Descriptor(const Descriptor &) = delete;
   Descriptor &operator=(const Descriptor &) = delete;

@@ -20,6 +20,8 @@ using uart::kEventLength;
 constexpr const char *kSource = "Uart/uart.c";
 constexpr suseconds_t kSilence = 90'000;
 constexpr int kSilences = 3;
+// A translated command up to here goes out in one piece.
+constexpr uint32_t kLongestCommand = 256;
 
 bool IsBad(uint32_t index, const void *buffer, uint32_t length) {
   return length == 0 || length > INT32_MAX || buffer == nullptr || index >= uart::kPorts;
@@ -95,22 +97,24 @@ bool ReadDualPort(uint32_t index, uint8_t *data, uint32_t length) {
   return ReadAll(second, data, length) == 0 || DualReadFails(index);
 }
 
-// What goes out: the caller's bytes, but for a head that was translated.
+// What goes out: the caller's bytes, or, when they begin with a command that was translated, a
+// copy of them as far as it reaches.
 class Outgoing {
  public:
   Outgoing(const uint8_t *data, uint32_t length) : data_(data), length_(length) {
     if (length < kEventLength) return;
-    memcpy(head_, data, kEventLength);
-    translated_ = uart::TranslateCommand(head_);
+    const uint32_t copied = std::min<uint32_t>(length, sizeof copy_);
+    memcpy(copy_, data, copied);
+    if (uart::TranslateCommand(copy_)) copied_ = copied;
   }
   bool Done() const { return position_ == length_; }
   uint32_t Position() const { return position_; }
 
   // Writes as much as goes at once. False when nothing went.
   bool WriteSome(int fd) {
-    const bool inHead = translated_ && position_ < kEventLength;
-    const uint8_t *source = inHead ? head_ : data_;
-    const uint32_t end = inHead ? kEventLength : length_;
+    const bool inCopy = position_ < copied_;
+    const uint8_t *source = inCopy ? copy_ : data_;
+    const uint32_t end = inCopy ? copied_ : length_;
     ssize_t count = -1;
     do {
       count = write(fd, source + position_, end - position_);
@@ -124,8 +128,8 @@ class Outgoing {
   const uint8_t *data_;
   uint32_t length_;
   uint32_t position_ = 0;
-  uint8_t head_[kEventLength] = {};
-  bool translated_ = false;
+  uint32_t copied_ = 0;
+  uint8_t copy_[kLongestCommand];
 };
 
 int32_t WriteFails(int line, uint32_t index, uint32_t length) {

@@ -11,6 +11,7 @@
 #include "libsys/boot.h"
 #include "libsys/version.h"
 #include "tests/support/flash_board.h"
+#include "vboard/real.h"
 
 namespace {
 
@@ -42,6 +43,8 @@ class BootTest : public test::BoardTest {
   std::string Script(const std::string &arguments) {
     const std::string program = SOURCE_FOLDER "/tests/environment_block.py";
     const std::string line = "/usr/bin/env python3 '" + program + "' " + arguments + " 2>&1";
+    // The script runs on the PC.
+    static constinit vboard::real::Next<FILE *(const char *, const char *)> popen("popen");
     FILE *pipe = popen(line.c_str(), "re");
     std::string text;
     for (int c; (c = getc(pipe)) != EOF;) text += static_cast<char>(c);

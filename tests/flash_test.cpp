@@ -262,7 +262,7 @@ TEST_F(FlashTest, FailedCopyStopsTheErase) {
   for (const auto &row : rows) {
     OnBoard(test::kProduct2, row.partitions, [&row] {
       const std::string old = FlashBytes(0);
-      vboard::PlanFault(row.call, row.path, EIO, 1, false);
+      if (row.call[0] != '\0') vboard::PlanFault(row.call, row.path, EIO, 1, false);
       EXPECT_EQ("envoffset now = 20000\n" + row.printed,
                 Printed([] { EXPECT_EQ(-1, FlashErase(0x80020000)); }));
       EXPECT_TRUE(old == FlashBytes(0));

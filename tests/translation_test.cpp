@@ -118,7 +118,7 @@ class TranslationTest : public test::SerialTest {
     Strings sent;
     for (const std::string &event : Wires()) {
       if (!event.starts_with(kSent)) continue;
-      std::string bytes = event.substr(kSent.size(), 11);
+      std::string bytes = event.substr(kSent.size(), event.find(" (") - kSent.size());
       std::erase(bytes, ' ');
       sent.push_back(bytes);
     }
@@ -213,7 +213,18 @@ TEST_F(TranslationTest, OnlyTheFirstFourBytesAreTranslated) {
       "3: ff 1f fd 00 00 a5\n3: ff 1f fd 00 00 a5\n2: 00 5a 00 00 00 a5\n"
       "5: ff 1f fe 00 fd a5\n",
       printed);
-  EXPECT_EQ((Strings{"ffdd09", "ff0d0707", "dd09", "ffdd0907"}), Sent());
+  EXPECT_EQ((Strings{"ffdd09", "ff0d0707dd09", "ffdd0907"}), Sent());
+}
+
+TEST_F(TranslationTest, ATranslatedCommandGoesOutInOnePiece) {
+  const std::string command = "\xff\xdd\x09\x07" + std::string(1000, 'x');
+  const std::string printed = On("13/11/0", [&] {
+    UartDeviceCreate(0);
+    UartDeviceOpen(0);
+    UartDeviceWrite(0, command.data(), 6);
+    UartDeviceWrite(0, command.data(), 1004);
+  });
+  EXPECT_EQ("WritePosition  :6 \nWritePosition  :256 \nWritePosition  :1004 \n", printed);
 }
 
 }  // namespace

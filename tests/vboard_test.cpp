@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <mtd/mtd-user.h>
 #include <signal.h>
+#include <spawn.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/mount.h>
@@ -11,6 +12,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <thread>
 
 #include "tests/support/board_test.h"
 #include "vboard/machine.h"
@@ -66,6 +68,50 @@ TEST_F(VboardTest, BoardPathsNeverReachTheMachine) {
   EXPECT_EQ("missing: /dev/mtd3", events.at(0));
 }
 
+TEST_F(VboardTest, APathOfTheBoardMayBeWrittenInManyWays) {
+  UseBoard(test::SmallBoard(4, 0));
+  const std::string folder = Folder();
+  ASSERT_EQ(0, symlink("/proc", (folder + "/system").c_str()));
+  ASSERT_EQ(0, symlink("system/mtd", (folder + "/table").c_str()));
+  ASSERT_EQ(0, symlink("/opt/sav", "/opt/app/link"));
+  ASSERT_EQ(0, mount("/dev/mtdblock1", "/opt/sav", "jffs2", 0, nullptr));
+  ASSERT_EQ(0, chdir("/opt/sav"));
+  const int root = open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  struct {
+    int folder;
+    std::string path;
+    std::string place;
+  } const rows[] = {
+      {AT_FDCWD, "//proc/mtd", "/root/proc/mtd"},
+      {AT_FDCWD, "/proc/../proc/./mtd", "/root/proc/mtd"},
+      {AT_FDCWD, folder + "/system/mtd", "/root/proc/mtd"},
+      {AT_FDCWD, folder + "/table", "/root/proc/mtd"},
+      {root, "proc/mtd", "/root/proc/mtd"},
+      {AT_FDCWD, "../../proc/mtd", "/root/proc/mtd"},
+      {AT_FDCWD, "Config", "/disks/mtd1/Config"},
+      {AT_FDCWD, "/opt/app/link/Config", "/disks/mtd1/Config"},
+      {AT_FDCWD, "../../etc/passwd", "/etc/passwd"},
+      {AT_FDCWD, "/optional", ""},
+  };
+  for (const auto &row : rows) {
+    SCOPED_TRACE(row.path);
+    const int fd = openat(row.folder, row.path.c_str(), O_RDONLY | O_CLOEXEC);
+    std::error_code error;
+    std::string place =
+        std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd), error).string();
+    if (place.starts_with(vboard::Folder())) place.erase(0, vboard::Folder().size());
+    EXPECT_EQ(row.place, place);
+    close(fd);
+  }
+  close(root);
+  char resolved[PATH_MAX];
+  EXPECT_STREQ("/opt/sav/Config", realpath("Config", resolved));
+  EXPECT_EQ(0, chdir("/"));
+  EXPECT_THAT(Events(),
+              ElementsAre("mount: /dev/mtdblock1 on /opt/sav, jffs2, flags 0x0, no data"));
+  EXPECT_FALSE(vboard::BelongsToBoard("/toolchain"));
+}
+
 TEST_F(VboardTest, FlashOnlyClearsBitsAndErasesWholeSectors) {
   UseBoard(test::SmallBoard(4, 0));
   const int fd = OpenBoot();
@@ -100,6 +146,10 @@ TEST_F(VboardTest, FlashOnlyClearsBitsAndErasesWholeSectors) {
   EXPECT_EQ(-1, Erase(readOnly, 0, 0x10000));
   EXPECT_EQ(-1, write(readOnly, "a", 1));
   close(readOnly);
+  const int writeOnly = OpenBoot(O_WRONLY);
+  EXPECT_EQ(1, pwrite(writeOnly, "\x18", 1, 0x3ffff));
+  EXPECT_EQ(std::string(1, 'a' & 0x18), Flash(0, 0x3ffff, 1));
+  close(writeOnly);
   close(fd);
 }
 
@@ -198,6 +248,22 @@ TEST_F(VboardTest, MappedRegistersAreSeen) {
               ElementsAre("register: 0x200f0028 = 0x02", "sync", "register: 0x200f0004 = 0x01"));
 }
 
+TEST_F(VboardTest, ThreadsMapMemoryAtTheSameTime) {
+  UseBoard(test::SmallBoard(4, 0));
+  const auto store = [] {
+    const int fd = open("/dev/mem", O_RDWR | O_CLOEXEC);
+    for (uint8_t i = 1; i <= 50; ++i) {
+      void *page = mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED, fd, gettid() * 4096L);
+      *static_cast<volatile uint8_t *>(page) = i;
+      munmap(page, 4096);
+    }
+    close(fd);
+  };
+  std::thread threads[] = {std::thread(store), std::thread(store), std::thread(store)};
+  for (std::thread &thread : threads) thread.join();
+  EXPECT_EQ(150U, Events().size());
+}
+
 TEST_F(VboardTest, FileSystemsMountByWhatTheFlashHolds) {
   struct {
     const char *content;
@@ -225,6 +291,19 @@ TEST_F(VboardTest, FileSystemsMountByWhatTheFlashHolds) {
   }
   EXPECT_NE(0, mount("/dev/mtdblock9", "/opt/sav", "jffs2", 0, nullptr));
   EXPECT_EQ(ENOENT, errno);
+}
+
+TEST_F(VboardTest, PowerMayGoWhileAPartitionIsMountedForTheFirstTime) {
+  std::string description = test::SmallBoard(4, 0);
+  UseBoard(description.replace(description.find("\"jffs2\""), 7, "\"erased\""));
+  vboard::PlanPowerCut(2, vboard::Moment::kInside, 2);
+  const test::Child child =
+      test::InChild([] { return mount("/dev/mtdblock1", "/opt/sav", "jffs2", 0, nullptr); });
+  EXPECT_EQ(SIGKILL, child.signal);
+  EXPECT_EQ("\x85\x19\x03", Flash(1, 0, 3));
+  EXPECT_EQ("\x85\x19\xff", Flash(1, 0x10000, 3));
+  EXPECT_EQ(std::string(0x20000, '\xff'), Flash(1, 0x20000, 0x20000));
+  EXPECT_EQ(0, mount("/dev/mtdblock1", "/opt/sav", "jffs2", 0, nullptr));
 }
 
 TEST_F(VboardTest, ErasingTheFirstSectorLosesTheFiles) {
@@ -263,7 +342,56 @@ TEST_F(VboardTest, PlannedFaultsHitTheirCall) {
   EXPECT_EQ(127, WEXITSTATUS(system("rm -rf /")));
   EXPECT_EQ(vboard::Power::kRestart, vboard::State().power);
   EXPECT_THROW(vboard::Act("fault once open /proc/mtd 1 ENOSUCH"), std::invalid_argument);
+  EXPECT_THROW(vboard::Act("fault once opne /proc/mtd 1 EIO"), std::invalid_argument);
   for (const int fd : {fds[0], fds[2], boot}) close(fd);
+}
+
+TEST_F(VboardTest, CallsOnPathsFailWhenPlannedAndOnceTheDiskHasGone) {
+  UseBoard(test::SmallBoard(4, 0));
+  EXPECT_EQ(0, mount("/dev/mtdblock1", "/opt/sav", "jffs2", 0, nullptr));
+  const char *path = "/opt/sav/Config";
+  struct stat status;
+  char text[PATH_MAX];
+  struct {
+    const char *name;
+    std::function<int()> run;
+  } const calls[] = {
+      {"stat", [&] { return stat(path, &status); }},
+      {"stat", [&] { return lstat(path, &status); }},
+      {"access", [&] { return access(path, F_OK); }},
+      {"unlink", [&] { return unlink(path); }},
+      {"mkdir", [&] { return mkdir(path, 0700); }},
+      {"rename", [&] { return rename("/opt/sav", path); }},
+      {"realpath", [&] { return realpath(path, text) == nullptr ? -1 : 0; }},
+      {"exec", [&] { return execl(path, path, nullptr); }},
+  };
+  for (const bool gone : {false, true}) {
+    if (gone) vboard::LoseMounts("mtd1");
+    for (const auto &call : calls) {
+      SCOPED_TRACE(call.name);
+      if (!gone) vboard::PlanFault(call.name, path, EDQUOT, 1, false);
+      EXPECT_EQ(-1, call.run());
+      EXPECT_EQ(gone ? EIO : EDQUOT, errno);
+    }
+  }
+}
+
+TEST_F(VboardTest, CommandsArePipedToTheirDevice) {
+  UseBoard(test::SmallBoard(4, 0, "[network.eth0]\nmac = \"02:00:00:00:00:01\"\n"));
+  const auto piped = [](const char *line, const char *mode) {
+    FILE *file = popen(line, mode);
+    if (file == nullptr) return std::string(strerrorname_np(errno));
+    char text[400] = {};
+    if (*mode == 'r' && fread(text, 1, sizeof text - 1, file) == 0) strcpy(text, "nothing");
+    return std::to_string(WEXITSTATUS(pclose(file))) + " " + text;
+  };
+  EXPECT_EQ(0U, piped("ifconfig eth0 | grep eth0", "re").find("0 eth0 "));
+  EXPECT_EQ("1 nothing", piped("ifconfig eth0 | grep nowhere", "r"));
+  EXPECT_EQ("127 nothing", piped("cat /etc/passwd", "r"));
+  EXPECT_EQ("127 ", piped("cat", "w"));
+  EXPECT_EQ("EINVAL", piped("ifconfig", "rw"));
+  vboard::Act("fault once popen - 1 EMFILE");
+  EXPECT_EQ("EMFILE", piped("ifconfig", "r"));
 }
 
 TEST_F(VboardTest, WaitsAreAsMuchShorterAsTheBoardIsFaster) {
@@ -399,6 +527,25 @@ TEST_F(VboardTest, AMachineRunsUnmodifiedProgramsAndTheirChildren) {
   }
   EXPECT_EQ(0U, console.find("dev: size erasesize name|half|")) << console;
   EXPECT_FALSE(machine.WaitFor("nothing more comes", 30));
+}
+
+// Each is started by name, through the search path, with an environment that has been emptied.
+TEST_F(VboardTest, ProgramsStayOnTheBoardWhateverTheirEnvironment) {
+  UseBoard(test::SmallBoard(4, 0));
+  const vboard::Plan plan = StartingPlan(
+      "/usr/bin/env", {"-i", "PATH=/bin", "sh", "-c", "read line < /proc/mtd; echo $line"});
+  const char *const arguments[] = {"program", "true", nullptr};
+  pid_t id = -1;
+  EXPECT_EQ(0, setenv("PATH", "/nowhere:/sbin:/bin", 1));
+  EXPECT_EQ(0, posix_spawnp(&id, "program", nullptr, nullptr, const_cast<char *const *>(arguments),
+                            environ));
+  EXPECT_EQ(id, waitpid(id, nullptr, 0));
+  EXPECT_THAT(Events(), ElementsAre("start: /sbin/program: program true"));
+  vboard::Open(vboard::Folder());
+  vboard::Machine machine(plan);
+  machine.Start();
+  EXPECT_TRUE(machine.WaitFor("erasesize name", 30));
+  machine.Run(30);
 }
 
 }  // namespace

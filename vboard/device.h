@@ -3,6 +3,7 @@
 
 #include <stddef.h>
 #include <stdint.h>
+#include <sys/socket.h>
 #include <sys/types.h>
 #include <termios.h>
 
@@ -64,7 +65,14 @@ struct Device {
   // Something was mounted or unmounted.
   void (*remounted)() = nullptr;
   // A shell command whose first word is this device's: its exit status, or -1 when it is not.
-  int (*command)(std::string_view line) = nullptr;
+  // What it prints is added to the output.
+  int (*command)(std::string_view line, std::string *output) = nullptr;
+
+  // An interface request on a socket of any kind; result and errno as ioctl has them.
+  int (*interfaceRequest)(unsigned long request, void *argument) = nullptr;
+  // A datagram leaves through one of this device's sockets; result and errno as sendto has them.
+  ssize_t (*send)(const void *data, size_t length, const sockaddr *to,
+                  socklen_t toLength) = nullptr;
 
   std::span<const Action> actions = {};
 };

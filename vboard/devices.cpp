@@ -14,12 +14,13 @@ extern const Device kMemory;
 extern const Device kFiles;
 extern const Device kPower;
 extern const Device kScsi;
+extern const Device kNetwork;
 extern const Device kFaults;
 
 std::span<const Device *const> Devices() {
   static const Device *const devices[] = {
-      &kFlash,   &kBootParameters, &kGpio,  &kPanel, &kInfrared, &kSerial,
-      &kConsole, &kMemory,         &kFiles, &kScsi,  &kPower,    &kFaults,
+      &kFlash,  &kBootParameters, &kGpio, &kPanel, &kInfrared, &kSerial, &kConsole,
+      &kMemory, &kFiles,          &kScsi, &kPower, &kNetwork,  &kFaults,
   };
   return devices;
 }

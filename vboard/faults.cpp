@@ -5,11 +5,30 @@
 #include <string.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <iterator>
 #include <stdexcept>
 
 namespace vboard {
+namespace {
+
+// The calls that ask here whether they fail. One name stands for all the forms of a call.
+constexpr const char *kCalls[] = {
+    "access",   "chdir",    "chmod",    "chown",   "exec",   "fopen",   "fsync",     "ioctl",
+    "link",     "mkdir",    "mkfifo",   "mmap",    "mount",  "open",    "opendir",   "popen",
+    "read",     "readlink", "realpath", "remove",  "rename", "rmdir",   "sendto",    "setsockopt",
+    "socket",   "stat",     "statfs",   "symlink", "system", "tcflush", "tcgetattr", "tcsetattr",
+    "truncate", "umount",   "unlink",   "write",
+};
+
+}  // namespace
 
 void PlanFault(const char *call, const std::string &path, int error, unsigned nth, bool repeat) {
+  if (std::none_of(std::begin(kCalls), std::end(kCalls),
+                   [&](const char *known) { return strcmp(known, call) == 0; })) {
+    throw std::invalid_argument("'" + std::string(call) + "' is no call that can fail");
+  }
+  if (path.size() >= sizeof Fault::path) throw std::invalid_argument("the path is too long");
   Lock lock;
   for (Fault &fault : State().faults) {
     if (fault.error != 0) continue;

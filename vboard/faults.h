@@ -8,7 +8,8 @@
 namespace vboard {
 
 // Plans that the nth call of this name on this path (empty: any) fails with an errno value,
-// only that one or all from there on. Throws std::invalid_argument when all places are taken.
+// only that one or all from there on. Throws std::invalid_argument when all places are taken, or
+// when the call is none that can fail.
 void PlanFault(const char *call, const std::string &path, int error, unsigned nth, bool repeat);
 
 // Counts a call; true, with errno set, when it is one that fails.

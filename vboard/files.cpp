@@ -14,6 +14,7 @@
 
 #include "vboard/board.h"
 #include "vboard/device.h"
+#include "vboard/real.h"
 
 namespace vboard {
 namespace {
@@ -47,7 +48,7 @@ bool BelongsToBoard(std::string_view path) {
   }
   for (const Device *device : Devices()) {
     for (const char *prefix : device->paths) {
-      if (path.starts_with(prefix)) return true;
+      if (IsBelow(path, prefix)) return true;
     }
   }
   return false;
@@ -63,6 +64,18 @@ std::string PathOnBoard(std::string_view path) {
   return Folder() + "/disks/" + mount->content + std::string(path.substr(strlen(mount->point)));
 }
 
+std::string BoardPath(std::string_view place) {
+  const std::string root = Folder() + "/root";
+  if (IsBelow(place, root)) return std::string(place.substr(root.size()));
+  for (const Mount &mount : State().mounts) {
+    const std::string content = Folder() + "/disks/" + mount.content;
+    if (mount.point[0] != '\0' && IsBelow(place, content)) {
+      return mount.point + std::string(place.substr(content.size()));
+    }
+  }
+  return {};
+}
+
 void WriteFile(const std::string &path, std::string_view content) {
   std::filesystem::create_directories(std::filesystem::path(path).parent_path());
   if (path.ends_with('/')) return;
@@ -75,6 +88,17 @@ void WriteFile(const std::string &path, std::string_view content) {
 std::string ReadFile(const std::string &path) {
   std::ifstream file(path, std::ios::binary);
   return (std::ostringstream() << file.rdbuf()).str();
+}
+
+ssize_t FeedFifo(const std::string &path, const void *data, size_t length) {
+  const int fd = real::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+  if (fd < 0) return -1;
+  // A program that closes the FIFO now loses the bytes, and nobody gets a signal.
+  const int own = real::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  const ssize_t written = own < 0 ? -1 : real::write(fd, data, length);
+  real::close(own);
+  real::close(fd);
+  return written;
 }
 
 int MountError(std::string_view path) {

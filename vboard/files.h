@@ -1,6 +1,8 @@
 // The files of a board, seen from outside: what devices and tests read and write in its folder.
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,12 +16,18 @@ std::string RootPath(std::string_view path);
 // The same through the mounts: where a program on the board really finds this path.
 std::string PathOnBoard(std::string_view path);
 
-// True for a path that belongs to the board and not to the PC.
+// The other way round: the board's path of a place on the PC, empty for one outside the board.
+std::string BoardPath(std::string_view place);
+
+// True for a path that belongs to the board and not to the PC. It has to be normal.
 bool BelongsToBoard(std::string_view path);
 
 // Writes a whole file and the folders above it. A name that ends in '/' makes a folder.
 void WriteFile(const std::string &path, std::string_view content);
 std::string ReadFile(const std::string &path);
+// Puts bytes into a FIFO for the programs that have it open. The number of bytes that it took, or
+// -1 with ENXIO when there is no such program.
+ssize_t FeedFifo(const std::string &path, const void *data, size_t length);
 
 // The errno value of every call on this path where what is mounted there has gone; else 0.
 int MountError(std::string_view path);

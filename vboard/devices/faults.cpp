@@ -13,7 +13,7 @@ void Plan(std::span<const std::string> words, bool repeat) {
 
 constexpr Action kActions[] = {
     {"fault once", "CALL PATH NTH ERROR",
-     "the NTH CALL (open, read, write, ioctl, mmap, mount, exec, ...) on PATH ('-': on any) fails "
+     "the NTH CALL (open, stat, read, write, ioctl, mount, exec, ...) on PATH ('-': on any) fails "
      "with ERROR, such as EIO",
      [](std::span<const std::string> words) { Plan(words, false); }},
     {"fault always", "CALL PATH NTH ERROR", "the same for the NTH call and every later one",

@@ -23,7 +23,7 @@ void Make(Section &section) {
 }
 
 constexpr const char *kPaths[] = {"/opt",        "/mnt/mtd", "/share",       "/tool",
-                                  "/var/Vantor", "/sbin/",   "/proc/bus/pci"};
+                                  "/var/Vantor", "/sbin",    "/proc/bus/pci"};
 
 }  // namespace
 

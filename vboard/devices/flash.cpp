@@ -139,6 +139,11 @@ int Unit(std::string_view path) {
   return UnitAfter(kCharacterDevice, path);
 }
 
+int OpenChip(int unit, int flags) {
+  const std::string path = RootPath(DevicePath(kCharacterDevice, static_cast<size_t>(unit)));
+  return real::open(path.c_str(), flags | O_CLOEXEC);
+}
+
 ssize_t Write(int unit, int fd, const void *data, size_t length, int64_t *offset) {
   const int64_t position = offset != nullptr ? *offset : real::seek(fd, 0, SEEK_CUR);
   const int64_t size = Flash().sizes[unit];
@@ -148,17 +153,19 @@ ssize_t Write(int unit, int fd, const void *data, size_t length, int64_t *offset
   }
   length = std::min(length, static_cast<size_t>(size - position));
   std::vector<uint8_t> cells(length);
+  // A descriptor of our own to read with: the program's may be for writing only.
+  const int chip = OpenChip(unit, O_RDONLY);
   const auto *bytes = static_cast<const uint8_t *>(data);
   ssize_t result = 0;
   {
     Lock lock;
-    result = real::pread(fd, cells.data(), length, position);
-    if (result < 0) return -1;
+    result = real::pread(chip, cells.data(), length, position);
     for (size_t i = 0; i < length; ++i) cells[i] &= bytes[i];
     WithPowerCut(length, [&](size_t count) {
-      if (count > 0) result = real::pwrite(fd, cells.data(), count, position);
+      if (count > 0 && result >= 0) result = real::pwrite(fd, cells.data(), count, position);
     });
   }
+  real::close(chip);
   if (result < 0) return -1;
   Event("flash: write mtd%d 0x%llx +0x%zx", unit, static_cast<long long>(position), length);
   if (offset == nullptr) real::seek(fd, position + result, SEEK_SET);
@@ -194,29 +201,46 @@ int Ioctl(int unit, int fd, unsigned long request, void *argument) {
   return -1;
 }
 
+// What is in each sector of a partition that can be mounted: true for an erased one. Empty for
+// a partition that cannot.
+std::vector<bool> ErasedSectors(const std::string &cells) {
+  const size_t sectorSize = Flash().sectorSize;
+  const std::string erased(sectorSize, '\xff');
+  std::vector<bool> sectors;
+  for (size_t at = 0; at < cells.size(); at += sectorSize) {
+    sectors.push_back(cells.compare(at, sectorSize, erased) == 0);
+    if (!sectors.back() && cells.compare(at, 2, kJffs2Magic, 2) != 0) return {};
+  }
+  return sectors;
+}
+
+// Puts the node at the start of each erased sector, as the file system does on its own.
+void MarkSectors(int unit, const std::vector<bool> &erased) {
+  const int chip = OpenChip(unit, O_WRONLY);
+  for (size_t sector = 0; sector < erased.size(); ++sector) {
+    if (!erased[sector]) continue;
+    WithPowerCut(sizeof kCleanMarker, [&](size_t count) {
+      real::pwrite(chip, kCleanMarker, count, static_cast<int64_t>(sector * Flash().sectorSize));
+    });
+  }
+  real::close(chip);
+}
+
 int MountJffs2(std::string_view source, std::string_view type, std::string *content) {
   const int unit = UnitAfter(kBlockDevice, source);
   if (unit < 0) return -1;
   if (type != "jffs2") return EINVAL;
-  const std::string path = RootPath(DevicePath(kCharacterDevice, static_cast<size_t>(unit)));
-  std::string cells = ReadFile(path);
-  const size_t sectorSize = Flash().sectorSize;
-  const std::string erased(sectorSize, '\xff');
-  for (size_t at = 0; at < cells.size(); at += sectorSize) {
-    if (cells.compare(at, sectorSize, erased) != 0 && cells.compare(at, 2, kJffs2Magic, 2) != 0) {
-      return EIO;
-    }
-  }
+  const Lock lock;
+  const std::vector<bool> erased =
+      ErasedSectors(ReadFile(RootPath(DevicePath(kCharacterDevice, static_cast<size_t>(unit)))));
+  if (erased.empty()) return EIO;
   *content = "mtd" + std::to_string(unit);
-  const std::string folder = Folder() + "/disks/" + *content;
-  if (cells.compare(0, sectorSize, erased) == 0) {
+  if (erased[0]) {
+    const std::string folder = Folder() + "/disks/" + *content;
     std::filesystem::remove_all(folder);
     std::filesystem::create_directory(folder);
   }
-  for (size_t at = 0; at < cells.size(); at += sectorSize) {
-    if (cells.compare(at, sectorSize, erased) == 0) cells.replace(at, 12, kCleanMarker, 12);
-  }
-  WriteFile(path, cells);
+  MarkSectors(unit, erased);
   return 0;
 }
 

@@ -26,11 +26,9 @@ void Make(Section &section) {
 }
 
 // What the receiver sees while nobody listens is lost, so this waits for a listener.
-int OpenForListener() {
+void WaitForListener() {
   const auto end = std::chrono::steady_clock::now() + kPatience;
-  for (;;) {
-    const int fd = real::open(RootPath(kPath).c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-    if (fd >= 0) return fd;
+  while (FeedFifo(RootPath(kPath), "", 0) < 0) {
     if (errno != ENXIO) throw std::invalid_argument("this board has no infrared receiver");
     if (std::chrono::steady_clock::now() >= end) throw std::runtime_error("nobody listens");
     real::sleep(kPause);
@@ -47,11 +45,11 @@ void Send(std::span<const std::string> words) {
   uint8_t record[12] = {};
   record[6] = Byte(words[0]);
   record[8] = Byte(words[1]);
-  const int fd = OpenForListener();
+  WaitForListener();
   Event("infrared: code 0x%02x, state %u", record[6], record[8]);
-  const ssize_t written = real::write(fd, record, sizeof record);
-  real::close(fd);
-  if (written != static_cast<ssize_t>(sizeof record)) throw std::runtime_error("nobody reads");
+  if (FeedFifo(RootPath(kPath), record, sizeof record) != sizeof record) {
+    throw std::runtime_error("nobody reads");
+  }
 }
 
 constexpr Action kActions[] = {

@@ -1,6 +1,8 @@
 // Physical memory behind /dev/mem: a sparse file with a byte for each physical address, which
 // programs map. What they store there is seen when the page is compared with a copy: at the
 // next event and when it is unmapped. A store of the value that is there already stays unseen.
+#include <pthread.h>
+#include <signal.h>
 #include <string.h>
 #include <unistd.h>
 
@@ -25,7 +27,40 @@ struct Mapping {
   size_t length;
   int64_t physical;
   std::vector<uint8_t> seen;
-} mappings[kMostMappings];
+};
+
+struct {
+  pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER;
+  Mapping mappings[kMostMappings];
+} process;
+
+// Holds this process's mappings. A signal handler, whose events look at them too, cannot come in
+// between.
+class Guard {
+ public:
+  Guard() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &signals_);
+    pthread_mutex_lock(&process.lock);
+  }
+  ~Guard() {
+    pthread_mutex_unlock(&process.lock);
+    pthread_sigmask(SIG_SETMASK, &signals_, nullptr);
+  }
+  Guard(const Guard &) = delete;
+  Guard &operator=(const Guard &) = delete;
+
+ private:
+  sigset_t signals_;
+};
+
+// A child must not begin with a lock that another thread held.
+[[gnu::constructor]] void KeepLockOverForks() {
+  pthread_atfork([] { pthread_mutex_lock(&process.lock); },
+                 [] { pthread_mutex_unlock(&process.lock); },
+                 [] { pthread_mutex_unlock(&process.lock); });
+}
 
 void Make(Section &section) {
   const std::string path = RootPath("/dev/mem");
@@ -47,26 +82,44 @@ int Unit(std::string_view path) {
   return path == "/dev/mem" ? 0 : -1;
 }
 
-void Compare(Mapping &mapping) {
+struct Stored {
+  int64_t address;
+  uint8_t value;
+};
+
+// Adds what was stored since the last comparison. Another thread may be storing meanwhile, as
+// programs and hardware do.
+[[gnu::no_sanitize("thread")]] void Compare(Mapping &mapping, std::vector<Stored> &stores) {
   for (size_t i = 0; i < mapping.length; ++i) {
     const uint8_t value = mapping.memory[i];
     if (value == mapping.seen[i]) continue;
     mapping.seen[i] = value;
-    Event("register: 0x%llx = 0x%02x",
-          static_cast<long long>(mapping.physical) + static_cast<long long>(i), value);
+    stores.push_back({mapping.physical + static_cast<int64_t>(i), value});
+  }
+}
+
+void Report(const std::vector<Stored> &stores) {
+  for (const auto &[address, value] : stores) {
+    Event("register: 0x%llx = 0x%02x", static_cast<long long>(address), value);
   }
 }
 
 void Settle() {
-  for (Mapping &mapping : mappings) {
-    if (mapping.memory != nullptr) Compare(mapping);
+  std::vector<Stored> stores;
+  {
+    const Guard guard;
+    for (Mapping &mapping : process.mappings) {
+      if (mapping.memory != nullptr) Compare(mapping, stores);
+    }
   }
+  Report(stores);
 }
 
 void *Map(int fd, void *address, size_t length, int protection, int flags, int64_t offset) {
   void *memory = real::map(address, length, protection, flags, fd, offset);
   if (memory == MAP_FAILED) return memory;
-  for (Mapping &mapping : mappings) {
+  const Guard guard;
+  for (Mapping &mapping : process.mappings) {
     if (mapping.memory != nullptr) continue;
     const auto *bytes = static_cast<uint8_t *>(memory);
     mapping = {static_cast<uint8_t *>(memory), length, offset, {bytes, bytes + length}};
@@ -76,13 +129,20 @@ void *Map(int fd, void *address, size_t length, int protection, int flags, int64
 }
 
 bool Unmap(void *address, size_t) {
-  for (Mapping &mapping : mappings) {
-    if (mapping.memory != address) continue;
-    Compare(mapping);
-    mapping = {};
-    return true;
+  std::vector<Stored> stores;
+  bool found = false;
+  {
+    const Guard guard;
+    for (Mapping &mapping : process.mappings) {
+      if (mapping.memory != address) continue;
+      Compare(mapping, stores);
+      mapping = {};
+      found = true;
+      break;
+    }
   }
-  return false;
+  Report(stores);
+  return found;
 }
 
 constexpr const char *kPaths[] = {"/dev/mem"};

@@ -10,7 +10,7 @@
 namespace vboard {
 namespace {
 
-int Command(std::string_view line) {
+int Command(std::string_view line, std::string *) {
   if (line == "reboot") {
     State().power = Power::kRestart;
   } else if (line == "poweroff" || line == "halt") {

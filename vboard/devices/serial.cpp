@@ -124,11 +124,7 @@ ssize_t Write(int unit, int, const void *data, size_t length, int64_t *) {
 
 // Puts bytes where the program finds them; false when nobody has the port open.
 bool Put(int port, const void *data, size_t length) {
-  const int fd = real::open(PortPath(port).c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-  if (fd < 0) return false;
-  const ssize_t written = real::write(fd, data, length);
-  real::close(fd);
-  return written == static_cast<ssize_t>(length);
+  return FeedFifo(PortPath(port), data, length) == static_cast<ssize_t>(length);
 }
 
 // Drops what has been received; the number of bytes.

@@ -20,6 +20,7 @@ namespace {
 struct Slot {
   std::atomic<const Device *> device;
   std::atomic<int> unit;
+  std::atomic<bool> onBoard;
 };
 
 // By descriptor. A descriptor beyond the table reaches the plain file.
@@ -35,33 +36,25 @@ void Assign(int fd, Special special) {
   Slot *slot = SlotOf(fd);
   if (slot == nullptr) return;
   slot->unit = special.unit;
+  slot->onBoard = special.onBoard;
   slot->device = special.device;
 }
 
-// The path that a program on the board opened, from the place where it lies on the PC.
-std::string BoardPath(int fd) {
+// The path that a program on the board opened.
+std::string OpenedPath(int fd) {
   char place[PATH_MAX];
   const std::string link = "/proc/self/fd/" + std::to_string(fd);
   static constinit real::Next<ssize_t(const char *, char *, size_t)> next("readlink");
   const ssize_t length = next(link.c_str(), place, sizeof place);
-  const std::string_view path(place, length > 0 ? static_cast<size_t>(length) : 0);
-  const std::string root = Folder() + "/root";
-  if (path.starts_with(root)) return std::string(path.substr(root.size()));
-  for (const Mount &mount : State().mounts) {
-    const std::string content = Folder() + "/disks/" + mount.content;
-    if (mount.point[0] != '\0' && path.starts_with(content)) {
-      return mount.point + std::string(path.substr(content.size()));
-    }
-  }
-  return {};
+  return BoardPath({place, length > 0 ? static_cast<size_t>(length) : 0});
 }
 
 Special FindSpecial(std::string_view path) {
   for (const Device *device : Devices()) {
     const int unit = device->unit != nullptr ? device->unit(path) : -1;
-    if (unit >= 0) return {device, unit};
+    if (unit >= 0) return {device, unit, true};
   }
-  return {nullptr, 0};
+  return {nullptr, 0, true};
 }
 
 }  // namespace
@@ -69,21 +62,25 @@ Special FindSpecial(std::string_view path) {
 Special SpecialFile(int fd) {
   const Slot *slot = SlotOf(fd);
   if (slot == nullptr) return {nullptr, 0};
-  return {slot->device, slot->unit};
+  return {slot->device, slot->unit, slot->onBoard};
 }
 
-void Opened(const char *path, const Path &place, int fd) {
+void Opened(const Path &place, int fd) {
   if (!place.OnBoard()) return Assign(fd, {nullptr, 0});
   if (fd < 0) {
-    if (errno == ENOENT) Event("missing: %s", path);
+    if (errno == ENOENT) Event("missing: %s", place.Name());
     return;
   }
-  Assign(fd, FindSpecial(path));
+  Assign(fd, FindSpecial(place.Name()));
+}
+
+void OpenedSocket(int fd, Special special) {
+  Assign(fd, special);
 }
 
 void AdoptDescriptors() {
   for (int fd = 0; fd < static_cast<int>(slots.size()); ++fd) {
-    const std::string path = BoardPath(fd);
+    const std::string path = OpenedPath(fd);
     if (!path.empty()) Assign(fd, FindSpecial(path));
   }
 }
@@ -93,7 +90,7 @@ bool DescriptorFails(const char *call, int fd) {
   const bool lost = std::any_of(std::begin(State().mounts), std::end(State().mounts),
                                 [](const Mount &mount) { return mount.error != 0; });
   if (!lost && State().faultsPlanned == 0) return false;
-  const std::string path = BoardPath(fd);
+  const std::string path = OpenedPath(fd);
   if (path.empty()) return false;
   if (const int error = MountError(path)) {
     errno = error;
@@ -207,6 +204,15 @@ ssize_t write(int fd, const void *data, size_t length) {
 INTERCEPT_PREAD(pread, off_t)
 INTERCEPT_PREAD(pread64, off64_t)
 
+#define INTERCEPT_PREAD_CHECKED(name, offset_type)                                   \
+  ssize_t name(int fd, void *data, size_t length, offset_type offset, size_t size);  \
+  ssize_t name(int fd, void *data, size_t length, offset_type offset, size_t size) { \
+    NEXT(name);                                                                      \
+    return DescriptorFails("read", fd) ? -1 : next(fd, data, length, offset, size);  \
+  }
+INTERCEPT_PREAD_CHECKED(__pread_chk, off_t)
+INTERCEPT_PREAD_CHECKED(__pread64_chk, off64_t)
+
 #define INTERCEPT_PWRITE(name, offset_type)                                                        \
   ssize_t name(int fd, const void *data, size_t length, offset_type offset) {                      \
     NEXT(name);                                                                                    \
@@ -222,6 +228,7 @@ int ioctl(int fd, unsigned long request, ...) {
   va_start(arguments, request);
   void *const argument = va_arg(arguments, void *);
   va_end(arguments);
+  if (vboard::IsInterfaceRequest(fd, request)) return vboard::InterfaceRequest(request, argument);
   if (DescriptorFails("ioctl", fd)) return -1;
   const Special special = SpecialFile(fd);
   if (special.device == nullptr || special.device->ioctl == nullptr) {

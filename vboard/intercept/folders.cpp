@@ -49,9 +49,9 @@ extern "C" {
 DIR *opendir(const char *path) {
   NEXT(opendir);
   const vboard::Path place(path);
-  if (!vboard::MayOpen("opendir", path, place)) return nullptr;
+  if (!vboard::MayReach("opendir", place)) return nullptr;
   DIR *folder = next(place);
-  vboard::Opened(path, place, folder != nullptr ? dirfd(folder) : -1);
+  vboard::Opened(place, folder != nullptr ? dirfd(folder) : -1);
   if (folder != nullptr && place.OnBoard()) vboard::open.insert(folder);
   return folder;
 }

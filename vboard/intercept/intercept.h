@@ -15,23 +15,33 @@ namespace vboard {
 
 struct Device;
 
+// Whether a symbolic link at the end of a path is followed.
+enum class Last { kFollowed, kAsItIs };
+
 // A path as the C library has to see it: the board's own paths lead into the board's folder.
 class Path {
  public:
-  explicit Path(const char *path);
+  // A path that is not absolute starts from the folder behind this descriptor.
+  explicit Path(const char *path, Last last = Last::kFollowed, int folder = AT_FDCWD);
+  Path(const Path &) = delete;
+  Path &operator=(const Path &) = delete;
   operator const char *() const { return path_; }
   bool OnBoard() const { return onBoard_; }
+  // The normal path on the board.
+  const char *Name() const { return name_.c_str(); }
 
  private:
   const char *path_;
   bool onBoard_ = false;
+  std::string name_;
   std::string place_;
 };
 
-// Before an open: false, with errno set, when a planned fault hits it.
-bool MayOpen(const char *call, const char *path, const Path &place);
+// Before a call on a path: false, with errno set, when a planned fault hits it or what is mounted
+// there has gone.
+bool MayReach(const char *call, const Path &place);
 // After an open of a path: remembers the special file, logs a path that the board lacks.
-void Opened(const char *path, const Path &place, int fd);
+void Opened(const Path &place, int fd);
 
 // At a program's start: remembers the special files that it has inherited.
 void AdoptDescriptors();
@@ -40,8 +50,15 @@ void AdoptDescriptors();
 struct Special {
   const Device *device;
   int unit;
+  bool onBoard = false;  // opened by a path of the board, special or not
 };
 Special SpecialFile(int fd);
+
+// After a socket was made: remembers the one that stands for a device's.
+void OpenedSocket(int fd, Special special);
+// True for a request on the network's interfaces, whichever kind of socket it is made on.
+bool IsInterfaceRequest(int fd, unsigned long request);
+int InterfaceRequest(unsigned long request, void *argument);
 
 // True, with errno set, when a planned fault hits this call on this descriptor.
 bool DescriptorFails(const char *call, int fd);

@@ -1,10 +1,8 @@
-// Programs: starting them, their end, shell commands, and what concerns the whole system:
-// mounts and restarts.
+// Programs: starting them, their end, and mounts.
 #include <errno.h>
+#include <spawn.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/reboot.h>
-#include <sys/wait.h>
 
 #include <vector>
 
@@ -16,6 +14,7 @@
 
 using vboard::Attached;
 using vboard::Event;
+using vboard::MayReach;
 using vboard::Path;
 
 namespace {
@@ -37,28 +36,84 @@ Arguments Collect(const char *first, va_list rest) {
   return list;
 }
 
+// What the environment of a program on the board has besides the program's own: set when this one
+// was started on a board.
+struct {
+  const char *library = nullptr;
+  const char *folder = nullptr;
+} board;
+
+// An environment in which a started program finds the board, whatever the caller made of his own.
+class Environment {
+ public:
+  explicit Environment(char *const *given) : given_(given) {
+    if (board.library == nullptr) return;
+    for (; given != nullptr && *given != nullptr; ++given) {
+      const std::string_view variable(*given);
+      if (variable.starts_with(kLibrary)) {
+        const std::string own(variable.substr(kLibrary.size()));
+        if (!own.empty() && own != board.library) library_ += ":" + own;
+      } else if (!variable.starts_with(kFolder)) {
+        list_.push_back(*given);
+      }
+    }
+    library_ = std::string(kLibrary) + board.library + library_;
+    folder_ = std::string(kFolder) + board.folder;
+    list_.insert(list_.end(), {library_.data(), folder_.data(), nullptr});
+    given_ = list_.data();
+  }
+  Environment(const Environment &) = delete;
+  Environment &operator=(const Environment &) = delete;
+  operator char * const *() const { return given_; }
+
+ private:
+  static constexpr std::string_view kLibrary = "LD_PRELOAD=";
+  static constexpr std::string_view kFolder = "VBOARD_FOLDER=";
+
+  char *const *given_;
+  std::string library_;
+  std::string folder_;
+  Arguments list_;
+};
+
+// Before a start, and logged before it, for a program that starts leaves nobody to log it.
+bool MayStart(const char *path, const Path &place, char *const *arguments) {
+  const bool may = place.OnBoard() ? MayReach("exec", place) : !vboard::CallFails("exec", path);
+  if (may) Event("start: %s:%s", path, Joined(arguments).c_str());
+  return may;
+}
+
 int Execute(const char *path, char *const *arguments, char *const *environment) {
   NEXT(execve);
   if (!Attached()) return next(path, arguments, environment);
-  if (vboard::CallFails("exec", path)) return -1;
   const Path place(path);
-  // Logged first, for a program that starts leaves nobody to log it.
-  Event("start: %s:%s", path, Joined(arguments).c_str());
-  const int result = next(place, arguments, environment);
+  if (!MayStart(path, place, arguments)) return -1;
+  const int result = next(place, arguments, Environment(environment));
   Event("start: %s: %s", path, strerrordesc_np(errno));
   return result;
 }
 
-// A shell command is the affair of the device that knows it; nothing reaches the PC's shell.
-int Command(const char *line) {
-  Event("command: %s", line);
-  if (vboard::CallFails("system", line)) return -1;
-  for (const vboard::Device *device : vboard::Devices()) {
-    const int status = device->command != nullptr ? device->command(line) : -1;
-    if (status >= 0) return W_EXITCODE(status, 0);
+// The program of a name without a folder, as the folders of PATH have it; the name itself where
+// they have not.
+std::string Found(std::string name) {
+  if (name.empty() || name.find('/') != std::string::npos) return name;
+  const char *path = getenv("PATH");
+  std::string folders(path != nullptr ? path : "/bin:/usr/bin");
+  for (folders += ':'; !folders.empty(); folders.erase(0, folders.find(':') + 1)) {
+    const std::string folder = folders.substr(0, folders.find(':'));
+    std::string program = (folder.empty() ? "." : folder) + "/" + name;
+    if (access(program.c_str(), X_OK) == 0) return program;
   }
-  Event("command not found: %s", line);
-  return W_EXITCODE(127, 0);
+  return name;
+}
+
+int ExecuteFound(const char *file, char *const *arguments, char *const *environment) {
+  const std::string program = Found(file);
+  if (program.find('/') != std::string::npos) {
+    return Execute(program.c_str(), arguments, environment);
+  }
+  errno = ENOENT;
+  return -1;
 }
 
 // The result of a system call from 0 or an errno value.
@@ -107,6 +162,58 @@ int execl(const char *path, const char *first, ...) {
   return Execute(path, arguments.data(), environ);
 }
 
+int execvpe(const char *file, char *const arguments[], char *const environment[]) {
+  NEXT(execvpe);
+  if (!Attached()) return next(file, arguments, environment);
+  return ExecuteFound(file, arguments, environment);
+}
+
+int execvp(const char *file, char *const arguments[]) {
+  return execvpe(file, arguments, environ);
+}
+
+int execlp(const char *file, const char *first, ...) {
+  va_list rest;
+  va_start(rest, first);
+  const Arguments arguments = Collect(first, rest);
+  va_end(rest);
+  return execvpe(file, arguments.data(), environ);
+}
+
+int fexecve(int fd, char *const arguments[], char *const environment[]) {
+  NEXT(fexecve);
+  if (!Attached()) return next(fd, arguments, environment);
+  const std::string path = "/proc/self/fd/" + std::to_string(fd);
+  if (!MayStart(path.c_str(), Path(path.c_str()), arguments)) return -1;
+  return next(fd, arguments, Environment(environment));
+}
+
+int posix_spawn(pid_t *id, const char *path, const posix_spawn_file_actions_t *actions,
+                const posix_spawnattr_t *attributes, char *const arguments[],
+                char *const environment[]) {
+  NEXT(posix_spawn);
+  if (!Attached()) return next(id, path, actions, attributes, arguments, environment);
+  const Path place(path);
+  if (!MayStart(path, place, arguments)) return errno;
+  return next(id, place, actions, attributes, arguments, Environment(environment));
+}
+
+int posix_spawnp(pid_t *id, const char *file, const posix_spawn_file_actions_t *actions,
+                 const posix_spawnattr_t *attributes, char *const arguments[],
+                 char *const environment[]) {
+  NEXT(posix_spawnp);
+  if (!Attached()) return next(id, file, actions, attributes, arguments, environment);
+  const std::string program = Found(file);
+  if (program.find('/') == std::string::npos) return ENOENT;
+  return posix_spawn(id, program.c_str(), actions, attributes, arguments, environment);
+}
+
+int posix_spawn_file_actions_addopen(posix_spawn_file_actions_t *actions, int fd, const char *path,
+                                     int flags, mode_t mode) noexcept {
+  NEXT(posix_spawn_file_actions_addopen);
+  return next(actions, fd, Path(path), flags, mode);
+}
+
 int execle(const char *path, const char *first, ...) {
   va_list rest;
   va_start(rest, first);
@@ -114,12 +221,6 @@ int execle(const char *path, const char *first, ...) {
   char *const *environment = va_arg(rest, char *const *);
   va_end(rest);
   return Execute(path, arguments.data(), environment);
-}
-
-int system(const char *line) {
-  NEXT(system);
-  if (!Attached()) return next(line);
-  return line == nullptr ? 1 : Command(line);
 }
 
 void _exit(int status) {
@@ -160,13 +261,6 @@ void sync() noexcept {
   next();
 }
 
-int reboot(int how) noexcept {
-  NEXT(reboot);
-  if (!Attached()) return next(how);
-  Command(how == RB_AUTOBOOT ? "reboot" : "poweroff");
-  return 0;
-}
-
 }  // extern "C"
 
 namespace {
@@ -176,6 +270,8 @@ namespace {
 [[gnu::constructor]] void AttachFromEnvironment() {
   const char *folder = getenv("VBOARD_FOLDER");
   if (folder == nullptr) return;
+  const char *library = getenv("LD_PRELOAD");
+  board = {strdup(library != nullptr ? library : ""), strdup(folder)};
   vboard::Attach(folder);
   vboard::AdoptDescriptors();
   on_exit([](int status, void *) { Event("exit: status %d", status & 0xff); }, nullptr);

@@ -97,11 +97,40 @@ int select(int count, fd_set *readable, fd_set *writable, fd_set *exceptional, t
   return result;
 }
 
+int ppoll(pollfd *descriptors, nfds_t count, const timespec *timeout, const sigset_t *mask) {
+  NEXT(ppoll);
+  if (timeout == nullptr || !IsValid(*timeout)) return next(descriptors, count, timeout, mask);
+  const timespec real = Faster(*timeout);
+  return next(descriptors, count, &real, mask);
+}
+
+int pselect(int count, fd_set *readable, fd_set *writable, fd_set *exceptional,
+            const timespec *timeout, const sigset_t *mask) {
+  NEXT(pselect);
+  if (timeout == nullptr || !IsValid(*timeout)) {
+    return next(count, readable, writable, exceptional, timeout, mask);
+  }
+  const timespec real = Faster(*timeout);
+  return next(count, readable, writable, exceptional, &real, mask);
+}
+
 int poll(pollfd *descriptors, nfds_t count, int timeout) {
   NEXT(ppoll);
   if (timeout < 0) return next(descriptors, count, nullptr, nullptr);
   const timespec real = Faster(Time(int64_t{timeout} * 1'000'000));
   return next(descriptors, count, &real, nullptr);
+}
+
+// What the fortified headers call.
+int __poll_chk(pollfd *descriptors, nfds_t count, int timeout, size_t size);
+int __ppoll_chk(pollfd *descriptors, nfds_t count, const timespec *timeout, const sigset_t *mask,
+                size_t size);
+int __poll_chk(pollfd *descriptors, nfds_t count, int timeout, size_t) {
+  return poll(descriptors, count, timeout);
+}
+int __ppoll_chk(pollfd *descriptors, nfds_t count, const timespec *timeout, const sigset_t *mask,
+                size_t) {
+  return ppoll(descriptors, count, timeout, mask);
 }
 
 }  // extern "C"

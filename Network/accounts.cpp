@@ -1,0 +1,204 @@
+// Name servers, the PPPoE account, the dynamic-DNS account, the dial-up route.
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <span>
+
+#include "Base/text_file.h"
+#include "Network/network_text.h"
+#include "Network/output_file.h"
+#include "libsys/network.h"
+
+namespace {
+
+using network::LineLength;
+using network::OutputFile;
+using network::Readers;
+
+constexpr const char *kResolvConf = "/opt/sav/Config/resolv.conf";
+constexpr const char *kPppoeConf = "/opt/sav/Config/ppp/pppoe.conf";
+constexpr const char *kChapSecrets = "/opt/sav/Config/ppp/chap-secrets";
+constexpr const char *kPapSecrets = "/opt/sav/Config/ppp/pap-secrets";
+// Written here and read there, on purpose: the second one is the system's.
+constexpr const char *kPppoeEnable = "/opt/sav/Config/ppp/pppoe-enable";
+constexpr const char *kSystemPppoeEnable = "/mnt/mtd/Config/ppp/pppoe-enable";
+constexpr const char *kDdnsServer = "/opt/sav/Config/ddns-server";
+constexpr const char *kDialIp = "/mnt/mtd/Config/dial-ip";
+
+constexpr int32_t kAddressSize = 16;
+
+int32_t InvalidParameter() {
+  puts("LIBDVR : Invalid parameter");
+  return -1;
+}
+
+int32_t OpenFailed(const char *path) {
+  printf("open file fail: %s\n", path);
+  return -1;
+}
+
+void Copy(std::span<char> to, const char *text) {
+  snprintf(to.data(), to.size(), "%s", text);
+}
+
+// Reads the next line; the buffer stays as it is when that line is missing or another one.
+void ReadNameServer(base::TextFile &file, std::span<char> buffer) {
+  char line[128], address[sizeof line];
+  if (file.ReadPiece(line) && sscanf(line, "nameserver %127s", address) == 1) {
+    Copy(buffer, address);
+  }
+}
+
+void WriteNameServer(OutputFile &file, const char *address) {
+  if (address != nullptr) file.Print("nameserver %.*s\n", LineLength(address, 128), address);
+}
+
+// The scripts read this file with the shell, which expands PIDFILE, and would run what follows
+// a quote in the user's name.
+int32_t WritePppoeConf(const PppoeConfig &config) {
+  const int length = LineLength(config.user, sizeof config.user);
+  if (memchr(config.user, '\'', static_cast<size_t>(length)) != nullptr) {
+    puts("NetSetPPPoEConfig param error");
+    return -1;
+  }
+  OutputFile file(kPppoeConf);
+  if (!file) return OpenFailed(kPppoeConf);
+  file.Print("ETH='%s'\nUSER='%.*s'\nPIDFILE=%s\n", "eth0", length, config.user,
+             "/var/run/`basename $CONFIG`-pppoe.pid");
+  puts("/etc/pppoe-start");
+  return 0;
+}
+
+// A line "user" * "password".
+void WriteSecrets(OutputFile &file, const PppoeConfig &config) {
+  file.Print("\"%.*s\"\t*\t\"%.*s\"\n", LineLength(config.user, sizeof config.user), config.user,
+             LineLength(config.password, sizeof config.password), config.password);
+}
+
+int32_t WriteBothSecrets(const PppoeConfig &config) {
+  OutputFile chap(kChapSecrets, Readers::kOwner);
+  if (!chap) return OpenFailed(kPapSecrets);  // names the other file, on purpose
+  WriteSecrets(chap, config);
+  OutputFile pap(kPapSecrets, Readers::kOwner);
+  if (pap) WriteSecrets(pap, config);
+  return 0;
+}
+
+// Without one double quote in front and one behind.
+void CopyUnquoted(std::span<char> to, const char *word) {
+  if (*word == '"') ++word;
+  size_t length = strlen(word);
+  if (length > 0 && word[length - 1] == '"') --length;
+  snprintf(to.data(), to.size(), "%.*s", static_cast<int>(length), word);
+}
+
+}  // namespace
+
+int32_t NetWorkSetDns(const char *primary, const char *secondary) {
+  OutputFile file(kResolvConf);
+  if (!file) {
+    puts("LIBDVR : fopen resolv.conf failed");
+    return -1;
+  }
+  WriteNameServer(file, primary);
+  WriteNameServer(file, secondary);
+  return 0;
+}
+
+int32_t NetWorkGetDns(char *primary, int32_t primaryLength, char *secondary,
+                      int32_t secondaryLength) {
+  if (primary == nullptr || secondary == nullptr) return InvalidParameter();
+  if (primaryLength < kAddressSize || secondaryLength < kAddressSize) {
+    puts("LIBDVR : len < 16");
+    return -1;
+  }
+  const std::span<char> first(primary, static_cast<size_t>(primaryLength));
+  const std::span<char> second(secondary, static_cast<size_t>(secondaryLength));
+  base::TextFile file(kResolvConf);
+  if (!file) {
+    Copy(first, "8.8.8.8");
+    Copy(second, "192.168.1.1");
+    return 0;
+  }
+  ReadNameServer(file, first);
+  ReadNameServer(file, second);
+  return 0;
+}
+
+int32_t NetSetPPPoEConfig(const PppoeConfig *config) {
+  if (config == nullptr) return -1;
+  if (config->enable == 1) {
+    if (WritePppoeConf(*config) != 0) return -1;
+  } else if (config->enable == 0) {
+    puts("/etc/pppoe-stop");
+  } else {
+    puts("NetSetPPPoEConfig param error");
+    return -1;
+  }
+  if (WriteBothSecrets(*config) != 0) return -1;
+  OutputFile enable(kPppoeEnable);
+  if (!enable) return OpenFailed(kPppoeEnable);
+  enable.Print("%c", config->enable == 1 ? '1' : '0');
+  return 0;
+}
+
+int32_t NetGetPPPoEConfig(PppoeConfig *config) {
+  if (config == nullptr) return -1;
+  *config = {};
+  base::TextFile secrets(kChapSecrets);
+  if (!secrets) return OpenFailed(kChapSecrets);
+  char line[128], user[33], password[33];
+  // A name or a password with a blank in it cannot be read back.
+  if (!secrets.ReadLine(line) || sscanf(line, "%32s * %32s", user, password) < 2) return -1;
+  CopyUnquoted(config->user, user);
+  CopyUnquoted(config->password, password);
+  base::TextFile enable(kSystemPppoeEnable);
+  if (!enable) return OpenFailed(kSystemPppoeEnable);
+  char digits[4] = {};
+  enable.ReadPiece(digits);
+  config->enable = atoi(digits);
+  return 0;
+}
+
+int32_t NetWorkSetDdns(const DdnsConfig *config) {
+  if (config == nullptr) return InvalidParameter();
+  char server[sizeof config->server + 1], host[sizeof config->host + 1], enable[12];
+  snprintf(server, sizeof server, "%.*s", static_cast<int>(sizeof config->server), config->server);
+  snprintf(host, sizeof host, "%.*s", static_cast<int>(sizeof config->host), config->host);
+  snprintf(enable, sizeof enable, "%d", config->enable);
+  if (NetWorkWriteKey(kDdnsServer, "ddnsserverip", server) != 0) return -1;
+  if (NetWorkWriteKey(kDdnsServer, "hostname", host) != 0) return -1;
+  return NetWorkWriteKey(kDdnsServer, "enable", enable);
+}
+
+int32_t NetWorkGetDdns(DdnsConfig *config) {
+  constexpr int32_t kLimit = 32;
+  if (config == nullptr) return InvalidParameter();
+  *config = {};
+  char enable[kLimit];
+  if (NetWorkReadKey(kDdnsServer, "ddnsserverip", config->server, kLimit) != 0 ||
+      NetWorkReadKey(kDdnsServer, "hostname", config->host, kLimit) != 0 ||
+      NetWorkReadKey(kDdnsServer, "enable", enable, kLimit) != 0) {
+    return -1;
+  }
+  config->enable = atoi(enable) & 1;
+  return 0;
+}
+
+int32_t NetWorkSetDialRoute(char *address) {
+  if (address == nullptr) return -1;
+  base::TextFile file(kDialIp);
+  if (!file) return OpenFailed(kDialIp);
+  char line[32] = {};
+  file.ReadPiece(line);
+  line[strcspn(line, "\n")] = '\0';
+  memcpy(address, line, sizeof line);
+  if (!network::IsIpv4Text(line)) return InvalidParameter();
+  char command[sizeof line + 32];
+  snprintf(command, sizeof command, "route add default gw %s", line);
+  fflush(stdout);
+  if (system(command) != -1) return 0;
+  printf("LIBDVR : %s faield\n", command);
+  return -1;
+}

@@ -1,0 +1,33 @@
+#include "Network/output_file.h"
+
+#include <fcntl.h>
+#include <stdarg.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace network {
+namespace {
+
+FILE *OpenForOwner(const char *path) {
+  constexpr mode_t kOwnerOnly = 0600;
+  const int fd = open(path, O_WRONLY | O_CREAT | O_CLOEXEC, kOwnerOnly);
+  if (fd < 0) return nullptr;
+  FILE *file = nullptr;
+  if (fchmod(fd, kOwnerOnly) == 0 && ftruncate(fd, 0) == 0) file = fdopen(fd, "w");
+  if (file == nullptr) close(fd);
+  return file;
+}
+
+}  // namespace
+
+OutputFile::OutputFile(const char *path, Readers readers)
+    : file_(readers == Readers::kOwner ? OpenForOwner(path) : fopen(path, "we")) {}
+
+void OutputFile::Print(const char *format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  vfprintf(file_, format, arguments);
+  va_end(arguments);
+}
+
+}  // namespace network

@@ -1,0 +1,30 @@
+// A text file for one of the system's daemons, made anew.
+#pragma once
+
+#include <stdio.h>
+
+namespace network {
+
+enum class Readers { kAll, kOwner };
+
+class OutputFile {
+ public:
+  // With kOwner the file holds a password: nobody else may read it, also when it was there
+  // before with other rights.
+  explicit OutputFile(const char *path, Readers readers = Readers::kAll);
+  OutputFile(const OutputFile &) = delete;
+  OutputFile &operator=(const OutputFile &) = delete;
+  ~OutputFile() {
+    if (file_ != nullptr) fclose(file_);
+  }
+
+  explicit operator bool() const { return file_ != nullptr; }
+
+  // Writes a text that holds no line feed of a caller's making: see LineLength.
+  [[gnu::format(printf, 2, 3)]] void Print(const char *format, ...);
+
+ private:
+  FILE *file_;
+};
+
+}  // namespace network

@@ -1,0 +1,204 @@
+// The system clock follows the clock chip. This runs in the handler of the timer's signal: no
+// stdio, no mktime or localtime, no lock, no memory from the heap.
+#include <errno.h>
+#include <string.h>
+#include <sys/syscall.h>
+#include <sys/time.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <array>
+#include <span>
+
+#include "System/clock.h"
+#include "System/i2c.h"
+#include "libsys/system.h"
+
+namespace {
+
+constexpr int64_t kSecondsPerDay = 86'400;
+constexpr int32_t kDaysBeforeMonth[12] = {0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334};
+
+// The clock chip has two digits for the year.
+constexpr int32_t kFirstYear = 2000;
+constexpr int32_t kYears = 100;
+
+struct OffsetChange {
+  int64_t time;    // seconds since 1970
+  int32_t offset;  // from then on, in seconds east of Greenwich
+};
+
+struct {
+  int32_t standardOffset = 0;
+  int32_t firstOffset = 0;
+  // Two changes a year, where the zone has daylight saving.
+  std::array<OffsetChange, 2 * kYears + 2> changes;
+  size_t changeCount = 0;
+} zone;
+
+int32_t OffsetAt(int64_t time) {
+  const auto when = static_cast<time_t>(time);
+  tm local = {};
+  localtime_r(&when, &local);
+  return static_cast<int32_t>(local.tm_gmtoff);
+}
+
+// The first second after `before` with another offset; `after` has one.
+int64_t FindChange(int64_t before, int64_t after) {
+  const int32_t old = OffsetAt(before);
+  while (after - before > 1) {
+    const int64_t middle = before + (after - before) / 2;
+    (OffsetAt(middle) == old ? before : after) = middle;
+  }
+  return after;
+}
+
+void CaptureDaylightSaving() {
+  constexpr int64_t kStep = 28 * kSecondsPerDay;  // shorter than any daylight saving
+  const int64_t first = clock_chip::DaysSince1970(kFirstYear, 0, 1) * kSecondsPerDay;
+  const int64_t end = clock_chip::DaysSince1970(kFirstYear + kYears, 0, 1) * kSecondsPerDay;
+  zone.firstOffset = OffsetAt(first);
+  zone.changeCount = 0;
+  int32_t offset = zone.firstOffset;
+  for (int64_t time = first; time < end; time += kStep) {
+    const int32_t next = OffsetAt(time + kStep);
+    if (next == offset || zone.changeCount == zone.changes.size()) continue;
+    zone.changes[zone.changeCount++] = {FindChange(time, time + kStep), next};
+    offset = next;
+  }
+}
+
+int32_t CapturedOffset(int64_t time) {
+  int32_t offset = zone.firstOffset;
+  for (const OffsetChange &change : std::span(zone.changes).first(zone.changeCount)) {
+    if (time < change.time) break;
+    offset = change.offset;
+  }
+  return offset;
+}
+
+bool IsLeap(int32_t year) {
+  return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
+}
+
+// What the handler prints: one line, one write.
+class Line {
+ public:
+  Line &Add(const char *text) {
+    while (*text != '\0' && length_ < sizeof text_) text_[length_++] = *text++;
+    return *this;
+  }
+  Line &Add(int32_t number) {
+    char digits[12];
+    char *at = digits + sizeof digits - 1;
+    *at = '\0';
+    int64_t rest = number < 0 ? -static_cast<int64_t>(number) : number;
+    do {
+      *--at = static_cast<char>('0' + rest % 10);
+      rest /= 10;
+    } while (rest != 0);
+    if (number < 0) *--at = '-';
+    return Add(at);
+  }
+  void Print() {
+    Add("\n");
+    // Nothing can be done here about a console that does not take it.
+    [[maybe_unused]] const ssize_t written = write(STDOUT_FILENO, text_, length_);
+  }
+
+ private:
+  char text_[128];
+  size_t length_ = 0;
+};
+
+// Units in the low four bits. An unset clock has anything there, 0xff for one; it only adds up
+// to an odd date.
+int32_t FromBcd(uint8_t value, uint8_t tensMask) {
+  return (value & 0x0f) + (value >> 4 & tensMask) * 10;
+}
+
+int64_t ChipTime(const uint8_t (&registers)[7]) {
+  const int32_t second = FromBcd(registers[0], 7), minute = FromBcd(registers[1], 7);
+  const int32_t hour = FromBcd(registers[2], 3), day = FromBcd(registers[4], 3);
+  const int32_t month = FromBcd(registers[5], 1) - 1;
+  const int32_t year = kFirstYear + FromBcd(registers[6], 0xf);
+  return clock_chip::DaysSince1970(year, month, day) * kSecondsPerDay + hour * 3600 + minute * 60 +
+         second;
+}
+
+// glibc's own gettimeofday no longer tells the kernel's time zone.
+int32_t KernelMinutesWest() {
+  timeval now = {};
+  struct timezone kernelZone = {};
+  syscall(SYS_gettimeofday, &now, &kernelZone);
+  return kernelZone.tz_minuteswest;
+}
+
+// Prints as SystemShowWeekday does.
+void ShowWeekday(int64_t time) {
+  const int64_t local = time + CapturedOffset(time);
+  const int64_t days = local / kSecondsPerDay;
+  const auto second = static_cast<int32_t>(local % kSecondsPerDay);
+  auto year = static_cast<int32_t>(1970 + days / 366);
+  while (clock_chip::DaysSince1970(year + 1, 0, 1) <= days) ++year;
+  int32_t month = 0;
+  while (month < 11 && clock_chip::DaysSince1970(year, month + 1, 1) <= days) ++month;
+  const int64_t day = days - clock_chip::DaysSince1970(year, month, 1) + 1;
+  Line line;
+  line.Add("LIBDVR : ").Add(year).Add("-").Add(month + 1).Add("-").Add(static_cast<int32_t>(day));
+  line.Add(", today is weekday ").Add(static_cast<int32_t>((days + 4) % 7));
+  line.Add(" time:").Add(second / 3600).Add(":").Add(second / 60 % 60).Add(":").Add(second % 60);
+  line.Print();
+}
+
+void Synchronise() {
+  uint8_t registers[7];
+  const i2c::Result result = i2c::Read(i2c::kClockChip, 0, registers, sizeof registers);
+  if (result != i2c::Result::kDone) {
+    Line().Add(i2c::ReadMessage(result)).Print();
+    Line().Add("LIBDVR : I2cpCallBack : I2cRead failed").Print();
+    return;
+  }
+  const int64_t time = ChipTime(registers) - zone.standardOffset + KernelMinutesWest() * 60;
+  const timespec clock = {static_cast<time_t>(time), 0};
+  clock_settime(CLOCK_REALTIME, &clock);
+  ShowWeekday(time);
+}
+
+}  // namespace
+
+namespace clock_chip {
+
+void CaptureTimeZone() {
+  tzset();
+  const time_t now = time(nullptr);
+  tm local = {};
+  localtime_r(&now, &local);
+  local.tm_isdst = 0;
+  tm utc = local;
+  zone.standardOffset = static_cast<int32_t>(timegm(&utc) - mktime(&local));
+  zone.firstOffset = zone.standardOffset;
+  zone.changeCount = 0;
+  if (daylight != 0) CaptureDaylightSaving();
+}
+
+int64_t DaysSince1970(int32_t year, int32_t month, int32_t day) {
+  year += month / 12;
+  month %= 12;
+  if (month < 0) {
+    month += 12;
+    --year;
+  }
+  const auto leapDaysBefore = [](int32_t y) { return (y - 1) / 4 - (y - 1) / 100 + (y - 1) / 400; };
+  const int32_t leapDays = leapDaysBefore(year) - leapDaysBefore(1970);
+  const int32_t leapDay = month > 1 && IsLeap(year) ? 1 : 0;
+  return int64_t{365} * (year - 1970) + leapDays + kDaysBeforeMonth[month] + leapDay + day - 1;
+}
+
+}  // namespace clock_chip
+
+void I2cpCallBack(int) {
+  const int error = errno;
+  Synchronise();
+  errno = error;
+}
