@@ -23,7 +23,7 @@ constexpr size_t kLineSize = 128;
 
 struct Setting {
   const char *key;
-  const char *dhcpKey;   // null: DHCP does not give it
+  const char *dhcpKey;  // null: DHCP does not give it
   uint32_t nvramAddress;
   uint32_t nvramWidth;   // bytes
   char defaults[2][16];  // eth0, eth1
@@ -164,8 +164,8 @@ int32_t NetWorkGetConfigFileName(const char *interfaceName, char *buffer, int32_
     base::PrintAt({kModule, 169}, "Unsupport %s\n", interfaceName);
     return -1;
   }
-  const int written = snprintf(buffer, static_cast<size_t>(length), "%s%s", kConfigFile,
-                               eth1 ? "1" : "");
+  const int written =
+      snprintf(buffer, static_cast<size_t>(length), "%s%s", kConfigFile, eth1 ? "1" : "");
   if (written < length) return 0;
   base::PrintAt({kModule, 175}, "NameLength too short\n");
   return -1;

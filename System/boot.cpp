@@ -213,6 +213,15 @@ int32_t BootEnvGet(const char *name, void *destination, uint32_t length) {
   return value != nullptr ? 0 : -1;
 }
 
+int32_t BootEnvForEach(void (*visit)(const char *entry)) {
+  const Lock lock;
+  if (visit == nullptr || !Load()) return -1;
+  const char *entry = nullptr;
+  while ((entry = boot::NextOf(state.env, entry)) != nullptr) visit(entry);
+  Release();
+  return 0;
+}
+
 int32_t BootEnvSet(const char *name, const char *value) {
   if (name == nullptr) return -1;
   const Lock lock;

@@ -50,6 +50,11 @@ const char *FindValue(const BootEnv &env, const char *name) {
   return entry == nullptr ? nullptr : entry + BootEnvMatchName(name, entry);
 }
 
+const char *NextOf(const BootEnv &env, const char *entry) {
+  const char *next = entry == nullptr ? FirstEntry(env) : entry + strlen(entry) + 1;
+  return *next != '\0' ? next : nullptr;
+}
+
 void DeleteEntry(const BootEnv &env, const char *name) {
   char *entry = FindEntry(env, name);
   if (entry == nullptr) return;

@@ -20,6 +20,9 @@ void ClearBrokenList(const BootEnv &env);
 // The value of the first entry with this name, or null.
 const char *FindValue(const BootEnv &env, const char *name);
 
+// The entry behind this one, or the first for null; null behind the last one.
+const char *NextOf(const BootEnv &env, const char *entry);
+
 // Deletes the first entry with this name, if there is one.
 void DeleteEntry(const BootEnv &env, const char *name);
 

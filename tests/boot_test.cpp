@@ -11,7 +11,6 @@
 #include "libsys/boot.h"
 #include "libsys/version.h"
 #include "tests/support/flash_board.h"
-#include "vboard/real.h"
 
 namespace {
 
@@ -43,12 +42,14 @@ class BootTest : public test::BoardTest {
   std::string Script(const std::string &arguments) {
     const std::string program = SOURCE_FOLDER "/tests/environment_block.py";
     const std::string line = "/usr/bin/env python3 '" + program + "' " + arguments + " 2>&1";
-    // The script runs on the PC.
-    static constinit vboard::real::Next<FILE *(const char *, const char *)> popen("popen");
+    const std::string board = vboard::Folder();
+    vboard::Detach();  // the script runs on the PC
     FILE *pipe = popen(line.c_str(), "re");
     std::string text;
     for (int c; (c = getc(pipe)) != EOF;) text += static_cast<char>(c);
-    return pclose(pipe) == 0 ? text : "failed: " + text;
+    const int status = pclose(pipe);
+    vboard::Attach(board);
+    return status == 0 ? text : "failed: " + text;
   }
   std::string Checked() {
     const std::string file = Folder() + "/block";

@@ -1,0 +1,133 @@
+// Boot variables and flash partitions.
+#include "libsys/flash.h"
+
+#include <stdio.h>
+#include <string.h>
+
+#include <algorithm>
+
+#include "boardctl/command.h"
+#include "boardctl/output.h"
+#include "libsys/boot.h"
+
+namespace {
+
+constexpr uint32_t kPiece = 4096;
+
+void ShowEntry(const char *entry) {
+  const char *value = strchr(entry, '=');
+  char name[64];
+  if (value == nullptr) return;
+  snprintf(name, sizeof name, "%.*s", static_cast<int>(value - entry), entry);
+  output::BeginRecord();
+  output::Text("name", name);
+  output::Text("value", value + 1);
+  output::EndRecord();
+}
+
+// /proc/mtd prints the names in quotes; people need not type them.
+const MtdPartition *FindPartition(const char *name) {
+  char quoted[40];
+  snprintf(quoted, sizeof quoted, "\"%s\"", name);
+  if (FlashInit() != 0) return nullptr;
+  return FlashFindPartition(quoted);
+}
+
+int CopyPartition(const MtdPartition &partition, FILE *file) {
+  uint8_t piece[kPiece];
+  for (uint32_t done = 0; done < partition.size; done += kPiece) {
+    const uint32_t count = std::min(kPiece, partition.size - done);
+    if (FlashSelect(partition.start) != 0 || FlashRead(piece, partition.start + done, count) != 0) {
+      return Failure("cannot read the flash at 0x%08x", partition.start + done);
+    }
+    if (fwrite(piece, 1, count, file) != count) return Failure("cannot write the file");
+  }
+  return fflush(file) == 0 ? kDone : Failure("cannot write the file");
+}
+
+}  // namespace
+
+int EnvGet(const Arguments &arguments) {
+  char value[512];
+  if (BootEnvGet(arguments[0], value, sizeof value - 1) != 0) {
+    return Failure("there is no boot variable '%s'", arguments[0]);
+  }
+  value[sizeof value - 1] = '\0';
+  output::BeginRecord();
+  output::Text(arguments[0], value);
+  output::EndRecord();
+  return kDone;
+}
+
+int EnvSet(const Arguments &arguments) {
+  const char *name = arguments[0];
+  if (*name == '\0' || strchr(name, '=') != nullptr) return UsageError("this is no name");
+  if (BootEnvSet(name, arguments[1]) != 0) return Failure("the boot variables cannot be saved");
+  return kDone;
+}
+
+int EnvDelete(const Arguments &arguments) {
+  char value[2];
+  if (BootEnvGet(arguments[0], value, sizeof value) != 0) {
+    return Failure("there is no boot variable '%s'", arguments[0]);
+  }
+  if (BootEnvSet(arguments[0], nullptr) != 0) return Failure("the boot variables cannot be saved");
+  return kDone;
+}
+
+int EnvList(const Arguments &) {
+  output::BeginList();
+  const int32_t result = BootEnvForEach(ShowEntry);
+  output::EndList();
+  return result == 0 ? kDone : Failure("the boot variables cannot be read");
+}
+
+int FlashList(const Arguments &) {
+  FlashPartitionTable table;
+  if (FlashGetPartitionTable(&table) != 0 || table.count == 0) {
+    return Failure("there are no flash partitions");
+  }
+  output::BeginList();
+  for (int32_t i = 0; i < table.count; ++i) {
+    char name[32];
+    const char *quoted = table.rows[i].name;
+    snprintf(name, sizeof name, "%.*s", static_cast<int>(strcspn(quoted + 1, "\"")), quoted + 1);
+    output::BeginRecord();
+    output::Text("name", name);
+    output::Hex("start", table.rows[i].start, 8);
+    output::Hex("size", table.rows[i].size, 8);
+    output::Hex("sector", table.sectorSize, 5);
+    output::Text("device", table.rows[i].path);
+    output::EndRecord();
+  }
+  output::EndList();
+  return kDone;
+}
+
+int FlashDump(const Arguments &arguments) {
+  const MtdPartition *partition = FindPartition(arguments[0]);
+  if (partition == nullptr) return Failure("there is no flash partition '%s'", arguments[0]);
+  if (arguments.size() == 1) return CopyPartition(*partition, output::Stream());
+  FILE *file = fopen(arguments[1], "we");
+  if (file == nullptr) return Failure("cannot create %s", arguments[1]);
+  const int status = CopyPartition(*partition, file);
+  return fclose(file) == 0 || status != kDone ? status : Failure("cannot write the file");
+}
+
+// The boot loader and its variables are what a board does not start without.
+int FlashErasePartition(const Arguments &arguments) {
+  const char *name = arguments[0];
+  const MtdPartition *partition = FindPartition(name);
+  if (partition == nullptr) return Failure("there is no flash partition '%s'", name);
+  const bool vital = strcmp(name, "boot") == 0 || strcmp(name, "env") == 0;
+  if (vital && !arguments.force) {
+    return Failure("without '%s' this board does not start: erase it with --force only", name);
+  }
+  uint32_t sector = 0;
+  FlashGetSectorSize(&sector);
+  const uint32_t start = partition->start, size = partition->size;
+  for (uint32_t done = 0; done < size; done += sector) {
+    if (FlashErase(start + done) != 0) return Failure("cannot erase 0x%08x", start + done);
+  }
+  return kDone;
+}

@@ -1,0 +1,112 @@
+// Serial ports and the front panel: keys, LEDs, buzzer, fan.
+#include <pthread.h>
+#include <stdio.h>
+
+#include "boardctl/command.h"
+#include "boardctl/output.h"
+#include "libsys/frontboard.h"
+#include "libsys/system.h"
+#include "libsys/uart.h"
+#include "libsys/version.h"
+
+namespace {
+
+constexpr uint32_t kPorts = 4;
+
+// The port, open and set to 8 data bits, no parity, one stop bit.
+bool OpenPort(const Arguments &arguments, uint32_t *port, int *status) {
+  uint32_t baud = 0;
+  *status = kUsage;
+  if (!Number(arguments[0], "PORT", kPorts - 1, port)) return false;
+  if (!Number(arguments[1], "BAUD", 115'200, &baud)) return false;
+  const UartAttribute attribute = {baud, 8, 0, 1};
+  if (UartDeviceOpen(*port) == 0 && UartSetAttribute(*port, &attribute) == 0) return true;
+  *status = Failure("port %u does not open with %u baud", *port, baud);
+  return false;
+}
+
+// The thread that reads this board's panel.
+bool StartPanel() {
+  StartLibrary();
+  pthread_t thread;
+  void *(*const source)(void *) = DvrGetBoardType() == 0 ? McuProc : FrontScanProc;
+  return pthread_create(&thread, nullptr, source, nullptr) == 0 && FrontboardInit() == 0;
+}
+
+}  // namespace
+
+int UartSend(const Arguments &arguments) {
+  uint32_t port = 0;
+  size_t count = 0;
+  uint8_t bytes[256];
+  int status = kDone;
+  if (!Bytes(arguments, 2, bytes, &count)) return kUsage;
+  if (!OpenPort(arguments, &port, &status)) return status;
+  const int32_t sent = UartDeviceWriteOnce(port, bytes, static_cast<uint32_t>(count));
+  if (sent != static_cast<int32_t>(count)) return Failure("the port does not take it");
+  return UartDeviceClose(port) == 0 ? kDone : Failure("the port does not close");
+}
+
+int UartListen(const Arguments &arguments) {
+  uint32_t port = 0, count = 0;
+  int status = kDone;
+  if (!Number(arguments.Or(2, "0"), "COUNT", UINT32_MAX, &count)) return kUsage;
+  if (!OpenPort(arguments, &port, &status)) return status;
+  for (uint32_t seen = 0; count == 0 || seen < count; ++seen) {
+    uint8_t byte = 0;
+    if (UartDeviceRead(port, &byte, 1) != 1) return Failure("the port cannot be read");
+    output::BeginRecord();
+    output::Hex("byte", byte, 2);
+    output::EndRecord();
+  }
+  return kDone;
+}
+
+int Key(const Arguments &arguments) {
+  uint32_t count = 0;
+  if (!Number(arguments.Or(0, "0"), "COUNT", UINT32_MAX, &count)) return kUsage;
+  if (!StartPanel()) return Failure("the front panel does not start");
+  for (uint32_t seen = 0; count == 0 || seen < count; ++seen) {
+    uint8_t event[4] = {};
+    const int32_t length = FrontboardRead(event, sizeof event);
+    if (length < 0) return Failure("the front panel cannot be read");
+    output::BeginRecord();
+    output::Hex("group", event[1], 2);
+    output::Hex("code", event[2], 2);
+    output::Number("pressed", event[3]);
+    output::EndRecord();
+  }
+  return kDone;
+}
+
+int Led(const Arguments &arguments) {
+  constexpr uint32_t kFirst = 0x09, kLast = 0x0e;
+  uint32_t code = 0, on = 0;
+  if (!Number(arguments[0], "CODE", kLast, &code) || !Number(arguments[1], "STATE", 1, &on)) {
+    return kUsage;
+  }
+  if (code < kFirst) return UsageError("CODE is 0x%02x to 0x%02x", kFirst, kLast);
+  StartLibrary();
+  if (FrontboardInit() != 0) return Failure("the front panel does not answer");
+  const uint8_t led[4] = {0xff, 0xdd, static_cast<uint8_t>(code), static_cast<uint8_t>(on)};
+  return FrontboardWrite(led, sizeof led) >= 0 ? kDone : Failure("the front panel does not answer");
+}
+
+int Beep(const Arguments &arguments) {
+  constexpr uint32_t kStep = 50, kLongest = 60'000;
+  uint32_t milliseconds = 0;
+  if (!Number(arguments.Or(0, "100"), "MILLISECONDS", kLongest, &milliseconds)) return kUsage;
+  // Any other time would never end.
+  if (milliseconds % kStep != 0) return UsageError("MILLISECONDS is a multiple of %u", kStep);
+  StartLibrary();
+  const int32_t result = SystemBeep(0, milliseconds);
+  const bool done = DvrGetBoardType() == 0 ? result > 0 : result == 0;
+  return done ? kDone : Failure("the buzzer cannot be switched");
+}
+
+int Fan(const Arguments &arguments) {
+  uint32_t on = 0;
+  if (!Number(arguments[0], "STATE", 1, &on)) return kUsage;
+  StartLibrary();
+  return SystemFanControl(on) == 0 ? kDone : Failure("the fan cannot be switched");
+}

@@ -1,0 +1,157 @@
+// GPIO lines, physical memory, the clock chip and its memory, the temperature.
+#include <stdio.h>
+
+#include <array>
+
+#include "boardctl/command.h"
+#include "boardctl/output.h"
+#include "libsys/gpio.h"
+#include "libsys/system.h"
+
+namespace {
+
+constexpr uint32_t kNvramSize = 248;
+
+bool Line(const Arguments &arguments, uint32_t *group, uint32_t *bit) {
+  return Number(arguments[0], "GROUP", 7, group) && Number(arguments[1], "BIT", 7, bit);
+}
+
+bool Address(const char *word, uint32_t *address) {
+  if (!Number(word, "ADDRESS", UINT32_MAX, address)) return false;
+  if (*address % 4 == 0) return true;
+  UsageError("ADDRESS is a multiple of 4");
+  return false;
+}
+
+void ShowTime(const SystemTime &time) {
+  char text[64];
+  snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", time.year, time.month, time.day,
+           time.hour, time.minute, time.second);
+  output::BeginRecord();
+  output::Text("time", text);
+  output::Number("weekday", time.weekday);
+  output::EndRecord();
+}
+
+void ShowBytes(const char *name, uint32_t first, std::span<const uint8_t> bytes) {
+  output::BeginList();
+  for (size_t i = 0; i < bytes.size(); ++i) {
+    output::BeginRecord();
+    output::Number(name, static_cast<int64_t>(first + i));
+    output::Hex("value", bytes[i], 2);
+    output::EndRecord();
+  }
+  output::EndList();
+}
+
+}  // namespace
+
+int GpioGet(const Arguments &arguments) {
+  uint32_t group = 0, bit = 0;
+  uint8_t level = 0;
+  if (!Line(arguments, &group, &bit)) return kUsage;
+  if (GpioRead(group, bit, &level) != 0) return Failure("the line cannot be read");
+  output::BeginRecord();
+  output::Number("level", level);
+  output::EndRecord();
+  return kDone;
+}
+
+int GpioSet(const Arguments &arguments) {
+  uint32_t group = 0, bit = 0, level = 0;
+  if (!Line(arguments, &group, &bit) || !Number(arguments[2], "LEVEL", 1, &level)) return kUsage;
+  return GpioWrite(group, bit, level) == 0 ? kDone : Failure("the line cannot be driven");
+}
+
+int MemRead(const Arguments &arguments) {
+  uint32_t address = 0, count = 1;
+  if (!Address(arguments[0], &address)) return kUsage;
+  if (!Number(arguments.Or(1, "1"), "COUNT", 1024, &count)) return kUsage;
+  output::BeginList();
+  for (uint32_t i = 0; i < count; ++i) {
+    uint8_t word[4];
+    const uint32_t at = address + i * 4;
+    if (DvrPhysicalMemoryAccess(at, word, sizeof word, 0) != 1) {
+      output::EndList();
+      return Failure("0x%08x cannot be read", at);
+    }
+    output::BeginRecord();
+    output::Hex("address", at, 8);
+    output::Hex("value",
+                word[0] | word[1] << 8 | word[2] << 16 | static_cast<uint32_t>(word[3]) << 24, 8);
+    output::EndRecord();
+  }
+  output::EndList();
+  return kDone;
+}
+
+int MemWrite(const Arguments &arguments) {
+  uint32_t address = 0, value = 0;
+  if (!Address(arguments[0], &address)) return kUsage;
+  if (!Number(arguments[1], "VALUE", UINT32_MAX, &value)) return kUsage;
+  std::array<uint8_t, 4> word;
+  for (size_t i = 0; i < word.size(); ++i) word[i] = static_cast<uint8_t>(value >> 8 * i);
+  const bool written = DvrPhysicalMemoryAccess(address, word.data(), word.size(), 1) == 1;
+  return written ? kDone : Failure("0x%08x cannot be written", address);
+}
+
+int NvramShow(const Arguments &arguments) {
+  uint32_t address = 0, count = 0;
+  std::array<uint8_t, kNvramSize> bytes;
+  if (!Number(arguments.Or(0, "0"), "ADDRESS", kNvramSize - 1, &address)) return kUsage;
+  const char *word = arguments.size() == 1 ? "1" : arguments.Or(1, "64");
+  if (!Number(word, "COUNT", kNvramSize - address, &count)) return kUsage;
+  if (I2cOpen() != 0 || NvramRead(address, bytes.data(), count) != 0) {
+    return Failure("the clock chip does not answer");
+  }
+  ShowBytes("address", address, std::span(bytes).first(count));
+  return kDone;
+}
+
+int NvramStore(const Arguments &arguments) {
+  uint32_t address = 0;
+  size_t count = 0;
+  std::array<uint8_t, kNvramSize> bytes;
+  if (!Number(arguments[0], "ADDRESS", kNvramSize - 1, &address)) return kUsage;
+  if (!Bytes(arguments, 1, std::span(bytes).first(kNvramSize - address), &count)) return kUsage;
+  if (I2cOpen() != 0 || NvramWrite(address, bytes.data(), static_cast<uint32_t>(count)) != 0) {
+    return Failure("the clock chip does not answer");
+  }
+  return kDone;
+}
+
+int Temperature(const Arguments &) {
+  if (I2cOpen() != 0) return Failure("the bus of the sensor does not open");
+  const int32_t degrees = SystemGetTemperature();
+  if (degrees == 255) return Failure("the temperature sensor does not answer");
+  output::BeginRecord();
+  output::Number("celsius", degrees);
+  output::EndRecord();
+  return kDone;
+}
+
+int ClockGet(const Arguments &) {
+  SystemTime time = {};
+  uint8_t second = 0;
+  if (I2cOpen() != 0 || I2cRead(0xd0, 0, &second, 1) != 0 || SystemGetCurrentTime(&time) != 0) {
+    return Failure("the clock chip does not answer");
+  }
+  ShowTime(time);
+  return kDone;
+}
+
+int ClockSet(const Arguments &arguments) {
+  SystemTime time = {};
+  char end = 0;
+  const bool date =
+      sscanf(arguments[0], "%4d-%2d-%2d%c", &time.year, &time.month, &time.day, &end) == 3;
+  const bool day =
+      sscanf(arguments[1], "%2d:%2d:%2d%c", &time.hour, &time.minute, &time.second, &end) == 3;
+  const bool inRange = time.year >= 2000 && time.year < 2100 && time.month >= 1 &&
+                       time.month <= 12 && time.day >= 1 && time.day <= 31 && time.hour >= 0 &&
+                       time.hour < 24 && time.minute >= 0 && time.minute < 60 && time.second >= 0 &&
+                       time.second < 60;
+  if (!date || !day || !inRange) return UsageError("a time of the years 2000 to 2099");
+  if (I2cOpen() != 0 || SystemSetCurrentTime(&time) != 0) return Failure("the clock cannot be set");
+  return kDone;
+}
