@@ -146,11 +146,13 @@ int32_t NetSetPPPoEConfig(const PppoeConfig *config) {
 int32_t NetGetPPPoEConfig(PppoeConfig *config) {
   if (config == nullptr) return -1;
   *config = {};
-  base::TextFile secrets(kChapSecrets);
-  if (!secrets) return OpenFailed(kChapSecrets);
-  char line[128], user[33], password[33];
-  // A name or a password with a blank in it cannot be read back.
-  if (!secrets.ReadLine(line) || sscanf(line, "%32s * %32s", user, password) < 2) return -1;
+  FILE *secrets = fopen(kChapSecrets, "re");
+  if (secrets == nullptr) return OpenFailed(kChapSecrets);
+  char user[33], password[33];
+  // Words: a name or a password with a blank in it cannot be read back.
+  const int words = fscanf(secrets, "%32s * %32s", user, password);
+  fclose(secrets);
+  if (words < 2) return -1;
   CopyUnquoted(config->user, user);
   CopyUnquoted(config->password, password);
   base::TextFile enable(kSystemPppoeEnable);

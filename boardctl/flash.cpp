@@ -53,9 +53,7 @@ int EnvGet(const Arguments &arguments) {
     return Failure("there is no boot variable '%s'", arguments[0]);
   }
   value[sizeof value - 1] = '\0';
-  output::BeginRecord();
-  output::Text(arguments[0], value);
-  output::EndRecord();
+  output::Single(arguments[0], value);
   return kDone;
 }
 

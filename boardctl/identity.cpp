@@ -82,9 +82,7 @@ int SerialGet(const Arguments &) {
   char serial[kSerialLength + 1];
   if (SystemGetSerialNumber(serial, kSerialLength) != 0)
     return Failure("there is no serial number");
-  output::BeginRecord();
-  output::Text("serial", serial);
-  output::EndRecord();
+  output::Single("serial", serial);
   return kDone;
 }
 

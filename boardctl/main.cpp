@@ -171,6 +171,7 @@ int RunCommand(const Command &command, const Arguments &arguments, const Command
   current = &command;
   if (!Fits(command.arguments, arguments.size())) return UsageError("wrong number of arguments");
   output::Start(line.json, line.verbose);
+  DvrReadBootParameters();  // where the boot variables lie depends on them
   const int status = command.run(arguments);
   if (status != kDone) output::ShowMessages();
   return status;
@@ -246,7 +247,6 @@ int main(int argc, char **argv) {
   const Command *command = Find(words, &nameLength);
   if (command != nullptr)
     return RunCommand(*command, {words.subspan(nameLength), line.force}, line);
-  fprintf(stderr, "boardctl: there is no command '%s'\n", words[0]);
-  PrintHelp(stderr, words[0]);
+  fprintf(stderr, "boardctl: there is no such command; boardctl --help names them\n");
   return kUsage;
 }

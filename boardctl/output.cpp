@@ -117,6 +117,26 @@ void EndRecord() {
   state.firstRecord = false;
 }
 
+void Single(const char *name, const char *value) {
+  if (!state.json) {
+    fprintf(state.stream, "%s\n", value);
+    return;
+  }
+  BeginRecord();
+  Text(name, value);
+  EndRecord();
+}
+
+void Single(const char *name, int64_t value) {
+  if (!state.json) {
+    fprintf(state.stream, "%" PRId64 "\n", value);
+    return;
+  }
+  BeginRecord();
+  Number(name, value);
+  EndRecord();
+}
+
 void Text(const char *name, const char *value) {
   Value(name, value, true);
 }

@@ -20,6 +20,9 @@ FILE *Stream();
 // as one line for each value.
 void BeginList();
 void EndList();
+// One value alone: as text just that, for a script's $(...).
+void Single(const char *name, const char *value);
+void Single(const char *name, int64_t value);
 void BeginRecord();
 void EndRecord();
 void Text(const char *name, const char *value);

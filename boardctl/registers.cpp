@@ -51,9 +51,7 @@ int GpioGet(const Arguments &arguments) {
   uint8_t level = 0;
   if (!Line(arguments, &group, &bit)) return kUsage;
   if (GpioRead(group, bit, &level) != 0) return Failure("the line cannot be read");
-  output::BeginRecord();
-  output::Number("level", level);
-  output::EndRecord();
+  output::Single("level", level);
   return kDone;
 }
 
@@ -124,9 +122,7 @@ int Temperature(const Arguments &) {
   if (I2cOpen() != 0) return Failure("the bus of the sensor does not open");
   const int32_t degrees = SystemGetTemperature();
   if (degrees == 255) return Failure("the temperature sensor does not answer");
-  output::BeginRecord();
-  output::Number("celsius", degrees);
-  output::EndRecord();
+  output::Single("celsius", degrees);
   return kDone;
 }
 

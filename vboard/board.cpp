@@ -6,16 +6,21 @@
 #include <string.h>
 
 #include <filesystem>
+#include <fstream>
 #include <stdexcept>
 
 #include "vboard/device.h"
+#include "vboard/faults.h"
 #include "vboard/real.h"
 
 namespace vboard {
 namespace {
 
+constexpr uint64_t kMagic = 0x6472616f62763031;  // "10vboard"
+
 struct Process {
   std::string folder;
+  std::string events;
   Shared *state = nullptr;
   bool attached = false;
 };
@@ -28,6 +33,9 @@ Process &ThisProcess() {
 }
 
 constexpr size_t kAlignment = 64;
+
+// The kernel refuses what would be beyond its own range some 30 years later.
+constexpr int64_t kLatestSecond = 8'277'292'036;
 
 size_t Aligned(size_t size) {
   return (size + kAlignment - 1) / kAlignment * kAlignment;
@@ -58,6 +66,7 @@ void MapState(const std::string &folder, int flags) {
   real::close(fd);
   if (memory == MAP_FAILED) throw std::runtime_error(path + ": " + strerror(errno));
   ThisProcess().folder = folder;
+  ThisProcess().events = folder + "/events";
   ThisProcess().state = static_cast<Shared *>(memory);
 }
 
@@ -75,7 +84,7 @@ void MakeLock(pthread_mutex_t *lock) {
 void Open(const std::string &folder) {
   Detach();
   MapState(folder, 0);
-  if (State().size == StateSize()) return;
+  if (State().magic == kMagic && State().size == StateSize()) return;
   Detach();
   throw std::runtime_error(folder + ": this board was made by another version of vboard");
 }
@@ -97,20 +106,31 @@ bool Attached() {
 const std::string &Folder() {
   return ThisProcess().folder;
 }
+const char *EventsPath() {
+  return ThisProcess().events.c_str();
+}
 Shared &State() {
   if (ThisProcess().state == nullptr) abort();  // no board is open
   return *ThisProcess().state;
+}
+
+bool IsBoard(const std::string &folder) {
+  std::ifstream file(folder + "/state", std::ios::binary);
+  uint64_t magic = 0;
+  file.read(reinterpret_cast<char *>(&magic), sizeof magic);
+  return file && magic == kMagic;
 }
 
 void CreateState(const std::string &folder) {
   Detach();
   std::filesystem::remove(folder + "/state");
   MapState(folder, O_CREAT);
+  State().magic = kMagic;
   State().size = static_cast<uint32_t>(StateSize());
   MakeLock(&State().lock);
   State().speed = 1;
   State().power = Power::kOff;
-  State().powerOnTime = Now();
+  State().lifetimeSince = Now();
 }
 
 void *DeviceState(const Device &device) {
@@ -122,19 +142,43 @@ void *DeviceState(const Device &device) {
   return nullptr;
 }
 
+int64_t Lifetime() {
+  const Shared &state = State();
+  return state.lifetime + (Now() - state.lifetimeSince) * state.speed;
+}
+
 double BoardTime() {
-  return static_cast<double>(Now() - State().powerOnTime) * 1e-9 * State().speed;
+  return static_cast<double>(Lifetime() - State().powerOnTime) * 1e-9;
 }
 
 void SetSpeed(uint32_t speed) {
+  State().lifetime = Lifetime();
+  State().lifetimeSince = Now();
   State().speed = speed;
+}
+
+int64_t SystemClock() {
+  return Lifetime() + State().clockOffset;
+}
+
+int SetSystemClock(const timespec &time) {
+  if (CallFails("clock_settime", "")) return -1;
+  if (time.tv_sec < 0 || time.tv_sec > kLatestSecond || time.tv_nsec < 0 ||
+      time.tv_nsec >= 1'000'000'000) {
+    errno = EINVAL;
+    return -1;
+  }
+  State().clockOffset = int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec - Lifetime();
+  Event("clock: system clock set to %lld", static_cast<long long>(time.tv_sec));
+  return 0;
 }
 
 void PowerOn() {
   Shared &state = State();
   for (auto &number : state.processes) number = 0;
   for (Mount &mount : state.mounts) mount = {};
-  state.powerOnTime = Now();
+  state.powerOnTime = Lifetime();
+  state.clockOffset = -Lifetime();
   state.power = Power::kOn;
   ++state.boots;
   for (const Device *device : Devices()) {

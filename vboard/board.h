@@ -11,6 +11,7 @@
 #include <stddef.h>
 #include <stdint.h>
 #include <sys/types.h>
+#include <time.h>
 
 #include <atomic>
 #include <string>
@@ -50,10 +51,15 @@ struct Mount {
 
 // The part of the state that belongs to no device.
 struct Shared {
+  uint64_t magic;  // tells a board from any other file
   uint32_t size;
   pthread_mutex_t lock;
   std::atomic<uint32_t> speed;       // board seconds a real second
-  std::atomic<int64_t> powerOnTime;  // monotonic clock, nanoseconds
+  std::atomic<int64_t> lifetime;       // nanoseconds, at the moment that follows
+  std::atomic<int64_t> lifetimeSince;  // monotonic clock, nanoseconds
+  std::atomic<int64_t> powerOnTime;    // lifetime, nanoseconds
+  std::atomic<int64_t> clockOffset;    // what the system clock is ahead of the lifetime
+  std::atomic<int32_t> minutesWest;    // the kernel's time zone
   std::atomic<Power> power;
   std::atomic<uint32_t> boots;
   std::atomic<int32_t> processGroup;  // of the programs on the board; 0: only this process
@@ -77,6 +83,7 @@ bool Attached();
 void Open(const std::string &folder);
 
 const std::string &Folder();
+const char *EventsPath();
 Shared &State();
 
 // The bytes of the shared state that belong to a device, zero when the board is made.
@@ -86,12 +93,22 @@ T &StateOf(const Device &device) {
   return *static_cast<T *>(DeviceState(device));
 }
 
+// Whether a folder holds a board, of whatever version.
+bool IsBoard(const std::string &folder);
+
 // Creates the state of a new board in a folder and opens it.
 void CreateState(const std::string &folder);
 
+// Nanoseconds of board time since the board was made, through all power cycles.
+int64_t Lifetime();
 // Board time: seconds since power-on.
 double BoardTime();
 void SetSpeed(uint32_t speed);
+
+// The kernel's clock in nanoseconds since 1970. It begins there at each power-on.
+int64_t SystemClock();
+// Results as clock_settime has them.
+int SetSystemClock(const timespec &time);
 
 // Starts a power cycle: the mounts and every device's volatile state go back to their start.
 void PowerOn();

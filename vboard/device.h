@@ -24,6 +24,9 @@ struct Action {
   void (*run)(std::span<const std::string> words);
 };
 
+// A word of an action as a number, decimal or hexadecimal with 0x. Throws std::invalid_argument.
+uint32_t NumberOf(const std::string &word, uint32_t most = UINT32_MAX);
+
 // Everything but the name may be left out. Calls that a device does not handle reach the
 // plain file that stands for it below root/.
 struct Device {

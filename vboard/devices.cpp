@@ -5,6 +5,7 @@ namespace vboard {
 
 extern const Device kFlash;
 extern const Device kBootParameters;
+extern const Device kClock;
 extern const Device kGpio;
 extern const Device kPanel;
 extern const Device kInfrared;
@@ -19,7 +20,7 @@ extern const Device kFaults;
 
 std::span<const Device *const> Devices() {
   static const Device *const devices[] = {
-      &kFlash,  &kBootParameters, &kGpio, &kPanel, &kInfrared, &kSerial, &kConsole,
+      &kFlash,  &kBootParameters, &kClock, &kGpio, &kPanel, &kInfrared, &kSerial, &kConsole,
       &kMemory, &kFiles,          &kScsi, &kPower, &kNetwork,  &kFaults,
   };
   return devices;

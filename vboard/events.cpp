@@ -1,5 +1,6 @@
 // The event log: one line an event, written in one piece, so that every process on the board
-// can add to it and a reader sees whole lines in the order in which things happened.
+// can add to it and a reader sees whole lines in the order in which things happened. Signal
+// handlers cause events too: nothing here takes memory from the heap.
 #include <errno.h>
 #include <fcntl.h>
 #include <stdarg.h>
@@ -16,11 +17,19 @@ namespace vboard {
 namespace {
 
 // Opened for each event and closed again: programs on the board see no descriptor of ours.
+// A log that cannot be written must not change what the program on the board does.
 void Append(const char *path, int flags, const char *text, size_t length) {
   const int fd = real::open(path, O_WRONLY | O_CLOEXEC | O_NOCTTY | flags);
   if (fd < 0) return;
-  // A log that cannot be written must not change what the program on the board does.
-  [[maybe_unused]] const ssize_t written = real::write(fd, text, length);
+  // Nobody waits for good for a terminal that nobody reads: its reader may be who writes here.
+  for (int attempt = 0; attempt < 100 && length > 0; ++attempt) {
+    const ssize_t written = real::write(fd, text, length);
+    if (written < 0 && errno != EAGAIN) break;
+    if (written < 0) real::sleep({0, 1'000'000});
+    if (written < 0) continue;
+    text += written;
+    length -= static_cast<size_t>(written);
+  }
   real::close(fd);
 }
 
@@ -36,10 +45,10 @@ void Write(const char *format, va_list arguments) {
       line + 1, line + length, [](char c) { return c >= 0 && c < ' '; }, ' ');
   line[length] = '\n';
   line[length + 1] = '\x1f';
-  Append((Folder() + "/events").c_str(), O_APPEND, line + 1, static_cast<size_t>(length));
+  Append(EventsPath(), O_APPEND, line + 1, static_cast<size_t>(length));
   if (State().console[0] != '\0') {
     line[length] = '\x1f';
-    Append(State().console, 0, line, static_cast<size_t>(length) + 1);
+    Append(State().console, O_NONBLOCK, line, static_cast<size_t>(length) + 1);
   }
 }
 

@@ -2,6 +2,8 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <limits.h>
+#include <stdio.h>
 #include <string.h>
 #include <unistd.h>
 
@@ -18,6 +20,8 @@
 
 namespace vboard {
 namespace {
+
+constexpr std::string_view kDisks = "/disks/";
 
 // What stays the PC's own below /dev.
 constexpr const char *kOwnDevices[] = {
@@ -64,16 +68,32 @@ std::string PathOnBoard(std::string_view path) {
   return Folder() + "/disks/" + mount->content + std::string(path.substr(strlen(mount->point)));
 }
 
-std::string BoardPath(std::string_view place) {
-  const std::string root = Folder() + "/root";
-  if (IsBelow(place, root)) return std::string(place.substr(root.size()));
-  for (const Mount &mount : State().mounts) {
-    const std::string content = Folder() + "/disks/" + mount.content;
-    if (mount.point[0] != '\0' && IsBelow(place, content)) {
-      return mount.point + std::string(place.substr(content.size()));
-    }
+bool BoardPath(std::string_view place, std::span<char> path) {
+  if (!IsBelow(place, Folder())) return false;
+  place.remove_prefix(Folder().size());
+  const char *point = "";
+  std::string_view above = "/root";
+  if (place.starts_with(kDisks)) {
+    place.remove_prefix(kDisks.size());
+    const auto *mount =
+        std::find_if(std::begin(State().mounts), std::end(State().mounts), [&](const Mount &one) {
+          return one.point[0] != '\0' && IsBelow(place, one.content);
+        });
+    if (mount == std::end(State().mounts)) return false;
+    point = mount->point;
+    above = mount->content;
+  } else if (!IsBelow(place, above)) {
+    return false;
   }
-  return {};
+  place.remove_prefix(above.size());
+  const int length = snprintf(path.data(), path.size(), "%s%.*s", point,
+                              static_cast<int>(place.size()), place.data());
+  return length < static_cast<int>(path.size());
+}
+
+std::string BoardPath(std::string_view place) {
+  char path[PATH_MAX];
+  return BoardPath(place, path) ? path : "";
 }
 
 void WriteFile(const std::string &path, std::string_view content) {

@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,6 +19,9 @@ std::string PathOnBoard(std::string_view path);
 
 // The other way round: the board's path of a place on the PC, empty for one outside the board.
 std::string BoardPath(std::string_view place);
+// The same without memory from the heap, for what a signal handler calls. False for a place outside
+// the board and for a path that does not fit.
+bool BoardPath(std::string_view place, std::span<char> path);
 
 // True for a path that belongs to the board and not to the PC. It has to be normal.
 bool BelongsToBoard(std::string_view path);

@@ -29,6 +29,10 @@ constexpr int kPollMilliseconds = 10;
 // A board that shuts down waits for its programs to come to rest, but not for ever.
 constexpr int kQuietPolls = 8;
 constexpr std::chrono::seconds kLongestShutDown{5};
+// What a turn takes at most from a program that prints without end.
+constexpr int kReadsPerTurn = 16;
+
+volatile sig_atomic_t stopSignal = 0;
 
 Clock::time_point After(double seconds) {
   return Clock::now() +
@@ -39,7 +43,11 @@ Clock::time_point After(double seconds) {
 std::string Preload() {
   Dl_info info;
   dladdr(reinterpret_cast<void *>(&Attach), &info);
-  std::string libraries = std::filesystem::absolute(info.dli_fname);
+  // The loader splits its list at blanks and colons, which the library's own path may have.
+  std::string libraries = Folder() + "/libvboard.so";
+  if (!std::filesystem::exists(libraries)) {
+    std::filesystem::create_symlink(std::filesystem::absolute(info.dli_fname), libraries);
+  }
 #ifdef VBOARD_SANITIZER
   libraries.insert(0, VBOARD_SANITIZER ":");
 #endif
@@ -56,6 +64,12 @@ bool Busy(pid_t id) {
 [[noreturn]] void Become(const std::vector<std::string> &command, int terminal) {
   for (int fd = 0; fd <= 2; ++fd) dup2(terminal, fd);
   close_range(3, ~0U, 0);
+  ExecuteOnBoard(PathOnBoard(command[0]), command);
+}
+
+}  // namespace
+
+void ExecuteOnBoard(const std::string &program, const std::vector<std::string> &command) {
   // The thread sanitizer cannot place its memory on kernels that scatter addresses widely.
   personality(ADDR_NO_RANDOMIZE);
   setenv("VBOARD_FOLDER", Folder().c_str(), 1);
@@ -63,11 +77,14 @@ bool Busy(pid_t id) {
   std::vector<char *> arguments;
   for (const std::string &word : command) arguments.push_back(const_cast<char *>(word.c_str()));
   arguments.push_back(nullptr);
-  execv(PathOnBoard(command[0]).c_str(), arguments.data());
+  execv(program.c_str(), arguments.data());
+  perror(program.c_str());
   _exit(127);
 }
 
-}  // namespace
+void Machine::RequestStop(int signal) {
+  stopSignal = signal;
+}
 
 Machine::Machine(Plan plan, Show show) : plan_(std::move(plan)), show_(std::move(show)) {
   prctl(PR_SET_CHILD_SUBREAPER, 1);
@@ -149,7 +166,7 @@ void Machine::Take(char c) {
 
 void Machine::ReadConsole(int milliseconds) {
   pollfd descriptor = {console_, POLLIN, 0};
-  while (poll(&descriptor, 1, milliseconds) > 0) {
+  for (int reads = 0; reads < kReadsPerTurn && poll(&descriptor, 1, milliseconds) > 0; ++reads) {
     char data[4096];
     const ssize_t length = read(console_, data, sizeof data);
     if (length <= 0) return;
@@ -194,6 +211,7 @@ void Machine::FollowPower() {
 }
 
 void Machine::Step() {
+  if (stopSignal != 0) throw Interrupted{stopSignal};
   ReadConsole(kPollMilliseconds);
   Reap();
   FollowPower();
@@ -227,16 +245,26 @@ void Machine::Play(double secondsPerStep) {
   }
 }
 
-void Machine::Stop() {
-  if (command_ < 0) return;
+// Those too that have left the command's process group.
+void Machine::KillPrograms() {
   kill(-command_, SIGKILL);
   for (const auto &id : State().processes) {
-    if (id != 0 && getpgid(id) == command_) kill(id, SIGKILL);
+    if (id != 0 && id != getpid()) kill(id, SIGKILL);
   }
+}
+
+void Machine::Stop() {
+  if (command_ < 0) return;
+  const auto end = Clock::now() + kLongestShutDown;
+  pid_t ended = 0;
   int status = 0;
-  while (waitpid(-1, &status, 0) > 0) {
-  }
-  ReadConsole(kPollMilliseconds);
+  // What was just being started appears only now.
+  do {
+    KillPrograms();
+    ReadConsole(kPollMilliseconds);
+    while ((ended = waitpid(-1, &status, WNOHANG)) > 0) {
+    }
+  } while (ended == 0 && Clock::now() < end);
   if (!text_.empty()) Finish(false);
   inEvent_ = false;
   event_.clear();

@@ -21,6 +21,15 @@ struct Line {
   int process = 0;   // events: the number of the process, 0 for the board itself
 };
 
+// What ends a machine from outside.
+struct Interrupted {
+  int signal;
+};
+
+// Becomes a program of the PC on the open board; the command's first word is the program's name.
+[[noreturn]] void ExecuteOnBoard(const std::string &program,
+                                 const std::vector<std::string> &command);
+
 class Machine {
  public:
   using Show = std::function<void(const Line &)>;
@@ -42,6 +51,8 @@ class Machine {
   void Play(double secondsPerStep);
   // Pulls the plug.
   void Stop();
+  // Has whatever goes on here end with Interrupted. For signal handlers.
+  static void RequestStop(int signal);
 
   bool Running() const { return running_; }
   // Exit status of the command that the board's init ran, once it has ended; -1 before.
@@ -57,6 +68,7 @@ class Machine {
   void Take(char c);
   void Finish(bool event);
   void Reap();
+  void KillPrograms();
   void FollowPower();
   bool Quiet();
 

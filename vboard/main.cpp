@@ -1,7 +1,12 @@
 // The command vboard: boots a program on a virtual board and, from another terminal, acts on
 // the board that runs.
+#include <errno.h>
+#include <fcntl.h>
 #include <signal.h>
 #include <stdio.h>
+#include <sys/file.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -24,6 +29,7 @@ struct Options {
   std::string folder;
   std::string programs;
   std::string board;
+  std::vector<std::string> command;
   std::string boards;
   uint32_t speed = 0;
   double patience = 30;
@@ -42,7 +48,46 @@ void Show(const Line &line) {
   fflush(stdout);
 }
 
+// Keeps the folder for this board until the process ends.
+void LockFolder() {
+  std::filesystem::create_directories(options.folder);
+  const int fd = open((options.folder + "/lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  if (fd >= 0 && flock(fd, LOCK_EX | LOCK_NB) == 0) return;
+  throw std::runtime_error("a board runs in " + options.folder + "; --folder takes another one");
+}
+
+void OnSignals(void (*handler)(int)) {
+  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) signal(number, handler);
+}
+
+pid_t machineProcess = 0;
+
+// The board runs in a child that switches it off on any signal, also when this process is killed.
+// Returns in the child; this process waits for it and ends as it does.
+void StartMachineProcess() {
+  signal(SIGPIPE, SIG_IGN);
+  OnSignals(SIG_IGN);
+  machineProcess = fork();
+  if (machineProcess < 0) throw std::runtime_error("no process for the board");
+  if (machineProcess == 0) {
+    OnSignals(vboard::Machine::RequestStop);
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    return;
+  }
+  OnSignals([](int number) { kill(machineProcess, number); });
+  int status = 0;
+  while (waitpid(machineProcess, &status, 0) < 0 && errno == EINTR) {
+  }
+  if (WIFSIGNALED(status)) {
+    vboard::Open(options.folder);
+    kill(-vboard::State().processGroup, SIGKILL);
+  }
+  _exit(WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status));
+}
+
 void RunBoard() {
+  LockFolder();
+  StartMachineProcess();
   vboard::Plan plan = vboard::MakeBoard(options.board, options.folder, options.programs);
   if (options.speed != 0) vboard::SetSpeed(options.speed);
   printf(
@@ -50,14 +95,7 @@ void RunBoard() {
       "second and by which process. Right of it: its console.\n\n",
       plan.summary.c_str(), vboard::Folder().c_str());
   vboard::Machine machine(plan, Show);
-  // Ctrl-C pulls the plug.
-  const auto pullPlug = [](int) {
-    kill(-vboard::State().processGroup, SIGKILL);
-    _exit(130);
-  };
   machine.Start();
-  signal(SIGINT, pullPlug);
-  signal(SIGTERM, pullPlug);
   machine.Play(options.patience);
   if (options.stay) {
     while (machine.Running()) machine.Run(1);
@@ -81,6 +119,14 @@ void ListBoards() {
 void CheckBoard() {
   const vboard::TemporaryFolder folder;
   vboard::MakeBoard(options.board, folder.path(), options.programs);
+}
+
+// Runs a program of the PC on the board, beside what runs there; a board that is off is switched
+// on for it.
+void Execute() {
+  vboard::Open(options.folder);
+  if (vboard::State().power != vboard::Power::kOn) vboard::PowerOn();
+  vboard::ExecuteOnBoard(options.command[0], options.command);
 }
 
 void ShowEvents() {
@@ -150,6 +196,17 @@ void AddCommands(CLI::App &app, std::vector<std::string> &words) {
   CLI::App *check = app.add_subcommand("check", "check a board's description");
   check->add_option("BOARD", options.board, "the board's description")->required();
   check->callback(CheckBoard);
+  CLI::App *make = app.add_subcommand("make", "make a board and leave it switched off");
+  make->add_option("BOARD", options.board, "the board's description")->required();
+  make->callback([] {
+    LockFolder();
+    vboard::MakeBoard(options.board, options.folder, options.programs);
+  });
+  CLI::App *execute = app.add_subcommand("exec", "run a program of the PC on the board");
+  execute->add_option("COMMAND", options.command, "the program's path and its arguments")
+      ->required();
+  execute->prefix_command();
+  execute->callback(Execute);
   CLI::App *events = app.add_subcommand("events", "show what happened on the board");
   events->add_flag("-f,--follow", options.follow, "go on showing what happens");
   events->callback([] {
@@ -178,6 +235,8 @@ int main(int count, char **arguments) {
     app.parse(count, arguments);
   } catch (const CLI::ParseError &error) {
     return app.exit(error) == 0 ? 0 : 2;
+  } catch (const vboard::Interrupted &interrupted) {
+    return 128 + interrupted.signal;
   } catch (const std::exception &error) {
     fprintf(stderr, "vboard: %s\n", error.what());
     return 1;

@@ -3,6 +3,7 @@
 #include <stdlib.h>
 
 #include <algorithm>
+#include <charconv>
 #include <filesystem>
 #include <sstream>
 #include <stdexcept>
@@ -24,12 +25,21 @@ std::vector<std::string> Words(const std::string &line) {
 
 void EmptyFolder(const std::string &folder) {
   std::filesystem::create_directories(folder);
-  if (!std::filesystem::is_empty(folder) && !std::filesystem::exists(folder + "/state")) {
+  if (folder.find_first_of(" :") != std::string::npos) {
+    // The loader splits the list of libraries there, and the program would run on the PC.
+    throw std::runtime_error(folder + ": a board's folder has no blank and no colon in its path");
+  }
+  // What is left of a board counts as one until its state is gone, last of all.
+  const std::filesystem::path state = folder + "/state", lock = folder + "/lock";
+  std::vector<std::filesystem::path> content;
+  for (const auto &entry : std::filesystem::directory_iterator(folder)) {
+    if (entry.path() != state && entry.path() != lock) content.push_back(entry.path());
+  }
+  if (!content.empty() && !IsBoard(folder)) {
     throw std::runtime_error(folder + ": holds something that is no board");
   }
-  for (const auto &entry : std::filesystem::directory_iterator(folder)) {
-    std::filesystem::remove_all(entry);
-  }
+  for (const auto &path : content) std::filesystem::remove_all(path);
+  std::filesystem::remove(state);
 }
 
 void PutPrograms(Section &description, const std::string &programs) {
@@ -55,6 +65,36 @@ void Prepare(Section &description) {
   }
 }
 
+// The action that the words name, and in `rest` the words behind its name.
+const Action &FindAction(std::span<const std::string> words, std::span<const std::string> *rest) {
+  for (const Device *device : Devices()) {
+    for (const Action &action : device->actions) {
+      const std::vector<std::string> name = Words(action.name);
+      if (words.size() < name.size() || !std::equal(name.begin(), name.end(), words.begin())) {
+        continue;
+      }
+      *rest = words.subspan(name.size());
+      if (rest->size() == Words(action.arguments).size()) return action;
+      throw std::invalid_argument("usage: " + std::string(action.name) + " " + action.arguments);
+    }
+  }
+  throw std::invalid_argument("no device of the board can do this");
+}
+
+void CheckScenario(Section &description, const std::vector<std::string> &scenario) {
+  for (const std::string &step : scenario) {
+    const std::vector<std::string> words = Words(step);
+    try {
+      std::span<const std::string> rest;
+      if (words.empty()) throw std::invalid_argument("an empty step");
+      if (words[0] != "wait") FindAction(words, &rest);
+      if (words[0] == "wait" && words.size() == 1) throw std::invalid_argument("usage: wait TEXT");
+    } catch (const std::invalid_argument &error) {
+      description.Fail("scenario", "has '" + step + "': " + error.what());
+    }
+  }
+}
+
 }  // namespace
 
 Plan MakeBoard(const std::string &path, const std::string &folder, const std::string &programs) {
@@ -66,6 +106,7 @@ Plan MakeBoard(const std::string &path, const std::string &folder, const std::st
   plan.speed = static_cast<uint32_t>(description.Number("speed", 1, 1, 100'000));
   plan.start = description.Texts("start");
   plan.scenario = description.Texts("scenario");
+  CheckScenario(description, plan.scenario);
   SetSpeed(plan.speed);
   WriteFile(Folder() + "/events", "");
   for (const Device *device : Devices()) {
@@ -91,24 +132,22 @@ TemporaryFolder::~TemporaryFolder() {
 }
 
 void Act(std::span<const std::string> words) {
-  for (const Device *device : Devices()) {
-    for (const Action &action : device->actions) {
-      const std::vector<std::string> name = Words(action.name);
-      if (words.size() < name.size() || !std::equal(name.begin(), name.end(), words.begin())) {
-        continue;
-      }
-      const auto rest = words.subspan(name.size());
-      if (rest.size() != Words(action.arguments).size()) {
-        throw std::invalid_argument("usage: " + std::string(action.name) + " " + action.arguments);
-      }
-      return action.run(rest);
-    }
-  }
-  throw std::invalid_argument("no device of the board can do this");
+  std::span<const std::string> rest;
+  const Action &action = FindAction(words, &rest);
+  action.run(rest);
 }
 
 void Act(const std::string &line) {
   Act(Words(line));
+}
+
+uint32_t NumberOf(const std::string &word, uint32_t most) {
+  const bool hex = word.starts_with("0x");
+  const char *first = word.data() + (hex ? 2 : 0), *end = word.data() + word.size();
+  uint32_t number = 0;
+  const auto [rest, error] = std::from_chars(first, end, number, hex ? 16 : 10);
+  if (error == std::errc() && rest == end && number <= most) return number;
+  throw std::invalid_argument("'" + word + "' is no number from 0 to " + std::to_string(most));
 }
 
 }  // namespace vboard

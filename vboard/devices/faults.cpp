@@ -8,7 +8,7 @@ namespace {
 
 void Plan(std::span<const std::string> words, bool repeat) {
   PlanFault(words[0].c_str(), words[1] == "-" ? "" : words[1], ErrorNumber(words[3]),
-            static_cast<unsigned>(std::stoul(words[2])), repeat);
+            NumberOf(words[2]), repeat);
 }
 
 constexpr Action kActions[] = {

@@ -251,8 +251,7 @@ void CutAtOperation(std::span<const std::string> words) {
                                     [&](const auto &entry) { return entry.first == words[1]; });
   if (moment == std::end(kMoments))
     throw std::invalid_argument("MOMENT is before, inside or after");
-  PlanPowerCut(static_cast<unsigned>(std::stoul(words[0])), moment->second,
-               static_cast<unsigned>(std::stoul(words[2], nullptr, 0)));
+  PlanPowerCut(NumberOf(words[0]), moment->second, NumberOf(words[2]));
 }
 
 constexpr const char *kPaths[] = {"/proc/mtd", "/dev/mtd"};

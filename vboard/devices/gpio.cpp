@@ -119,12 +119,10 @@ int Ioctl(int, int, unsigned long request, void *argument) {
 }
 
 void Set(std::span<const std::string> words) {
-  const int64_t group = std::stoll(words[0]);
-  const int64_t bit = std::stoll(words[1]);
-  if (!IsLine(group, bit)) throw std::invalid_argument("GROUP and BIT are 0 to 7");
-  Gpio().input[group][bit] = words[2] != "0";
-  Event("gpio: %d,%d driven %s from outside", static_cast<int>(group), static_cast<int>(bit),
-        words[2] != "0" ? "high" : "low");
+  const uint32_t group = NumberOf(words[0], kGroups - 1), bit = NumberOf(words[1], kBits - 1);
+  const uint32_t level = NumberOf(words[2], 1);
+  Gpio().input[group][bit] = static_cast<uint8_t>(level);
+  Event("gpio: %u,%u driven %s from outside", group, bit, level != 0 ? "high" : "low");
 }
 
 constexpr const char *kPaths[] = {"/dev/hi_gpio"};

@@ -36,9 +36,7 @@ void WaitForListener() {
 }
 
 uint8_t Byte(const std::string &word) {
-  const unsigned long value = std::stoul(word, nullptr, 0);
-  if (value > 0xff) throw std::invalid_argument("CODE and STATE are 0 to 255");
-  return static_cast<uint8_t>(value);
+  return static_cast<uint8_t>(NumberOf(word, 0xff));
 }
 
 void Send(std::span<const std::string> words) {

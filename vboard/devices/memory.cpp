@@ -6,6 +6,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include <array>
 #include <iterator>
 #include <vector>
 
@@ -87,32 +88,42 @@ struct Stored {
   uint8_t value;
 };
 
+// A handful at a time: events of signal handlers come here, which may not take more memory.
+struct Stores {
+  std::array<Stored, 64> stored;
+  size_t count = 0;
+  bool Full() const { return count == stored.size(); }
+};
+
 // Adds what was stored since the last comparison. Another thread may be storing meanwhile, as
 // programs and hardware do.
-[[gnu::no_sanitize("thread")]] void Compare(Mapping &mapping, std::vector<Stored> &stores) {
-  for (size_t i = 0; i < mapping.length; ++i) {
+[[gnu::no_sanitize("thread")]] void Compare(Mapping &mapping, Stores &stores) {
+  for (size_t i = 0; i < mapping.length && !stores.Full(); ++i) {
     const uint8_t value = mapping.memory[i];
     if (value == mapping.seen[i]) continue;
     mapping.seen[i] = value;
-    stores.push_back({mapping.physical + static_cast<int64_t>(i), value});
+    stores.stored[stores.count++] = {mapping.physical + static_cast<int64_t>(i), value};
   }
 }
 
-void Report(const std::vector<Stored> &stores) {
-  for (const auto &[address, value] : stores) {
+void Report(const Stores &stores) {
+  for (const auto &[address, value] : std::span(stores.stored).first(stores.count)) {
     Event("register: 0x%llx = 0x%02x", static_cast<long long>(address), value);
   }
 }
 
 void Settle() {
-  std::vector<Stored> stores;
-  {
-    const Guard guard;
-    for (Mapping &mapping : process.mappings) {
-      if (mapping.memory != nullptr) Compare(mapping, stores);
+  Stores stores;
+  do {
+    stores.count = 0;
+    {
+      const Guard guard;
+      for (Mapping &mapping : process.mappings) {
+        if (mapping.memory != nullptr) Compare(mapping, stores);
+      }
     }
-  }
-  Report(stores);
+    Report(stores);
+  } while (stores.Full());
 }
 
 void *Map(int fd, void *address, size_t length, int protection, int flags, int64_t offset) {
@@ -129,20 +140,14 @@ void *Map(int fd, void *address, size_t length, int protection, int flags, int64
 }
 
 bool Unmap(void *address, size_t) {
-  std::vector<Stored> stores;
-  bool found = false;
-  {
-    const Guard guard;
-    for (Mapping &mapping : process.mappings) {
-      if (mapping.memory != address) continue;
-      Compare(mapping, stores);
-      mapping = {};
-      found = true;
-      break;
-    }
+  Settle();
+  const Guard guard;
+  for (Mapping &mapping : process.mappings) {
+    if (mapping.memory != address) continue;
+    mapping = {};
+    return true;
   }
-  Report(stores);
-  return found;
+  return false;
 }
 
 constexpr const char *kPaths[] = {"/dev/mem"};

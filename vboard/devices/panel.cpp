@@ -83,9 +83,8 @@ bool Driven(unsigned group, unsigned bit, int level) {
 
 void Change(const std::string &word, bool pressed) {
   if (!Panel().fitted) throw std::invalid_argument("this board has no key matrix");
-  const unsigned long key = std::stoul(word);
-  if (key >= kKeys) throw std::invalid_argument("N is 0 to 24");
-  Event("panel: key %lu %s", key, pressed ? "pressed" : "released");
+  const uint32_t key = NumberOf(word, kKeys - 1);
+  Event("panel: key %u %s", key, pressed ? "pressed" : "released");
   Panel().pressed[key] = pressed;
 }
 

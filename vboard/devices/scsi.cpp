@@ -306,7 +306,7 @@ void PullStick(std::span<const std::string> words) {
 }
 
 void PullStickAfter(std::span<const std::string> words) {
-  const auto nth = static_cast<uint32_t>(std::stoul(words[1]));
+  const auto nth = NumberOf(words[1]);
   PlannedPull &planned = FindName(words[2]).planned;
   if (words[0] == "mount") {
     planned.mount = nth;

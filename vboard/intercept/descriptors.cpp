@@ -40,13 +40,14 @@ void Assign(int fd, Special special) {
   slot->device = special.device;
 }
 
-// The path that a program on the board opened.
-std::string OpenedPath(int fd) {
-  char place[PATH_MAX];
-  const std::string link = "/proc/self/fd/" + std::to_string(fd);
+// The path that a program on the board opened; false for a descriptor of anything else. Signal
+// handlers come here as well: nothing is taken from the heap.
+bool OpenedPath(int fd, std::span<char> path) {
+  char link[32], place[PATH_MAX];
+  snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
   static constinit real::Next<ssize_t(const char *, char *, size_t)> next("readlink");
-  const ssize_t length = next(link.c_str(), place, sizeof place);
-  return BoardPath({place, length > 0 ? static_cast<size_t>(length) : 0});
+  const ssize_t length = next(link, place, sizeof place);
+  return length > 0 && BoardPath({place, static_cast<size_t>(length)}, path) && path[0] != '\0';
 }
 
 Special FindSpecial(std::string_view path) {
@@ -80,8 +81,8 @@ void OpenedSocket(int fd, Special special) {
 
 void AdoptDescriptors() {
   for (int fd = 0; fd < static_cast<int>(slots.size()); ++fd) {
-    const std::string path = OpenedPath(fd);
-    if (!path.empty()) Assign(fd, FindSpecial(path));
+    char path[PATH_MAX];
+    if (OpenedPath(fd, path)) Assign(fd, FindSpecial(path));
   }
 }
 
@@ -90,13 +91,13 @@ bool DescriptorFails(const char *call, int fd) {
   const bool lost = std::any_of(std::begin(State().mounts), std::end(State().mounts),
                                 [](const Mount &mount) { return mount.error != 0; });
   if (!lost && State().faultsPlanned == 0) return false;
-  const std::string path = OpenedPath(fd);
-  if (path.empty()) return false;
+  char path[PATH_MAX];
+  if (!OpenedPath(fd, path)) return false;
   if (const int error = MountError(path)) {
     errno = error;
     return true;
   }
-  return CallFails(call, path.c_str());
+  return CallFails(call, path);
 }
 
 }  // namespace vboard

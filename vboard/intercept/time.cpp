@@ -1,7 +1,8 @@
-// Waiting: sleeps and time-outs are divided by the board's speed.
+// Waiting: sleeps, time-outs and interval timers are divided by the board's speed.
 #include <errno.h>
 
 #include "vboard/board.h"
+#include "vboard/faults.h"
 #include "vboard/intercept/intercept.h"
 
 namespace {
@@ -30,6 +31,33 @@ timespec Faster(const timespec &time) {
 
 timespec Slower(const timespec &time) {
   return Time(Nanoseconds(time) * Speed());
+}
+
+timespec ToTimespec(const timeval &time) {
+  return Time(int64_t{time.tv_sec} * kSecond + int64_t{time.tv_usec} * 1000);
+}
+
+// Rounded up.
+timeval ToTimeval(const timespec &time) {
+  const int64_t microseconds = (Nanoseconds(time) + 999) / 1000;
+  return {static_cast<time_t>(microseconds / 1'000'000),
+          static_cast<suseconds_t>(microseconds % 1'000'000)};
+}
+
+// A time of day that is none stays so, for the kernel to refuse.
+bool IsValid(const timeval &time) {
+  return time.tv_sec >= 0 && time.tv_usec >= 0 && time.tv_usec < 1'000'000;
+}
+
+itimerval Faster(const itimerval &timer) {
+  if (!IsValid(timer.it_interval) || !IsValid(timer.it_value)) return timer;
+  return {ToTimeval(Faster(ToTimespec(timer.it_interval))),
+          ToTimeval(Faster(ToTimespec(timer.it_value)))};
+}
+
+itimerval Slower(const itimerval &timer) {
+  return {ToTimeval(Slower(ToTimespec(timer.it_interval))),
+          ToTimeval(Slower(ToTimespec(timer.it_value)))};
 }
 
 timespec FromMicroseconds(int64_t microseconds) {
@@ -70,6 +98,28 @@ int clock_nanosleep(clockid_t clock, int flags, const timespec *duration, timesp
   const int result = next(clock, flags, &real, &realLeft);
   if (result != 0 && left != nullptr) *left = Slower(realLeft);
   return result;
+}
+
+int setitimer(__itimer_which_t which, const itimerval *timer, itimerval *old) noexcept {
+  NEXT(setitimer);
+  if (vboard::Attached() && vboard::CallFails("setitimer", "")) return -1;
+  const itimerval real = timer != nullptr ? Faster(*timer) : itimerval{};
+  const int result = next(which, timer != nullptr ? &real : nullptr, old);
+  if (result == 0 && old != nullptr) *old = Slower(*old);
+  return result;
+}
+
+int getitimer(__itimer_which_t which, itimerval *timer) noexcept {
+  NEXT(getitimer);
+  const int result = next(which, timer);
+  if (result == 0) *timer = Slower(*timer);
+  return result;
+}
+
+unsigned alarm(unsigned seconds) noexcept {
+  itimerval timer = {{0, 0}, {static_cast<time_t>(seconds), 0}};
+  if (setitimer(ITIMER_REAL, &timer, &timer) != 0) return 0;
+  return static_cast<unsigned>(timer.it_value.tv_sec + (timer.it_value.tv_usec > 0 ? 1 : 0));
 }
 
 unsigned sleep(unsigned seconds) {
