@@ -8,6 +8,7 @@
 
 #include "System/tool_config.h"
 #include "libsys/frontboard.h"
+#include "libsys/system.h"
 #include "libsys/version.h"
 
 namespace {
@@ -113,5 +114,6 @@ int32_t DvrSystemInformationStart() {
   ReadToolConfig();
   SetFrontboardVariants();
   Print();
+  I2cOpen();
   return 0;
 }

@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 #include <net/ethernet.h>
 #include <poll.h>
-#include <sched.h>
 #include <stdio.h>
 #include <string.h>
 #include <sys/mount.h>
@@ -15,11 +14,11 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <string>
 #include <vector>
+
+#include "tests/support/real_kernel.h"
 
 namespace {
 
@@ -27,38 +26,13 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-std::string Shell(const std::string &command) {
-  std::string output;
-  FILE *pipe = popen((command + " 2>&1").c_str(), "r");
-  char piece[512];
-  while (fgets(piece, sizeof piece, pipe) != nullptr) output += piece;
-  pclose(pipe);
-  return output;
-}
-
-void Write(const std::string &path, const std::string &text) {
-  std::ofstream(path) << text;
-}
-
-std::string Read(const std::string &path) {
-  std::ifstream file(path);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
+using test::EnterNamespaces;
+using test::Read;
+using test::Shell;
+using test::Write;
 
 std::string At(int line, const std::string &text) {
   return "LIBDVR : FILE -> Network/network.c, LINE -> " + std::to_string(line) + ": " + text;
-}
-
-// Becomes the administrator of a network and a mount table of its own.
-bool EnterNamespaces() {
-  if (geteuid() == 0 && unshare(CLONE_NEWNET | CLONE_NEWNS) == 0) return true;
-  const std::string user = "0 " + std::to_string(geteuid()) + " 1";
-  const std::string group = "0 " + std::to_string(getegid()) + " 1";
-  if (unshare(CLONE_NEWUSER | CLONE_NEWNET | CLONE_NEWNS) != 0) return false;
-  Write("/proc/self/setgroups", "deny");
-  Write("/proc/self/uid_map", user);
-  Write("/proc/self/gid_map", group);
-  return true;
 }
 
 class InterfaceTest : public testing::Test {

@@ -11,6 +11,8 @@
 #include <string>
 #include <string_view>
 
+struct sysinfo;
+
 namespace vboard {
 
 class Section;
@@ -40,9 +42,14 @@ struct Device {
   void (*powerOn)() = nullptr;
   // Reports what programs did without a call, such as writes to mapped registers.
   void (*settle)() = nullptr;
+  // Called many times a second while the board has power.
+  void (*tick)() = nullptr;
 
   // The unit that this path names, or -1 when it is none of this device's special files.
   int (*unit)(std::string_view path) = nullptr;
+  // A program opened the unit, or closed it.
+  void (*opened)(int unit) = nullptr;
+  void (*closed)(int unit) = nullptr;
   // The calls on an open special file; results and errno as the system call has them.
   ssize_t (*read)(int unit, int fd, void *data, size_t length) = nullptr;
   ssize_t (*write)(int unit, int fd, const void *data, size_t length, int64_t *offset) = nullptr;
@@ -76,6 +83,9 @@ struct Device {
   // A datagram leaves through one of this device's sockets; result and errno as sendto has them.
   ssize_t (*send)(const void *data, size_t length, const sockaddr *to,
                   socklen_t toLength) = nullptr;
+
+  // What sysinfo() answers.
+  int (*information)(struct sysinfo *information) = nullptr;
 
   std::span<const Action> actions = {};
 };

@@ -16,12 +16,14 @@ extern const Device kFiles;
 extern const Device kPower;
 extern const Device kScsi;
 extern const Device kNetwork;
+extern const Device kWatchdog;
+extern const Device kSystem;
 extern const Device kFaults;
 
 std::span<const Device *const> Devices() {
   static const Device *const devices[] = {
-      &kFlash,  &kBootParameters, &kClock, &kGpio, &kPanel, &kInfrared, &kSerial, &kConsole,
-      &kMemory, &kFiles,          &kScsi, &kPower, &kNetwork,  &kFaults,
+      &kFlash,  &kBootParameters, &kClock, &kGpio,  &kPanel,   &kInfrared, &kSerial, &kConsole,
+      &kMemory, &kFiles,          &kScsi,  &kPower, &kNetwork, &kWatchdog, &kSystem, &kFaults,
   };
   return devices;
 }

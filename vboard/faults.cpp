@@ -17,7 +17,7 @@ constexpr const char *kCalls[] = {
     "access",   "chdir",    "chmod",    "chown",  "clock_settime", "exec",   "fopen",   "fsync",     "ioctl",
     "link",     "mkdir",    "mkfifo",   "mmap",    "mount",  "open",    "opendir",   "popen",
     "read",     "readlink", "realpath", "remove",  "rename", "rmdir",   "sendto",    "setitimer", "setsockopt",
-    "socket",   "stat",     "statfs",   "symlink", "system", "tcflush", "tcgetattr", "tcsetattr",
+    "socket",   "stat",     "statfs",   "symlink", "sysinfo", "system", "tcflush", "tcgetattr", "tcsetattr",
     "truncate", "umount",   "unlink",   "write",
 };
 

@@ -18,6 +18,7 @@
 #include <filesystem>
 
 #include "vboard/board.h"
+#include "vboard/device.h"
 #include "vboard/files.h"
 
 namespace vboard {
@@ -214,6 +215,9 @@ void Machine::Step() {
   if (stopSignal != 0) throw Interrupted{stopSignal};
   ReadConsole(kPollMilliseconds);
   Reap();
+  for (const Device *device : Devices()) {
+    if (device->tick != nullptr && State().power == Power::kOn) device->tick();
+  }
   FollowPower();
 }
 

@@ -126,7 +126,7 @@ void CheckBoard() {
 void Execute() {
   vboard::Open(options.folder);
   if (vboard::State().power != vboard::Power::kOn) vboard::PowerOn();
-  vboard::ExecuteOnBoard(options.command[0], options.command);
+  vboard::ExecuteOnBoard(options.command.at(0), options.command);
 }
 
 void ShowEvents() {
@@ -203,10 +203,13 @@ void AddCommands(CLI::App &app, std::vector<std::string> &words) {
     vboard::MakeBoard(options.board, options.folder, options.programs);
   });
   CLI::App *execute = app.add_subcommand("exec", "run a program of the PC on the board");
-  execute->add_option("COMMAND", options.command, "the program's path and its arguments")
-      ->required();
   execute->prefix_command();
-  execute->callback(Execute);
+  execute->footer("vboard exec PROGRAM [ARGUMENT...]");
+  execute->callback([execute] {
+    options.command = execute->remaining();
+    if (options.command.empty()) throw CLI::RequiredError("PROGRAM");
+    Execute();
+  });
   CLI::App *events = app.add_subcommand("events", "show what happened on the board");
   events->add_flag("-f,--follow", options.follow, "go on showing what happens");
   events->callback([] {

@@ -168,7 +168,8 @@ int32_t DvrReadToolConfig(struct ToolConfig *out);
 // The start of the library in the recorder's application, before it starts other threads:
 // reads the boot parameters and the tool configuration, sets FrontboardVariantA and D from the
 // board straps and B from the alarm board detection, and prints what the board is, a line for
-// each fact. Returns 0.
+// each fact; then opens the bus of the clock chip (I2cOpen of libsys/system.h), whose time the
+// system clock follows from then on. Returns 0.
 int32_t DvrSystemInformationStart(void);
 
 #ifdef __cplusplus

@@ -136,7 +136,7 @@ void Make(Section &section) {
 }
 
 // Nothing has kept the chip alive.
-void PowerOn() {
+void Reset() {
   if (Clock().batteryFlat) memset(Clock().registers, 0xff, sizeof Clock().registers);
 }
 
@@ -222,7 +222,7 @@ const Device kClock = {
     .stateSize = sizeof(ClockState),
     .paths = kPaths,
     .make = Make,
-    .powerOn = PowerOn,
+    .powerOn = Reset,
     .unit = Unit,
     .ioctl = Ioctl,
     .actions = kActions,

@@ -36,7 +36,13 @@ void Cut(std::span<const std::string>) {
   Event("power: cut from outside");
 }
 
+void Hang(std::span<const std::string>) {
+  Event("power: every program hangs");
+  kill(-State().processGroup, SIGSTOP);
+}
+
 constexpr Action kActions[] = {
+    {"power hang", "", "stop every program where it is, without taking the power away", Hang},
     {"power cycle", "", "restart the board once its programs are quiet", Cycle},
     {"power off", "", "switch the board off once its programs are quiet", Off},
     {"power cut", "", "pull the plug: every program stops where it is, then the board starts anew",

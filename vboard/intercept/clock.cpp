@@ -44,7 +44,7 @@ time_t time(time_t *result) noexcept {
 int gettimeofday(timeval *time, void *zone) noexcept {
   timespec now;
   clock_gettime(CLOCK_REALTIME, &now);
-  if (time != nullptr) *time = {now.tv_sec, static_cast<suseconds_t>(now.tv_nsec / 1000)};
+  *time = {now.tv_sec, static_cast<suseconds_t>(now.tv_nsec / 1000)};
   if (zone != nullptr) *static_cast<struct timezone *>(zone) = {0, 0};
   return 0;
 }

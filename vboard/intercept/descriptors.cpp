@@ -72,7 +72,19 @@ void Opened(const Path &place, int fd) {
     if (errno == ENOENT) Event("missing: %s", place.Name());
     return;
   }
-  Assign(fd, FindSpecial(place.Name()));
+  const Special special = FindSpecial(place.Name());
+  Assign(fd, special);
+  if (special.device != nullptr && special.device->opened != nullptr) {
+    special.device->opened(special.unit);
+  }
+}
+
+void Closing(int fd) {
+  const Special special = SpecialFile(fd);
+  Assign(fd, {nullptr, 0});
+  if (special.device != nullptr && special.device->closed != nullptr) {
+    special.device->closed(special.unit);
+  }
 }
 
 void OpenedSocket(int fd, Special special) {
@@ -142,13 +154,13 @@ extern "C" {
 
 int close(int fd) {
   NEXT(close);
-  vboard::Assign(fd, {nullptr, 0});
+  vboard::Closing(fd);
   return next(fd);
 }
 
 int fclose(FILE *file) {
   NEXT(fclose);
-  vboard::Assign(fileno(file), {nullptr, 0});
+  vboard::Closing(fileno(file));
   return next(file);
 }
 
