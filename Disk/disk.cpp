@@ -141,7 +141,10 @@ void ReadBlockFolder(const Path &path, DiskInfo &disk) {
 
 void ReadGenericFolder(const Path &path, DiskInfo &disk) {
   Folder folder(path.text);
-  if (!folder) return;
+  if (!folder) {
+    printf("LIBDVR : open dir %s failed\n", path.text);
+    return;
+  }
   while (const char *name = folder.Next()) ReadGenericDevice(name, disk);
 }
 

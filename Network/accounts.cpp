@@ -28,6 +28,10 @@ constexpr const char *kDialIp = "/mnt/mtd/Config/dial-ip";
 
 constexpr int32_t kAddressSize = 16;
 
+// The records' layouts are shared with the application.
+static_assert(sizeof(PppoeConfig) == 68);
+static_assert(sizeof(DdnsConfig) == 136);
+
 int32_t InvalidParameter() {
   puts("LIBDVR : Invalid parameter");
   return -1;

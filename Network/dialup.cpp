@@ -25,6 +25,8 @@ constexpr const char *kConnect = "/opt/sav/Config/ppp/peers/wcdma-chat-connect";
 constexpr const char *kDisconnect = "/opt/sav/Config/ppp/peers/wcdma-chat-disconnect";
 constexpr const char *kApplyScript = "/opt/app/etc/3g_config.sh";
 
+static_assert(sizeof(Wireless3gConfig) == 168);
+
 struct Mode {
   const char *name;
   size_t matched;  // characters of the name that are compared when it is read back

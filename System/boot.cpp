@@ -213,11 +213,11 @@ int32_t BootEnvGet(const char *name, void *destination, uint32_t length) {
   return value != nullptr ? 0 : -1;
 }
 
-int32_t BootEnvForEach(void (*visit)(const char *entry)) {
+int32_t BootEnvForEach(void (*visit)(const char *entry, void *context), void *context) {
   const Lock lock;
   if (visit == nullptr || !Load()) return -1;
   const char *entry = nullptr;
-  while ((entry = boot::NextOf(state.env, entry)) != nullptr) visit(entry);
+  while ((entry = boot::NextOf(state.env, entry)) != nullptr) visit(entry, context);
   Release();
   return 0;
 }

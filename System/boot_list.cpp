@@ -68,8 +68,8 @@ void DeleteEntry(const BootEnv &env, const char *name) {
 
 bool AppendEntry(const BootEnv &env, const char *name, const char *value) {
   char *entry = EndOfList(env);
-  // Counted to 4 bytes beyond the block on purpose: a list may lose its last NULs, which the
-  // spare bytes stand in for when it is read again.
+  // Counted to 4 bytes beyond the block on purpose: the longest pair that is taken loses its NULs
+  // and the last two characters of its value. Spare bytes stand in for them.
   const auto space = static_cast<size_t>(env.bytes + kCrcSize + env.size - entry);
   const size_t nameLength = strlen(name);
   const size_t valueLength = strlen(value);

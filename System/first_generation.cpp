@@ -10,16 +10,13 @@ namespace {
 
 using identity::Bits;
 using identity::IsOneOf;
+using identity::OemType;
 using identity::Override;
 using identity::toolConfig;
 
 int32_t OemLowByte() {
   return static_cast<int32_t>(identity::OemCode() & 0xff);
 }
-int32_t OemType() {
-  return DvrGetHwidInformation(OEM_TYPE);
-}
-
 // The plain 16-channel board has no alarm lines unless the factory tool says so.
 bool HasNoAlarmLines() {
   return DvrGetHwidInformation(PRODUCT_TYPE) == 0 && DvrGetHwidInformation(VIDEO_CHANNEL) == 16 &&

@@ -20,6 +20,11 @@ inline int32_t Generation() {
   return Bits(62, 63);
 }
 
+// The answer to OEM_TYPE.
+inline int32_t OemType() {
+  return static_cast<int32_t>(OemCode());
+}
+
 constexpr bool IsOneOf(int32_t value, std::initializer_list<int32_t> values) {
   return std::find(values.begin(), values.end(), value) != values.end();
 }

@@ -44,7 +44,7 @@ bool Open(Slot &slot, uint32_t pageAddress) {
   }
   void *page = mmap(nullptr, kPageSize, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor,
                     static_cast<off_t>(pageAddress));
-  if (page == MAP_FAILED) {
+  if (page == MAP_FAILED || page == nullptr) {
     printf("LIBDVR : Map 0x%x Failed\n", static_cast<unsigned>(pageAddress));
     close(descriptor);
     return false;

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "Base/descriptor.h"
+#include "System/application_flag.h"
 #include "libsys/disk.h"
 #include "libsys/frontboard.h"
 #include "libsys/gpio.h"
@@ -28,11 +29,6 @@ constexpr uint32_t kArmWatchdogLock = 0x20040c00;
 constexpr uint32_t kArmWatchdogControl = 0x20040008;
 constexpr uint8_t kArmWatchdogUnlock[4] = {0x51, 0xe5, 0xcc, 0x1a};
 constexpr uint8_t kArmWatchdogResetAndInterrupt[4] = {0x03, 0x00, 0x00, 0x00};
-
-// The application's state, for the launcher that supervises it.
-constexpr const char *kFlagFile = "/opt/sav/Config/Config3";
-constexpr char kExited = '1';
-constexpr char kRestart = '2';
 
 int32_t Oem() {
   return DvrGetHwidInformation(OEM_TYPE);
@@ -80,7 +76,7 @@ bool HandsBackToLauncher() {
 }
 
 int32_t WriteFlag(char value) {
-  const base::Descriptor file(kFlagFile, O_RDWR | O_CREAT, 0644);
+  const base::Descriptor file(application::kFlagFile, O_RDWR | O_CREAT, 0644);
   if (!file) {
     puts("open failed");
     return -1;
@@ -112,12 +108,12 @@ int32_t ApplicationExit() {
   if (!HandsBackToLauncher()) return SystemShutdown();
   puts("ApplicationExit-->");
   WatchdogStop();
-  WriteFlag(kExited);
+  WriteFlag(application::kHandedBack);
   FrontboardStop();
   sync();
   exit(0);
 }
 
 int32_t ApplicationRestartFlag() {
-  return WriteFlag(kRestart);
+  return WriteFlag(application::kRestart);
 }

@@ -10,12 +10,9 @@
 namespace {
 
 using identity::IsOneOf;
+using identity::OemType;
 
 using Count = std::optional<int32_t>;  // empty: the caller's value stands
-
-int32_t OemType() {
-  return DvrGetHwidInformation(OEM_TYPE);
-}
 
 // The OEM-3 board of product type 2 with one alarm line each way.
 bool HasOneAlarmLine(int32_t type, int32_t oem) {

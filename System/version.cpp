@@ -15,6 +15,7 @@ namespace {
 
 using identity::Bits;
 using identity::IsOneOf;
+using identity::OemType;
 using identity::Override;
 using identity::toolConfig;
 
@@ -58,9 +59,6 @@ int32_t CountByProduct(int32_t (*get)(int32_t *)) {
   return count;
 }
 
-int32_t OemType() {
-  return static_cast<int32_t>(identity::OemCode());
-}
 int32_t CustomOemType() {
   return static_cast<int32_t>(identity::CustomOemCode() & 0xff);
 }

@@ -14,7 +14,7 @@ namespace {
 
 constexpr uint32_t kPiece = 4096;
 
-void ShowEntry(const char *entry) {
+void ShowEntry(const char *entry, void *) {
   const char *value = strchr(entry, '=');
   char name[64];
   if (value == nullptr) return;
@@ -75,7 +75,7 @@ int EnvDelete(const Arguments &arguments) {
 
 int EnvList(const Arguments &) {
   output::BeginList();
-  const int32_t result = BootEnvForEach(ShowEntry);
+  const int32_t result = BootEnvForEach(ShowEntry, nullptr);
   output::EndList();
   return result == 0 ? kDone : Failure("the boot variables cannot be read");
 }

@@ -13,6 +13,7 @@
 
 #include "Base/descriptor.h"
 #include "Base/message.h"
+#include "System/application_flag.h"
 #include "launcher/launcher.h"
 #include "libsys/frontboard.h"
 #include "libsys/version.h"
@@ -24,11 +25,8 @@ int savedConsole = -1;
 
 namespace {
 
-constexpr const char *kFlagFile = "/opt/sav/Config/Config3";
 constexpr const char *kApplication = "/var/Vantor";
 constexpr unsigned kPollSeconds = 3;
-constexpr char kStarted = '0';
-constexpr char kHandedBack = '1';
 
 // OEM types whose panel is scanned by a thread of its own.
 constexpr std::array kScannedOemTypes = {2, 4, 8, 13};
@@ -38,14 +36,14 @@ using Key = std::array<uint8_t, 4>;
 constexpr std::array<std::pair<uint8_t, uint8_t>, 2> kServiceKeys = {{{0x1A, 0xFE}, {0x01, 0x0C}}};
 
 base::Descriptor OpenFlagFile() {
-  base::Descriptor file(kFlagFile, O_RDWR | O_CREAT, 0644);
+  base::Descriptor file(application::kFlagFile, O_RDWR | O_CREAT, 0644);
   if (!file) puts("open failed");
   return file;
 }
 
 void WriteStarted() {
   const base::Descriptor file = OpenFlagFile();
-  const char state[] = {kStarted, '\0'};
+  const char state[] = {application::kStarted, '\0'};
   lseek(file.get(), 0, SEEK_SET);
   if (write(file.get(), state, sizeof state) <= 0) {
     puts("Write failed");
@@ -55,13 +53,13 @@ void WriteStarted() {
 
 void WaitForHandBack(const base::Descriptor &file) {
   for (;;) {
-    char state = kStarted;
+    char state = application::kStarted;
     lseek(file.get(), 0, SEEK_SET);
     if (read(file.get(), &state, 1) < 0) puts("read failed");
     fflush(stdout);
     dup2(savedConsole, STDOUT_FILENO);
     dup2(savedConsole, STDERR_FILENO);
-    if (state == kHandedBack) return;
+    if (state == application::kHandedBack) return;
     puts("quillon is running");
     sleep(kPollSeconds);
   }

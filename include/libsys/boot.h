@@ -42,13 +42,14 @@ void BootEnvRelease(void);
  * cannot be read, or for a null argument. */
 int32_t BootEnvGet(const char *name, void *destination, uint32_t length);
 
-/* Calls visit with each entry name=value in the order of the list. The text is valid during the
- * call, which may not use these operations. Returns 0; -1 for null or when the block cannot be
- * read. */
-int32_t BootEnvForEach(void (*visit)(const char *entry));
+/* Calls visit with each entry name=value, in the order of the list, and the context. The text is
+ * valid during the call, which may not use these operations. Returns 0; -1 for null or when the
+ * block cannot be read. */
+int32_t BootEnvForEach(void (*visit)(const char *entry, void *context), void *context);
 
 /* Deletes the variable, appends it with its new value at the end of the list and saves the block.
  * A null value only deletes, and saves even where there was nothing to delete.
+ * A pair that fills the block may lose the last two characters of its value.
  * Returns 0; -1 for a null name, or when the block cannot be read, the pair does not fit (flash
  * keeps the old block, the old value included), or erasing or writing fails. After a failed
  * write the block is left erased or partly written. */

@@ -61,8 +61,8 @@ int32_t FlashCloseAll(void);
 const MtdPartition *FlashFindPartition(const char *name);
 
 /* Stores the linear start of the partition whose name is the four letters tool, without quotes.
- * A name that /proc/mtd prints in quotes never matches. Returns 0; -1 without such a partition,
- * leaving *address as it was. */
+ * A name that /proc/mtd prints in quotes never matches. Call FlashInit first. Returns 0; -1 without
+ * such a partition, leaving *address as it was. */
 int32_t FlashGetToolPartitionStart(uint32_t *address);
 
 /* Calls FlashInit and copies the table into the caller's *table; without a table the row count
