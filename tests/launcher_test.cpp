@@ -41,9 +41,18 @@ class LauncherTest : public test::BoardTest {
     return {Text(machine.Lines(), played), machine.ExitStatus()};
   }
 
-  Transcript PlayFile(const std::string &name) {
-    return Play(vboard::MakeBoard(SOURCE_FOLDER "/boards/" + name + ".toml", Folder() + "/board",
-                                  PROGRAMS_FOLDER));
+  // A board of boards/ with the smallest applications, so that the transcript is the launcher's.
+  vboard::Plan MakeWithSmallPrograms(const std::string &name, const std::string &more = "") {
+    const std::string file = Folder() + "/board.toml";
+    vboard::WriteFile(file, "base = \"" SOURCE_FOLDER "/boards/" + name + ".toml\"\n" + more +
+                                "\n[programs]\n\"/opt/app/Quillon\" = \"standalone\"\n"
+                                "\"/var/Vantor\" = \"handback\"\n");
+    return vboard::MakeBoard(file, Folder() + "/board", PROGRAMS_FOLDER);
+  }
+
+  Transcript PlayFile(const std::string &name, const std::string &scenario = "") {
+    const std::string line = scenario.empty() ? "" : "scenario = [" + scenario + "]\n";
+    return Play(MakeWithSmallPrograms(name, line));
   }
 
   // Plays a board made for one test: a small one with keys in front of its description and
@@ -54,6 +63,12 @@ class LauncherTest : public test::BoardTest {
     return Play(vboard::MakeBoard(file, Folder() + "/board", PROGRAMS_FOLDER));
   }
 };
+
+constexpr const char *kUntilStarted = R"("wait start: /opt/app/Quillon", "wait recorder: started")";
+constexpr const char *kUntilRestarted =
+    R"("wait quillon is running", "wait recorder: hands control back",
+       "wait begin to read Frontboard", "key press 2", "wait ch=---->", "key release 2",
+       "wait recorder: started")";
 
 std::string Replaced(std::string text, const std::string &from, const std::string &to) {
   const size_t at = text.find(from);
@@ -82,7 +97,7 @@ const std::string kNoLog =
 
 TEST_F(LauncherTest, DirectStart) {
   EXPECT_EQ(kHead + kSmallFlash + "xapp = 1, xuart  = 0\n" + kMounted + kDirectStart,
-            PlayFile("direct").text);
+            PlayFile("direct", kUntilStarted).text);
 }
 
 TEST_F(LauncherTest, SecondGeneration) {
@@ -92,7 +107,7 @@ TEST_F(LauncherTest, SecondGeneration) {
                 "LIBDVR : Find device chip\n"
                 "xapp = 1, xuart  = 0\n" +
                 Replaced(kMounted, "mtdblock3", "mtdblock4") + kDirectStart,
-            PlayFile("second-generation").text);
+            PlayFile("second-generation", kUntilStarted).text);
 }
 
 TEST_F(LauncherTest, NothingToStart) {
@@ -143,7 +158,7 @@ std::string Without(const std::string &transcript, const std::string &lines) {
 }
 
 TEST_F(LauncherTest, SupervisionAndRestartByTheServiceKey) {
-  std::string left = PlayFile("supervised").text;
+  std::string left = PlayFile("supervised", kUntilRestarted).text;
   const std::string started =
       "ch=---->\n"
       "* start: /var/Vantor: /var/Vantor\n"
@@ -307,10 +322,7 @@ TEST_F(LauncherTest, Oem6KeysComeUntranslatedAndTheSupervisorThenWaitsForGood) {
 }
 
 TEST_F(LauncherTest, Oem9NothingFillsTheQueue) {
-  const std::string file = Folder() + "/board.toml";
-  vboard::WriteFile(file,
-                    "base = \"" SOURCE_FOLDER "/boards/supervised.toml\"\n[identity]\noem = 9\n");
-  const vboard::Plan plan = vboard::MakeBoard(file, Folder() + "/board", PROGRAMS_FOLDER);
+  const vboard::Plan plan = MakeWithSmallPrograms("supervised", "[identity]\noem = 9\n");
   vboard::SetSpeed(1000);
   vboard::Machine machine(plan);
   machine.Start();
