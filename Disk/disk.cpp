@@ -17,7 +17,8 @@ namespace {
 
 struct {
   std::array<DiskInfo, DISK_MAX_DISKS> disks{};
-  int32_t count = -1;  // -1: not enumerated yet
+  int32_t count = 0;
+  bool enumerated = false;
 } state;
 
 constexpr const char *kDevices = "/sys/bus/scsi/devices/";
@@ -202,6 +203,7 @@ int32_t HighestHost() {
 int32_t DiskEnumerate(DiskInfo **table) {
   state.disks = {};
   state.count = 0;
+  state.enumerated = true;
   const int32_t highest = HighestHost();
   for (int64_t host = 0; host <= highest && state.count < DISK_MAX_DISKS; ++host) {
     DiskInfo &disk = state.disks[static_cast<size_t>(state.count)];
@@ -213,7 +215,7 @@ int32_t DiskEnumerate(DiskInfo **table) {
 
 int32_t DiskGetCount() {
   DiskInfo *table = nullptr;
-  return state.count >= 0 ? state.count : DiskEnumerate(&table);
+  return state.enumerated ? state.count : DiskEnumerate(&table);
 }
 
 const DiskInfo *disk::Find(int32_t index) {

@@ -1,6 +1,5 @@
 // Sector erase, with the second copy of the boot environment that some boards keep.
 #include <array>
-#include <memory>
 
 #include <stdio.h>
 #include <stdlib.h>
@@ -41,22 +40,20 @@ bool EraseSector(uint32_t address, uint32_t requested) {
   return false;
 }
 
-struct Free {
-  void operator()(void *memory) const { free(memory); }
-};
-
 bool BackUpEnvironment(uint32_t bootGap) {
   printf("envoffset now = %x\n", bootGap);
-  const std::unique_ptr<void, Free> copy(malloc(kEnvironmentSize));
+  void *copy = malloc(kEnvironmentSize);
   if (copy == nullptr) {
     puts("LIBDVR : Malloc for MtdBuffer failed");
     return false;
   }
   // What a short read leaves out stays erased in the copy.
-  memset(copy.get(), 0xFF, kEnvironmentSize);
-  return FlashRead(copy.get(), kEnvironment, kEnvironmentSize) >= 0 &&
-         EraseSector(kEnvironmentCopy, kEnvironment) &&
-         FlashWrite(copy.get(), kEnvironmentCopy, kEnvironmentSize) >= 0;
+  memset(copy, 0xFF, kEnvironmentSize);
+  const bool copied = FlashRead(copy, kEnvironment, kEnvironmentSize) >= 0 &&
+                      EraseSector(kEnvironmentCopy, kEnvironment) &&
+                      FlashWrite(copy, kEnvironmentCopy, kEnvironmentSize) >= 0;
+  free(copy);
+  return copied;
 }
 
 }  // namespace

@@ -10,7 +10,6 @@
 
 #include <algorithm>
 #include <array>
-#include <iterator>
 
 #include "Base/message.h"
 #include "Base/text_file.h"

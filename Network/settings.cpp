@@ -140,15 +140,18 @@ int32_t GetDefault(const char *interfaceName, const Setting &setting, char *buff
   return result | NvramWrite(kFlagAddress, &kFlagValid, 1);
 }
 
-// Where the line of a key begins, or else the end of the file.
-long StartOfLine(FILE *file, const char *key) {
+// Goes to where the line of a key begins, or else to the end of the file.
+void SeekLine(FILE *file, const char *key) {
   char line[kLineSize];
-  long start = ftell(file);
+  long start = 0;
   while (fgets(line, sizeof line, file) != nullptr) {
-    if (strstr(line, key) != nullptr) return start;
+    if (strstr(line, key) != nullptr) {
+      fseek(file, start, SEEK_SET);
+      return;
+    }
     start = ftell(file);
   }
-  return start;
+  fseek(file, 0, SEEK_END);
 }
 
 bool IsUsable(const char *interfaceName) {
@@ -158,14 +161,14 @@ bool IsUsable(const char *interfaceName) {
 }  // namespace
 
 int32_t NetWorkGetConfigFileName(const char *interfaceName, char *buffer, int32_t length) {
-  if (interfaceName == nullptr || buffer == nullptr || length < 0) return InvalidParameter();
+  if (interfaceName == nullptr || buffer == nullptr) return InvalidParameter();
   const bool eth1 = strcmp(interfaceName, "eth1") == 0;
   if (!eth1 && !IsEth0(interfaceName)) {
     base::PrintAt({kModule, 169}, "Unsupport %s\n", interfaceName);
     return -1;
   }
-  const int written =
-      snprintf(buffer, static_cast<size_t>(length), "%s%s", kConfigFile, eth1 ? "1" : "");
+  const size_t size = length < 0 ? 0 : static_cast<size_t>(length);
+  const int written = snprintf(buffer, size, "%s%s", kConfigFile, eth1 ? "1" : "");
   if (written < length) return 0;
   base::PrintAt({kModule, 175}, "NameLength too short\n");
   return -1;
@@ -217,8 +220,8 @@ int32_t NetWorkWriteKey(const char *path, const char *key, const char *value) {
     return -1;
   }
   // In place, on purpose: the file is neither shortened nor shifted.
-  fseek(file, StartOfLine(file, key), SEEK_SET);
-  fprintf(file, "%s = %.*s\n", key, network::LineLength(value, kLineSize), value);
+  SeekLine(file, key);
+  fprintf(file, "%s = %.*s\n", key, network::LineLength(value, strlen(value)), value);
   fclose(file);
   return 0;
 }

@@ -16,6 +16,13 @@
 
 namespace {
 
+// Some C libraries keep the plain name for calls with 64-bit time.
+#ifdef SYS_gettimeofday
+constexpr long kGetTimeOfDay = SYS_gettimeofday;
+#else
+constexpr long kGetTimeOfDay = SYS_gettimeofday_time32;
+#endif
+
 constexpr int64_t kSecondsPerDay = 86'400;
 constexpr int32_t kDaysBeforeMonth[12] = {0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334};
 
@@ -128,9 +135,8 @@ int64_t ChipTime(const uint8_t (&registers)[7]) {
 
 // glibc's own gettimeofday no longer tells the kernel's time zone.
 int32_t KernelMinutesWest() {
-  timeval now = {};
   struct timezone kernelZone = {};
-  syscall(SYS_gettimeofday, &now, &kernelZone);
+  syscall(kGetTimeOfDay, nullptr, &kernelZone);
   return kernelZone.tz_minuteswest;
 }
 

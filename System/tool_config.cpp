@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <array>
-#include <bitset>
 #include <optional>
 
 #include "Base/text_file.h"
@@ -70,7 +69,7 @@ constexpr std::array kKeys = {
     Key{"HEHE_FRONT=", Rule::kVariant, &ToolConfig::frontType},
 };
 
-using Named = std::bitset<kKeys.size()>;
+using Named = std::array<bool, kKeys.size()>;
 
 constexpr void UnsetAll(ToolConfig &config) {
   for (const Key &key : kKeys) {
@@ -186,7 +185,7 @@ void TakeLine(const char *line, const Standards &standards, ToolConfig &config, 
   for (size_t i = 0; i < kKeys.size(); ++i) {
     const char *found = strstr(line, kKeys[i].text);
     if (found == nullptr) continue;
-    named.set(i);
+    named[i] = true;
     return Take(kKeys[i], found + strlen(kKeys[i].text), standards, config);
   }
 }
@@ -225,7 +224,7 @@ int32_t DvrReadToolConfig(ToolConfig *out) {
     UnsetAll(*out);
     return -1;
   }
-  Named named;
+  Named named = {};
   std::array<char, kLineSize + 1> line = {};
   while (ReadLine(file, line)) TakeLine(line.data(), standards, *out, named);
   UnsetUnnamed(named, *out);

@@ -3,7 +3,7 @@
 #include <stddef.h>
 
 #include <algorithm>
-#include <iterator>
+#include <array>
 #include <optional>
 
 #include "libsys/frontboard.h"

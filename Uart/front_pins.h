@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <array>
-#include <iterator>
 
 #include "Uart/front_leds.h"
 #include "Uart/front_panel.h"

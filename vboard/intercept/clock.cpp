@@ -71,7 +71,8 @@ int settimeofday(const timeval *time, const struct timezone *zone) noexcept {
   }
   auto *zone = reinterpret_cast<struct timezone *>(words[1]);
   if (zone != nullptr) *zone = {vboard::State().minutesWest, 0};
-  return gettimeofday(reinterpret_cast<timeval *>(words[0]), nullptr);
+  auto *time = reinterpret_cast<timeval *>(words[0]);
+  return time == nullptr ? 0 : gettimeofday(time, nullptr);
 }
 
 }  // extern "C"
