@@ -2,6 +2,8 @@
 
 #include <toml++/toml.h>
 
+#include <sstream>
+
 #include <algorithm>
 #include <filesystem>
 #include <set>
@@ -203,6 +205,13 @@ void Section::RefuseUnknownKeys() {
 Section ReadDescription(const std::string &path) {
   auto root = std::make_shared<const toml::table>(Parse(path, 0));
   return Section(std::make_shared<Section::Node>(Section::Node{root, root.get(), path, {}, {}}));
+}
+
+std::string DescriptionAsJson(const std::string &path) {
+  const toml::table description = Parse(path, 0);
+  std::ostringstream text;
+  text << toml::json_formatter(description);
+  return text.str();
 }
 
 }  // namespace vboard

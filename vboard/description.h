@@ -57,4 +57,7 @@ class Section {
 // hold where this one has none of the same name, table by table. Throws DescriptionError.
 Section ReadDescription(const std::string &path);
 
+// The same, whole and unchecked, for tools that play boards elsewhere.
+std::string DescriptionAsJson(const std::string &path);
+
 }  // namespace vboard

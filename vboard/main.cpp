@@ -210,6 +210,9 @@ void AddCommands(CLI::App &app, std::vector<std::string> &words) {
     if (options.command.empty()) throw CLI::RequiredError("PROGRAM");
     Execute();
   });
+  CLI::App *describe = app.add_subcommand("describe", "show a board's description as JSON");
+  describe->add_option("BOARD", options.board, "the board's description")->required();
+  describe->callback([] { puts(vboard::DescriptionAsJson(options.board).c_str()); });
   CLI::App *events = app.add_subcommand("events", "show what happened on the board");
   events->add_flag("-f,--follow", options.follow, "go on showing what happens");
   events->callback([] {

@@ -1,0 +1,369 @@
+#!/usr/bin/env python3
+"""One emulated ARM board: made from a board description, booted in QEMU, acted on and read.
+
+Run as a program it plays the scenario of a board and shows its console and events.
+"""
+
+import argparse
+import json
+import os
+import queue
+import shutil
+import socket
+import struct
+import subprocess
+import tempfile
+import threading
+import time
+
+ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+STATIC = os.path.join(ROOT, 'build', 'armboard')
+VBOARD = os.path.join(ROOT, 'build', 'release', 'bin', 'vboard')
+SRAM = 0x48000000
+SRAM_SIZE = 0x2000000
+
+
+class Failure(Exception):
+    pass
+
+
+def lines_of(rows):
+    return ','.join('.'.join(str(number) for number in row) for row in rows)
+
+
+class Board:
+    """The folder holds everything of the board; programs is the folder of its programs."""
+
+    def __init__(self, name, folder, programs, options=(), show=None):
+        self.folder, self.programs, self.options = folder, programs, list(options)
+        self.show = show
+        path = os.path.join(ROOT, 'boards', name + '.toml')
+        self.made = os.path.join(folder, 'made')
+        os.makedirs(folder, exist_ok=True)
+        # A unix socket's path is short, whatever the folder's is.
+        self.sockets = tempfile.mkdtemp(prefix='armboard-')
+        subprocess.run([VBOARD, '--folder', self.made, '--programs', programs, 'make', path],
+                       check=True, stdout=subprocess.DEVNULL)
+        self.description = json.loads(
+            subprocess.run([VBOARD, 'describe', path], check=True, capture_output=True).stdout)
+        self.console, self.events = [], []
+        self.news = queue.Queue()
+        self.qemu = None
+        self.started = False
+
+    # ---- What the board starts with ----
+
+    def flash_image(self):
+        image = b''
+        for index, part in enumerate(self.description.get('flash', {}).get('partition', [])):
+            with open(os.path.join(self.made, 'root/dev/mtd%d' % index), 'rb') as file:
+                content = file.read()
+            if part.get('content') == 'jffs2':
+                content = self.jffs2(os.path.join(self.made, 'disks/mtd%d' % index), len(content))
+            image += content
+        return image
+
+    def jffs2(self, folder, size):
+        image = os.path.join(self.folder, 'jffs2')
+        sector = self.description['flash'].get('sector_size', 0x10000)
+        subprocess.run(['mkfs.jffs2', '-l', '-n', '-q', '-r', folder, '-e', hex(sector),
+                        '--pad=%#x' % size, '-o', image], check=True)
+        with open(image, 'rb') as file:
+            return file.read()
+
+    def hardware(self):
+        """The kernel module's parameters."""
+        get = self.description.get
+        flash, identity, panel = get('flash', {}), get('identity', {}), get('panel', {})
+        words = {
+            'partitions': ','.join('%s:%d' % (part['name'], part['size'])
+                                   for part in flash.get('partition', [])),
+            'sector': flash.get('sector_size', 0x10000),
+            'product': identity.get('product', ''),
+            'oem': '%x' % identity['oem'] if 'oem' in identity else '',
+            'scan_lines': lines_of(panel.get('scan', [])),
+            'sense_lines': lines_of(panel.get('sense', [])),
+            'inputs': lines_of(get('gpio', {}).get('inputs', [])),
+            'infrared': int(get('infrared', {}).get('fitted', False)),
+            'console': int(get('console', {}).get('fitted', True)),
+        }
+        words.update(option.split('=', 1) for option in self.options)
+        return ' '.join('%s=%s' % (key, value) for key, value in words.items() if value != '')
+
+    def archive(self, image):
+        """The initramfs: what all boards have, then what this one has."""
+        tree = os.path.join(self.folder, 'tree')
+        shutil.rmtree(tree, ignore_errors=True)
+        os.makedirs(os.path.join(tree, 'board/bin'))
+        for name in ('opt', 'tool'):
+            source = os.path.join(self.made, 'root', name)
+            if os.path.isdir(source):
+                shutil.copytree(source, os.path.join(tree, name), symlinks=True)
+        for path, program in self.description['programs'].items():
+            target = tree + path
+            os.makedirs(os.path.dirname(target), exist_ok=True)
+            if os.path.lexists(target):
+                os.unlink(target)
+            shutil.copy(os.path.join(self.programs, program), target)
+        shutil.copy(os.path.join(self.programs, 'boardctl'), os.path.join(tree, 'board/bin'))
+        for name, text in (('hardware', self.hardware()),
+                           ('start', ' '.join(self.description['start']))):
+            with open(os.path.join(tree, 'board', name), 'w') as file:
+                file.write(text + '\n')
+        with open(os.path.join(tree, 'board/flash.gz'), 'wb') as file:
+            subprocess.run(['gzip', '-1c'], input=image, stdout=file, check=True)
+        names = subprocess.run(['find', '.'], cwd=tree, capture_output=True, check=True).stdout
+        cpio = subprocess.run(['cpio', '-o', '-H', 'newc', '--quiet'], cwd=tree, input=names,
+                              capture_output=True, check=True).stdout
+        path = os.path.join(self.folder, 'initrd')
+        with open(path, 'wb') as file, open(os.path.join(STATIC, 'base.cpio'), 'rb') as base:
+            file.write(base.read() + cpio)
+        return path
+
+    # ---- The disks ----
+
+    def disk_arguments(self):
+        """Each of the board's disks as a drive of its own SCSI host."""
+        arguments, hosts = [], []
+        for disk in self.description.get('scsi', {}).get('disk', []):
+            host, name = disk.get('host', 0), disk['name']
+            while len(hosts) <= host:
+                arguments += ['-device', 'virtio-scsi-device,id=host%d' % len(hosts)]
+                hosts.append(len(hosts))
+            self.drives[name] = dict(driver='scsi-hd', id=name, drive='drive-' + name,
+                                     bus='host%d.0' % host, vendor=disk.get('vendor', 'ATA'),
+                                     product=name, removable='on')
+            arguments += ['-drive', 'if=none,id=drive-%s,format=raw,file=%s' %
+                          (name, self.disk_image(disk)),
+                          '-device', ','.join('%s=%s' % pair if pair[0] != 'driver' else pair[1]
+                                              for pair in self.drives[name].items())]
+        return arguments
+
+    def disk_image(self, disk):
+        path = os.path.join(self.folder, disk['name'] + '.img')
+        if os.path.exists(path):
+            return path
+        partitions = disk.get('partitions', [])
+        with open(path, 'wb') as file:
+            file.truncate(disk['size'] * 512)
+            if partitions:
+                table = b''.join(struct.pack('<8B2I', 0, 0, 0, 0, 0x0c, 0, 0, 0, start, size)
+                                 for _, start, size in partitions)
+                file.seek(446)
+                file.write(table.ljust(64, b'\0') + b'\x55\xaa')
+        if disk.get('vendor', 'ATA') != 'ATA' and disk.get('mounts', True):
+            start, size = partitions[0][1:] if partitions else (0, disk['size'])
+            subprocess.run(['mkfs.vfat', '-F', '32', '--offset', str(start), path, str(size // 2)],
+                           check=True, stdout=subprocess.DEVNULL)
+            content = os.path.join(self.made, 'disks/scsi-' + disk['name'])
+            for name in os.listdir(content):
+                subprocess.run(['mcopy', '-s', '-i', '%s@@%d' % (path, start * 512),
+                                os.path.join(content, name), '::'], check=True)
+        return path
+
+    def file_on(self, disk_name, name):
+        """The content of a file on a disk's first partition, or None."""
+        disk = next(each for each in self.description['scsi']['disk']
+                    if each['name'] == disk_name)
+        start = disk['partitions'][0][1] if disk.get('partitions') else 0
+        image = '%s@@%d' % (os.path.join(self.folder, disk_name + '.img'), start * 512)
+        result = subprocess.run(['mcopy', '-n', '-i', image, '::' + name, '-'],
+                                capture_output=True)
+        return result.stdout if result.returncode == 0 else None
+
+    # ---- The machine ----
+
+    def boot(self, image=None, arguments=()):
+        """Gives the board power, with the flash image of the description or another one."""
+        initrd = self.archive(self.flash_image() if image is None else image)
+        path = lambda name: os.path.join(self.sockets, name)
+        names = ['console', 'uart1', 'uart2', 'uart3', 'qmp', 'events', 'commands']
+        listeners = {}
+        for name in names:
+            listeners[name] = socket.socket(socket.AF_UNIX)
+            listeners[name].bind(path(name))
+            listeners[name].listen(1)
+            listeners[name].settimeout(10)
+        self.drives = {}
+        command = ['qemu-system-arm', '-M', 'vexpress-a9', '-m', '256', '-display', 'none',
+                   '-kernel', os.path.join(STATIC, 'uImage'),
+                   '-dtb', os.path.join(STATIC, 'board.dtb'), '-initrd', initrd,
+                   '-append', 'console=ttyAMA0 quiet loglevel=1 panic=1 cryptomgr.notests',
+                   '-device', 'virtio-serial-device']
+        for name in names[:4]:
+            command += ['-serial', 'unix:' + path(name)]
+        command += ['-qmp', 'unix:' + path('qmp')]
+        for name in names[5:]:
+            command += ['-chardev', 'socket,id=%s,path=%s' % (name, path(name)),
+                        '-device', 'virtserialport,chardev=%s,name=%s' % (name, name)]
+        eth0 = self.description.get('network', {}).get('eth0')
+        mac = ',mac=' + eth0['mac'] if eth0 else ''
+        command += ['-nic', 'user,id=eth0,restrict=on' + mac if eth0 else 'none',
+                    '-object', 'filter-dump,id=dump,netdev=eth0,file=' +
+                    os.path.join(self.folder, 'frames.pcap')] if eth0 else ['-nic', 'none']
+        self.qemu = subprocess.Popen(command + self.disk_arguments() + list(arguments),
+                                     stdin=subprocess.DEVNULL,
+                                     env=dict(os.environ, QEMU_AUDIO_DRV='none'),
+                                     stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+        self.started, self.boots, self.begin = False, 0, time.monotonic()
+        self.links = {}
+        for name in names:
+            try:
+                self.links[name] = listeners[name].accept()[0]
+            except socket.timeout:
+                self.qemu.kill()
+                raise Failure(self.qemu.communicate()[1].decode('utf-8', 'replace'))
+            listeners[name].close()
+            os.unlink(path(name))
+        self.qmp_file = self.links['qmp'].makefile('rw')
+        self.qmp_file.readline()
+        self.qmp('qmp_capabilities')
+        for name, taker in (('console', self.take_console), ('events', self.take_event)):
+            threading.Thread(target=self.follow, args=(self.links[name], taker),
+                             daemon=True).start()
+        self.commands = self.links['commands'].makefile('rw')
+
+    def off(self):
+        """Pulls the plug."""
+        if self.qemu is not None:
+            self.qemu.kill()
+            self.qemu.wait()
+            self.qemu = None
+        for link in self.links.values():
+            link.close()
+
+    def cut_power(self):
+        """Pulls the plug and returns what the flash and the clock chip hold at that moment."""
+        path = os.path.join(self.folder, 'sram')
+        self.qmp('stop')
+        self.qmp('pmemsave', val=SRAM, size=SRAM_SIZE, filename=path)
+        self.off()
+        with open(path, 'rb') as file:
+            return file.read()
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *unused):
+        if self.qemu is not None:
+            self.off()
+        shutil.rmtree(self.sockets, ignore_errors=True)
+
+    def follow(self, link, taker):
+        with link.makefile('rb') as file:
+            for line in file:
+                taker(line.decode('utf-8', 'replace').rstrip('\r\n'))
+
+    def take_console(self, line):
+        if '\x1estart' in line:
+            self.started = True
+            self.boots += 1
+            self.events_append('power: on, boot %d' % self.boots)
+        elif line.startswith('\x1eexit '):
+            self.events_append('exit: status ' + line[6:])
+        elif self.started:
+            self.console.append(line)
+            self.news.put((False, line))
+            if self.show:
+                self.show(False, line, time.monotonic() - self.begin)
+
+    def take_event(self, line):
+        self.events_append(line)
+
+    def events_append(self, line):
+        self.events.append(line)
+        self.news.put((True, line))
+        if self.show:
+            self.show(True, line, time.monotonic() - self.begin)
+
+    def qmp(self, execute, **arguments):
+        self.qmp_file.write(json.dumps({'execute': execute, 'arguments': arguments}) + '\n')
+        self.qmp_file.flush()
+        while True:
+            answer = json.loads(self.qmp_file.readline())
+            if 'return' in answer:
+                return answer['return']
+            if 'error' in answer:
+                raise Failure('%s: %s' % (execute, answer['error']['desc']))
+
+    # ---- Acting on it ----
+
+    def wait(self, text, seconds=30):
+        """Goes on until a line that came after the last one waited for contains the text."""
+        end = time.monotonic() + seconds
+        while True:
+            try:
+                _, line = self.news.get(timeout=max(0.01, end - time.monotonic()))
+            except queue.Empty:
+                raise Failure("'%s' did not come" % text) from None
+            if text in line:
+                return line
+            if time.monotonic() >= end:
+                raise Failure("'%s' did not come" % text)
+
+    def shell(self, command, seconds=30):
+        """What a shell command on the board prints; its exit status stands in the last line."""
+        self.links['commands'].settimeout(seconds)
+        self.commands.write('shell ' + command + '; echo "status $?"\n')
+        self.commands.flush()
+        lines = []
+        for line in self.commands:
+            if line == '.\n':
+                return lines
+            lines.append(line[2:].rstrip('\n'))
+        raise Failure('the board does not answer')
+
+    def act(self, step):
+        words = step.split()
+        if step.startswith('wait '):
+            self.wait(step[5:])
+        elif words[0] in ('frontboard', 'mcu') and words[1] == 'send':
+            port = 'uart2' if words[0] == 'frontboard' else 'uart1'
+            self.links[port].sendall(bytes.fromhex(words[2]))
+        elif words[:2] == ['stick', 'pull']:
+            self.qmp('device_del', id=words[2])
+        elif words[:2] == ['stick', 'plug']:
+            self.qmp('device_add', **dict(self.drives[words[2]], removable=True))
+        elif words[:2] == ['power', 'cut']:
+            self.qmp('system_reset')
+        elif words[0] in ('key', 'gpio', 'ir', 'temperature', 'battery', 'note'):
+            self.commands.write('board ' + step + '\n')
+            self.commands.flush()
+        else:
+            raise Failure("'%s': this board cannot do that" % step)
+
+    def play(self, scenario=None):
+        for step in self.description['scenario'] if scenario is None else scenario:
+            self.act(step)
+
+
+def main():
+    parser = argparse.ArgumentParser(description='Boots a board in QEMU and plays its scenario.')
+    parser.add_argument('name', help='a board of boards/')
+    parser.add_argument('--stay', action='store_true', help='leave the board on (Ctrl-C ends it)')
+    parser.add_argument('--programs', default=os.path.join(ROOT, 'build/arm/bin'))
+    options = parser.parse_args()
+
+    def show(event, line, seconds):
+        print('%12.3f  %s' % (seconds, line) if event else '%-14s|  %s' % ('', line), flush=True)
+
+    with tempfile.TemporaryDirectory() as folder:
+        with Board(options.name, folder, options.programs, show=show) as board:
+            print(board.description['summary'] + '\nLeft of the bar: what happens on the board '
+                  'and the second. Right of it: its console.\n')
+            board.boot()
+            try:
+                board.play()
+                while options.stay:
+                    time.sleep(1)
+            except Failure as failure:
+                print(failure)
+                return 1
+            except KeyboardInterrupt:
+                pass
+    print('\nThe board was switched off.')
+    return 0
+
+
+if __name__ == '__main__':
+    raise SystemExit(main())
