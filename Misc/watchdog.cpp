@@ -50,7 +50,7 @@ bool WatchdogInUse() {
   return HasWatchdog() && InUseOnThisBoard(product);
 }
 
-int32_t Request(unsigned request, const void *argument, int line) {
+int32_t Request(unsigned request, void *argument, int line) {
   if (ioctl(state.descriptor, request, argument) >= 0) return 0;
   base::PrintAt({kModule, line}, "ioctl failed\n");
   return -1;
@@ -65,7 +65,8 @@ int32_t WatchdogStart() {
     base::PrintAt({kModule, 106}, "Open failed\n");
     return -1;
   }
-  return Request(WDIOC_SETTIMEOUT, &kTimeout, 113);
+  int timeout = kTimeout;  // the driver writes back what it has set
+  return Request(WDIOC_SETTIMEOUT, &timeout, 113);
 }
 
 int32_t WatchdogStop() {

@@ -32,10 +32,12 @@ def lines_of(rows):
 
 
 class Board:
-    """The folder holds everything of the board; programs is the folder of its programs."""
+    """The folder holds everything of the board; programs is the folder of its programs. Options are
+    parameters of the kernel module, tools further programs that the board gets."""
 
-    def __init__(self, name, folder, programs, options=(), show=None):
+    def __init__(self, name, folder, programs, options=(), tools=(), show=None):
         self.folder, self.programs, self.options = folder, programs, list(options)
+        self.tools = [os.path.join(programs, 'boardctl'), *tools]
         self.show = show
         path = os.path.join(ROOT, 'boards', name + '.toml')
         self.made = os.path.join(folder, 'made')
@@ -66,7 +68,7 @@ class Board:
     def jffs2(self, folder, size):
         image = os.path.join(self.folder, 'jffs2')
         sector = self.description['flash'].get('sector_size', 0x10000)
-        subprocess.run(['mkfs.jffs2', '-l', '-n', '-q', '-r', folder, '-e', hex(sector),
+        subprocess.run(['mkfs.jffs2', '-l', '-q', '-r', folder, '-e', hex(sector),
                         '--pad=%#x' % size, '-o', image], check=True)
         with open(image, 'rb') as file:
             return file.read()
@@ -105,8 +107,10 @@ class Board:
             if os.path.lexists(target):
                 os.unlink(target)
             shutil.copy(os.path.join(self.programs, program), target)
-        shutil.copy(os.path.join(self.programs, 'boardctl'), os.path.join(tree, 'board/bin'))
-        for name, text in (('hardware', self.hardware()),
+        for tool in self.tools:
+            shutil.copy(tool, os.path.join(tree, 'board/bin'))
+        disks = self.description.get('scsi', {}).get('disk', [])
+        for name, text in (('hardware', self.hardware()), ('disks', str(len(disks))),
                            ('start', ' '.join(self.description['start']))):
             with open(os.path.join(tree, 'board', name), 'w') as file:
                 file.write(text + '\n')
@@ -124,12 +128,13 @@ class Board:
 
     def disk_arguments(self):
         """Each of the board's disks as a drive of its own SCSI host."""
-        arguments, hosts = [], []
-        for disk in self.description.get('scsi', {}).get('disk', []):
+        disks = self.description.get('scsi', {}).get('disk', [])
+        arguments = []
+        # The kernel numbers them from the last one to the first.
+        for host in range(max((disk.get('host', 0) for disk in disks), default=-1), -1, -1):
+            arguments += ['-device', 'virtio-scsi-device,id=host%d' % host]
+        for disk in disks:
             host, name = disk.get('host', 0), disk['name']
-            while len(hosts) <= host:
-                arguments += ['-device', 'virtio-scsi-device,id=host%d' % len(hosts)]
-                hosts.append(len(hosts))
             self.drives[name] = dict(driver='scsi-hd', id=name, drive='drive-' + name,
                                      bus='host%d.0' % host, vendor=disk.get('vendor', 'ATA'),
                                      product=name, removable='on')

@@ -88,7 +88,8 @@ static ssize_t events_read(struct file *file, char __user *data, size_t size, lo
 static void program_started(void *data, struct task_struct *task, pid_t old,
 			    struct linux_binprm *program)
 {
-	event("start: %s", program->filename);
+	if (strncmp(program->filename, "/proc/", 6)) /* the shell's own commands */
+		event("start: %s", program->filename);
 }
 
 static void find_tracepoint(struct tracepoint *point, void *unused)

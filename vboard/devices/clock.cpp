@@ -200,10 +200,9 @@ void SetBattery(std::span<const std::string> words) {
 }
 
 void SetTemperature(std::span<const std::string> words) {
-  const unsigned long degrees = std::stoul(words[0]);
-  if (degrees > 255) throw std::invalid_argument("DEGREES is 0 to 255");
+  const uint32_t degrees = NumberOf(words[0], 0xff);
   Clock().temperature = static_cast<uint8_t>(degrees);
-  Event("temperature: %lu", degrees);
+  Event("temperature: %u", degrees);
 }
 
 constexpr const char *kPaths[] = {"/dev/gpioi2c"};

@@ -65,7 +65,8 @@ ssize_t Write(int, int, const void *data, size_t length, int64_t *) {
 int Ioctl(int, int, unsigned long request, void *argument) {
   switch (request) {
     case WDIOC_SETTIMEOUT:
-      Watchdog().timeout = *static_cast<const int *>(argument);
+      Watchdog().timeout = *static_cast<int *>(argument);
+      *static_cast<int *>(argument) = Watchdog().timeout;  // as the kernel does
       Feed(false);
       Event("watchdog: timeout %d s", Watchdog().timeout);
       return 0;

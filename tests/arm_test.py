@@ -1,0 +1,266 @@
+"""The launcher on the emulated ARM board, beside the virtual board and against the real kernel."""
+
+import json
+import os
+import re
+import shutil
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+import zlib
+
+ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+sys.path.insert(0, os.path.join(ROOT, 'armboard'))
+
+import board as armboard  # noqa: E402
+
+PROGRAMS = os.path.join(ROOT, 'build/arm/bin')
+
+# What tells the time, the load or the memory is not the same twice; the rest is the kernel's.
+CHANGING = re.compile(r'LIBDVR : CPU states|recorder: status|LIBDVR : \d+-\d+-\d+, today|\[ ')
+
+
+def comparable(lines):
+    """Without the lines that change, and with each run of polls as one."""
+    kept = []
+    for line in lines:
+        poll = line == 'quillon is running' and kept and kept[-1] == line
+        if line and not CHANGING.match(line) and not poll:
+            kept.append(line)
+    return kept
+
+
+def boots(lines):
+    """The comparable lines of each boot."""
+    parts = []
+    for line in comparable(lines):
+        if line == 'Utils : sentrel':
+            parts.append([])
+        parts[-1].append(line)
+    return parts
+
+
+def virtual_transcript(name, scenario):
+    """What the same board's console shows on the virtual board."""
+    with tempfile.TemporaryDirectory() as folder:
+        path = os.path.join(folder, 'board.toml')
+        with open(path, 'w') as file:
+            file.write('base = "%s/boards/%s.toml"\n' % (ROOT, name))
+            if scenario is not None:
+                file.write('scenario = %s\n' % json.dumps(scenario))
+        result = subprocess.run([armboard.VBOARD, '--folder', folder + '/vboard', 'run', path,
+                                 '--speed', '20'], capture_output=True, text=True, timeout=120)
+        if result.returncode != 0:
+            raise AssertionError(result.stdout + result.stderr)
+    mark = ' ' * 14 + '|  '
+    return [line[len(mark):] for line in result.stdout.splitlines() if line.startswith(mark)]
+
+
+class BoardTest(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.mkdtemp()
+        self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)
+
+    def board(self, name, **options):
+        made = armboard.Board(name, self.folder, PROGRAMS, **options)
+        self.addCleanup(made.__exit__)
+        return made
+
+    def run_on(self, board, command):
+        """The lines that a command prints on the board; it has to succeed."""
+        lines = board.shell(command)
+        self.assertEqual('status 0', lines[-1], '%s: %s' % (command, lines))
+        return lines[:-1]
+
+
+class TranscriptTest(BoardTest):
+    """Line by line what the virtual board shows."""
+
+    def compare(self, name, last, scenario=None):
+        board = self.board(name)
+        board.boot()
+        board.play(scenario)
+        real, virtual = boots(board.console), boots(virtual_transcript(name, scenario))
+        self.assertEqual(len(virtual), len(real))
+        # How far the last programs of a boot come before the power goes is a matter of time.
+        for ours, theirs in zip(real, virtual):
+            length = min(len(ours), len(theirs))
+            self.assertEqual(theirs[:length], ours[:length])
+            self.assertTrue(any(last in line for line in ours[:length]), ours)
+        return board
+
+    def test_direct_start(self):
+        self.compare('direct', 'recorder: running')
+
+    def test_hand_back_service_key_and_restart(self):
+        board = self.compare('supervised', 'begin to read Frontboard')
+        self.assertEqual(2, sum('recorder: running' in line for line in board.console))
+
+    def test_config_partition_is_erased_and_mounts_after_the_reboot(self):
+        board = self.compare('repair', 'Utils : Auto to start program')
+        start = board.events.index('power: on, boot 2')
+        erased = [line for line in board.events[:start] if line.startswith('flash: erase')]
+        self.assertEqual(['flash: erase %08x' % address
+                          for address in range(0x640000, 0x740000, 0x10000)], erased)
+
+    def test_service_stick(self):
+        board = self.compare('service-stick', 'xapp = 1, xuart  = 1')
+        self.run_on(board, 'sync')
+        board.off()
+        log = board.file_on('stick', 'printf.txt')
+        line, text = log.split(b'\0', 1)
+        self.assertEqual(b'ip = 192.168.1.20, netmask = 255.255.255.0, gateway = 192.168.1.1\n', line)
+        self.assertIn(b'Utils : Auto to start program\nrecorder: started as /opt/app/Quillon', text)
+        self.assertEqual(b'service stick 7\n', board.file_on('stick', 'readme.txt'))
+
+    def test_nothing_to_start(self):
+        board = self.compare('nothing', 'xapp')
+        self.assertIn('exit: status 0', board.events)
+
+    def test_idle(self):
+        board = self.compare('idle', 'xapp', scenario=['wait xapp'])
+        time.sleep(1)
+        self.assertIn('status 0', board.shell('pidof sentrel'))
+
+
+def environment(image, offset, size):
+    """The variables of a block of flash, read without the library."""
+    block = image[offset:offset + size]
+    assert struct.unpack('<I', block[:4])[0] == zlib.crc32(block[4:]), 'the CRC is wrong'
+    entries = block[4:].split(b'\0\0', 1)[0].split(b'\0')
+    return dict(entry.decode().split('=', 1) for entry in entries if entry)
+
+
+class RealKernelTest(BoardTest):
+    BLOCK, SIZE = 0x30000, 0x10000
+
+    def start(self, name, **options):
+        board = self.board(name, **options)
+        board.boot()
+        board.wait('recorder: running')
+        return board
+
+    def test_boot_variables_through_the_flash_driver(self):
+        board = self.start('direct')
+        self.run_on(board, 'boardctl env set service "on duty"')
+        self.assertEqual(['on duty'], self.run_on(board, 'boardctl env get service'))
+        variables = environment(board.cut_power(), self.BLOCK, self.SIZE)
+        self.assertEqual({'bootdelay': '1', 'baudrate': '115200', 'xuart': '0', 'xapp': '1',
+                          'service': 'on duty'}, variables)
+
+    def test_power_cut_inside_a_save(self):
+        for moment in ('flash: erase 00030000', 'flash: write 00030000'):
+            with self.subTest(moment):
+                board = self.board('direct', options=['slow=300'])
+                board.boot()
+                board.wait('recorder: running')
+                board.shell('(boardctl env set service lost &)')
+                board.wait(moment)
+                image = board.cut_power()
+                others = image[:self.BLOCK]
+                board.boot(image)
+                board.wait('xapp = ')  # an empty list, an old or a new one: the launcher copes
+                names = board.shell('boardctl env list --json')
+                self.assertEqual('status 0', names[-1], names)
+                self.run_on(board, 'boardctl env set xapp 1')
+                self.assertEqual(['1'], self.run_on(board, 'boardctl env get xapp'))
+                self.assertEqual(others, board.cut_power()[:self.BLOCK])
+
+    def test_network(self):
+        board = self.start('direct')
+        self.run_on(board, 'boardctl net set eth0 10.0.2.20 255.255.255.0 10.0.2.2')
+        self.assertIn('inet addr:10.0.2.20  Bcast:10.0.2.255  Mask:255.255.255.0',
+                      ' '.join(self.run_on(board, 'ifconfig eth0')))
+        routes = self.run_on(board, 'route -n')
+        self.assertTrue(any(re.match(r'0\.0\.0\.0 +10\.0\.2\.2 .*eth0', line) for line in routes))
+        self.assertEqual(['HOSTIP = 10.0.2.20'],
+                         self.run_on(board, 'grep HOSTIP /opt/sav/Config/network'))
+        for state, link in ((False, 'down'), (True, 'up')):
+            board.qmp('set_link', name='eth0', up=state)
+            for _ in range(50):
+                shown = json.loads(''.join(self.run_on(board, 'boardctl net show --json')))[0]
+                if shown['link'] == link:
+                    break
+                time.sleep(0.1)
+            self.assertEqual(link, shown['link'])
+        # After the link is there the announcement goes out on the wire.
+        self.run_on(board, 'boardctl net set eth0 10.0.2.21 255.255.255.0')
+        board.off()
+        with open(os.path.join(self.folder, 'frames.pcap'), 'rb') as file:
+            frames = file.read()
+        mac, address = bytes.fromhex('00005e005301'), bytes([10, 0, 2, 21])
+        arp = (b'\xff' * 6 + mac + bytes.fromhex('08060001080006040002') + mac + address +
+               bytes(6) + address + bytes(18))
+        self.assertIn(arp, frames)
+
+    def test_watchdog_fed_and_stopped(self):
+        board = self.start('supervised')
+        state = '/sys/class/watchdog/watchdog0/state'
+        timeout = '/sys/class/watchdog/watchdog0/timeout'
+        if 'status 0' in board.shell('test -e ' + state):
+            self.assertEqual(['active'], self.run_on(board, 'cat ' + state))
+            self.assertEqual(['180'], self.run_on(board, 'cat ' + timeout))
+        board.act('key press 2')
+        board.wait('recorder: hands control back')
+        board.wait('begin to read Frontboard')
+        self.run_on(board, 'boardctl watchdog feed 1')  # it was closed, and stops again
+        if 'status 0' in board.shell('test -e ' + state):
+            self.assertEqual(['inactive'], self.run_on(board, 'cat ' + state))
+
+    def test_disks_in_todays_sysfs(self):
+        board = self.start_with_stick()
+        disks = json.loads(''.join(self.run_on(board, 'boardctl disks --json')))
+        self.assertEqual([('sda', 'internal', 1953525168, 1), ('sdb', 'external', 15654912, 1)],
+                         [(disk['device'], disk['class'], disk['sectors'], disk['partitions'])
+                          for disk in disks])
+
+    def start_with_stick(self):
+        board = self.board('service-stick')
+        board.boot()
+        board.wait('start: /opt/app/Quillon')
+        board.wait('gpio: 5,5 = 0')
+        return board
+
+    def test_the_stick_is_pulled_while_the_application_prints(self):
+        board = self.start_with_stick()
+        board.act('stick pull stick')
+        time.sleep(3)
+        self.assertIn('status 0', board.shell('pidof Quillon'))
+
+    def test_clock_is_kept_over_a_reset(self):
+        board = self.start('direct')
+        self.run_on(board, 'boardctl clock set 2031-02-28 23:59:58')
+        board.qmp('system_reset')
+        board.wait('power: on, boot 2')
+        board.wait('recorder: running')
+        shown = json.loads(''.join(self.run_on(board, 'boardctl clock get --json')))
+        self.assertEqual('2031-03-01 00:00', shown['time'][:16])
+
+    def test_serial_port(self):
+        board = self.start('direct')
+        link = board.links['uart1']
+        link.settimeout(10)
+        for baud in (1200, 9600, 115200):
+            self.run_on(board, 'boardctl uart send 1 %d 0x41 0xff 0x0a' % baud)
+            data = b''
+            while len(data) < 3:
+                data += link.recv(3 - len(data))
+            self.assertEqual(b'A\xff\n', data)
+            self.assertIn('speed %d baud' % baud,
+                          ' '.join(self.run_on(board, 'stty -F /dev/ttyAMA1')))
+
+
+class UnfedWatchdogTest(BoardTest):
+    def test_the_board_restarts(self):
+        board = self.board('supervised')
+        board.boot()
+        board.wait('recorder: running')
+        self.run_on(board, 'killall -STOP Vantor')
+        board.wait('power: on, boot 2', seconds=200)
+
+
+if __name__ == '__main__':
+    unittest.main()
