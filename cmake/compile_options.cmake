@@ -27,3 +27,4 @@ add_library(product_options INTERFACE)
 target_compile_options(product_options INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>
   -ffunction-sections -fdata-sections)
+target_link_options(product_options INTERFACE -Wl,--gc-sections)

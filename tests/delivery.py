@@ -1,6 +1,6 @@
-"""Checks of the program as it is delivered: usage: delivery.py SENTREL LIBVBOARD.
+"""Checks of the programs as they are delivered: usage: delivery.py LIBVBOARD PROGRAM...
 
-It needs the C library and nothing else at run time, and every function that it takes from the C
+They need the C library and nothing else at run time, and every function that they take from the C
 library is one that the virtual board stands in front of, or one that cannot reach the machine.
 """
 import re
@@ -17,6 +17,9 @@ HARMLESS = """
     strtoul strtoull vprintf lseek64 fork getpid
     cfmakeraw cfsetispeed cfsetospeed
     pthread_create pthread_mutex_lock pthread_mutex_unlock pthread_tryjoin_np
+    __ctype_b_loc fprintf fputc inet_addr perror putc rewind stderr strchr vfprintf tmpfile
+    fdopen fileno tmpfile64
+    __daylight daylight localtime_r mktime timegm times tzset sigaction sigemptyset
 """.split()
 
 
@@ -30,15 +33,19 @@ def symbols(path, defined):
     return found
 
 
-def main(sentrel, libvboard):
-    dynamic = subprocess.run(["readelf", "-d", sentrel], check=True, capture_output=True, text=True).stdout
+def check(program, libvboard):
+    dynamic = subprocess.run(["readelf", "-d", program], check=True, capture_output=True, text=True).stdout
     needed = re.findall(r"\(NEEDED\).*\[(.*)\]", dynamic)
-    bypassing = symbols(sentrel, False) - symbols(libvboard, True) - set(HARMLESS)
+    bypassing = symbols(program, False) - symbols(libvboard, True) - set(HARMLESS)
     if needed != ["libc.so.6"]:
-        print("sentrel needs more than the C library:", *needed)
+        print(program, "needs more than the C library:", *needed)
     if bypassing:
-        print("sentrel takes from the C library what the virtual board does not know:", *sorted(bypassing))
+        print(program, "takes from the C library what the virtual board does not know:", *sorted(bypassing))
     return needed != ["libc.so.6"] or bool(bypassing)
+
+
+def main(libvboard, *programs):
+    return any([check(program, libvboard) for program in programs])
 
 
 if __name__ == "__main__":

@@ -1,7 +1,6 @@
 // The settings store: its files, the clock chip's memory and the factory's values, and what is
 // left of them when one or the other is lost.
 #include <errno.h>
-#include <stdio.h>
 #include <string.h>
 
 #include <filesystem>
@@ -16,7 +15,6 @@ namespace {
 using std::string_literals::operator""s;
 
 constexpr const char *kFiles[] = {"/opt/sav/Config/network", "/opt/sav/Config/network1"};
-constexpr const char *kBus = "/dev/gpioi2c";
 
 // One setting from each place it can come from.
 struct Setting {
@@ -80,10 +78,8 @@ class SettingsTest : public test::BoardTest {
   static void LoseFile(int interface) {
     std::filesystem::remove(vboard::RootPath(kFiles[interface]));
   }
-  // Empty also where there is none.
   static std::string File(int interface) {
-    const std::string path = vboard::RootPath(kFiles[interface]);
-    return std::filesystem::exists(path) ? vboard::ReadFile(path) : "";
+    return vboard::ReadFile(vboard::RootPath(kFiles[interface]));
   }
 
   // Both leave the bus open.
@@ -139,7 +135,6 @@ TEST_F(SettingsTest, WrongArgumentsAreReportedAndTouchNothing) {
       {[&] { return NetWorkSaveAttributes("eth0", 5, "1"); }, kInvalid},
       {[&] { return NetWorkSaveAttributes("eth3", HOSTIP, "1"); }, unknown + kInvalid},
       {[&] { return NetWorkSaveAttributes("eth2", HOSTIP, "1"); }, unsupported},
-      {[&] { return NetWorkSaveAttributes("lo", HOSTIP, "1"); }, At(169, "Unsupport lo\n")},
       {[&] { return NetWorkGetConfigFileName("eth2", a, 32); }, unsupported},
       {[&] { return NetWorkGetConfigFileName("eth0", a, 23); }, tooShort},
       {[&] { return NetWorkGetConfigFileName("eth1", a, 24); }, tooShort},
@@ -256,64 +251,64 @@ TEST_F(SettingsTest, WhatDhcpGaveComesFirst) {
   }
 }
 
-enum FileState { kHasIt, kHasOthers, kMissing };
-
-// A way to lose the chip's memory, and what reading a setting prints that the file does not have.
+// A way to lose the chip's memory, and what reading a setting then gives without the file.
 struct Loss {
   const char *name;
   std::string chip;
   unsigned failingRead;  // 0: none
   bool open, usable;
-  std::string eth0, eth1;  // the result, then what is printed
+  std::string outcomes[2];  // eth0, eth1
 };
 
 const std::string kFlag = "0 NetWorkGetFromCmos flag = 5b\n";
 const std::string kFailed = "0 LIBDVR :  Read from I2c failed\n";
 const std::string kClosed = "LIBDVR : I2cRead : Invalid parma\n";
+const std::string kThreeWrites = kWriteClosed + kWriteClosed + kWriteClosed;
 const Loss kLosses[] = {
-    {"none", kChip, 0, true, true, "0 ", "0 "},
-    {"flag wrong", kNotValid, 0, true, false, kFlag, kFlag},
-    {"flag unreadable", kChip, 1, true, false, kFailed, kFailed},
-    {"value unreadable", kChip, 2, true, false, kFailed, kFailed},
-    {"bus closed", kChip, 0, false, false,
-     "-1 " + kClosed + kWriteClosed + kWriteClosed + kWriteClosed + kWriteClosed + kWriteClosed +
-         kWriteClosed,
-     "0 " + kClosed},
+    {"none", kChip, 0, true, true, {"0 ", "0 "}},
+    {"flag wrong", kNotValid, 0, true, false, {kFlag, kFlag}},
+    {"flag unreadable", kChip, 1, true, false, {kFailed, kFailed}},
+    {"value unreadable", kChip, 2, true, false, {kFailed, kFailed}},
+    {"closed",
+     kChip,
+     0,
+     false,
+     false,
+     {"-1 " + kClosed + kThreeWrites + kThreeWrites, "0 " + kClosed}},
 };
 
 TEST_F(SettingsTest, FileAndChipLostInEveryCombination) {
-  const auto check = [](const Loss &loss, FileState state, int interface, const Setting &setting) {
+  const auto check = [](const Loss &loss, bool fileLost, int interface, const Setting &setting) {
     const std::string line = std::string(setting.key) + " = ";
-    const std::string before = state == kMissing ? "" : "OTHER = 1\n";
     SetChip(loss.chip);
-    SetFile(interface, state == kHasIt ? before + line + setting.inFile + "\n" : before);
-    if (state == kMissing) LoseFile(interface);
+    SetFile(interface, line + setting.inFile + "\n");
+    if (fileLost) LoseFile(interface);
+    if (fileLost && loss.failingRead > 0) {
+      vboard::PlanFault("ioctl", "/dev/gpioi2c", EIO, loss.failingRead, false);
+    }
     if (!loss.open) I2cClose();
-    const bool asks = state != kHasIt, stores = asks && !loss.usable && interface == 0;
-    if (asks && loss.failingRead > 0)
-      vboard::PlanFault("ioctl", kBus, EIO, loss.failingRead, false);
-
-    const std::string kept = loss.usable ? setting.inChip : setting.factory[interface];
-    EXPECT_EQ(
-        asks ? kept + " " + (interface == 0 ? loss.eth0 : loss.eth1) : setting.inFile + " 0 "s,
-        Get(interface == 0 ? "eth0" : "eth1", setting.type));
-    // What was lost is repaired; but the factory's values of eth1 are stored nowhere.
-    std::string after = before;
-    if (!asks) after += line + setting.inFile + "\n";
-    if (asks && loss.usable) after += line + setting.inChip + "\n";
-    if (stores) after += kFactoryFile;
-    EXPECT_EQ(after, File(interface));
-    EXPECT_EQ(stores && loss.open ? kFactoryChip : loss.chip, Chip());
+    std::string expected = setting.inFile + " 0 "s;
+    std::string file = line + setting.inFile + "\n", chip = loss.chip;
+    if (fileLost && loss.usable) {
+      expected = setting.inChip + (" " + loss.outcomes[interface]);
+      file = line + setting.inChip + "\n";
+    } else if (fileLost) {
+      expected = setting.factory[interface] + (" " + loss.outcomes[interface]);
+      file = interface == 0 ? kFactoryFile : "";
+      if (interface == 0 && loss.open) chip = kFactoryChip;
+    }
+    EXPECT_EQ(expected, Get(interface == 0 ? "eth0" : "eth1", setting.type));
+    EXPECT_EQ(file, File(interface));
+    EXPECT_EQ(chip, Chip());
   };
   for (const Loss &loss : kLosses) {
-    for (const FileState state : {kHasIt, kHasOthers, kMissing}) {
-      for (const int interface : {0, 1}) {
-        for (const Setting &setting : kSettings) {
-          SCOPED_TRACE(testing::Message() << loss.name << ", file " << state << ", eth"
-                                          << interface << " " << setting.key);
-          check(loss, state, interface, setting);
-        }
-      }
+    for (int i = 0; i < 20; ++i) {
+      const bool fileLost = i % 2 != 0;
+      const int interface = i / 2 % 2;
+      const Setting &setting = kSettings[i / 4];
+      SCOPED_TRACE(loss.name + (fileLost ? ", no file, eth"s : ", eth"s) +
+                   std::to_string(interface) + " " + setting.key);
+      check(loss, fileLost, interface, setting);
     }
   }
 }
@@ -321,11 +316,10 @@ TEST_F(SettingsTest, FileAndChipLostInEveryCombination) {
 TEST_F(SettingsTest, WhatCannotBeRepairedIsTold) {
   // The chip takes all but the first address.
   SetChip(kNotValid);
-  vboard::PlanFault("ioctl", kBus, EIO, 2, false);
+  vboard::PlanFault("ioctl", "/dev/gpioi2c", EIO, 2, false);
   EXPECT_EQ("255.255.255.0 -1 NetWorkGetFromCmos flag = 5b\nLIBDVR : i2c write failed\n",
             Get("eth0", SUBMASK));
   EXPECT_EQ(std::string(kFactoryChip).replace(1, 4, kChip.substr(1, 4)), Chip());
-  EXPECT_EQ(kFactoryFile, File(0));
   // A value that does not fit is none.
   SetChip(kChip);
   SetFile(0, "HOSTIP = 255.255.255.2555\n");
@@ -339,22 +333,21 @@ TEST_F(SettingsTest, WhatCannotBeRepairedIsTold) {
 
 TEST_F(SettingsTest, TheChipKeepsTheSettingsThroughAPowerCycle) {
   EXPECT_EQ(0, NetWorkSaveAttributes("eth0", HOSTIP, "10.0.0.5"));
-  const auto show = [](const char *battery) {
-    vboard::Act(std::string("clock battery ") + battery);
+  for (const bool flat : {false, true}) {
+    if (flat) vboard::Act("clock battery flat");
     LoseFile(0);
     I2cClose();
     vboard::PowerOn();
-    I2cOpen();
+    test::Printed(I2cOpen);
     char address[16], netmask[16], gateway[16];
-    EXPECT_EQ(0, NetWorkGetEth0Address(address, sizeof address, netmask, sizeof netmask));
+    EXPECT_EQ(flat ? "0 NetWorkGetFromCmos flag = ff\n" : "0 ", Call([&] {
+                return NetWorkGetEth0Address(address, sizeof address, netmask, sizeof netmask);
+              }));
     EXPECT_EQ(0, NetWorkGetDefaultGateway("eth0", gateway, sizeof gateway));
-    printf("%s %s %s\n", address, netmask, gateway);
-  };
-  EXPECT_THAT(test::Printed([&] { show("new"); }),
-              testing::EndsWith("\n10.0.0.5 255.240.0.0 172.16.0.1\n"));
-  EXPECT_THAT(test::Printed([&] { show("flat"); }),
-              testing::EndsWith(
-                  "\nNetWorkGetFromCmos flag = ff\n192.168.1.88 255.255.255.0 192.168.1.1\n"));
+    EXPECT_STREQ(flat ? "192.168.1.88" : "10.0.0.5", address);
+    EXPECT_STREQ(flat ? "255.255.255.0" : "255.240.0.0", netmask);
+    EXPECT_STREQ(flat ? "192.168.1.1" : "172.16.0.1", gateway);
+  }
 }
 
 }  // namespace

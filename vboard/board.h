@@ -54,7 +54,7 @@ struct Shared {
   uint64_t magic;  // tells a board from any other file
   uint32_t size;
   pthread_mutex_t lock;
-  std::atomic<uint32_t> speed;       // board seconds a real second
+  std::atomic<uint32_t> speed;         // board seconds a real second
   std::atomic<int64_t> lifetime;       // nanoseconds, at the moment that follows
   std::atomic<int64_t> lifetimeSince;  // monotonic clock, nanoseconds
   std::atomic<int64_t> powerOnTime;    // lifetime, nanoseconds

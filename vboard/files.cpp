@@ -75,10 +75,9 @@ bool BoardPath(std::string_view place, std::span<char> path) {
   std::string_view above = "/root";
   if (place.starts_with(kDisks)) {
     place.remove_prefix(kDisks.size());
-    const auto *mount =
-        std::find_if(std::begin(State().mounts), std::end(State().mounts), [&](const Mount &one) {
-          return one.point[0] != '\0' && IsBelow(place, one.content);
-        });
+    const auto *mount = std::find_if(
+        std::begin(State().mounts), std::end(State().mounts),
+        [&](const Mount &one) { return one.point[0] != '\0' && IsBelow(place, one.content); });
     if (mount == std::end(State().mounts)) return false;
     point = mount->point;
     above = mount->content;
