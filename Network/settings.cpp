@@ -248,7 +248,7 @@ int32_t NetWorkGetAttributes(const char *interfaceName, int32_t type, char *buff
   const Dhcp dhcp = ReadDhcpState(path);
   if (dhcp == Dhcp::kNoAddress) puts("LIBDVR : Cann't get by DHCP");
   if (dhcp == Dhcp::kHasAddress) {
-    // Without an address from DHCP the file's own is not asked for.
+    // A value that DHCP did not give is not looked for among the file's own, on purpose.
     if (GetFromDhcp(path, *setting, buffer)) return 0;
   } else {
     if (NetWorkGetKeyNameFromType(type, key, sizeof key) != 0) {

@@ -7,6 +7,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <span>
 
@@ -140,12 +141,15 @@ int32_t KernelMinutesWest() {
   return kernelZone.tz_minuteswest;
 }
 
-// Prints as SystemShowWeekday does.
-void ShowWeekday(int64_t time) {
-  const int64_t local = time + CapturedOffset(time);
-  const int64_t days = local / kSecondsPerDay;
-  const auto second = static_cast<int32_t>(local % kSecondsPerDay);
-  auto year = static_cast<int32_t>(1970 + days / 366);
+// Prints what SystemShowWeekday does: the system clock, which not everybody may set.
+void ShowWeekday() {
+  timespec now = {};
+  clock_gettime(CLOCK_REALTIME, &now);
+  // West of Greenwich the clock may still be in 1969 after a start.
+  const int64_t local = std::max(int64_t{now.tv_sec} + CapturedOffset(now.tv_sec), -kSecondsPerDay);
+  const int64_t days = (local + kSecondsPerDay) / kSecondsPerDay - 1;
+  const auto second = static_cast<int32_t>(local - days * kSecondsPerDay);
+  auto year = static_cast<int32_t>(1969 + days / 366);
   while (clock_chip::DaysSince1970(year + 1, 0, 1) <= days) ++year;
   int32_t month = 0;
   while (month < 11 && clock_chip::DaysSince1970(year, month + 1, 1) <= days) ++month;
@@ -168,7 +172,7 @@ void Synchronise() {
   const int64_t time = ChipTime(registers) - zone.standardOffset + KernelMinutesWest() * 60;
   const timespec clock = {static_cast<time_t>(time), 0};
   clock_settime(CLOCK_REALTIME, &clock);
-  ShowWeekday(time);
+  ShowWeekday();
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/syscall.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -31,6 +32,7 @@ constexpr int kBus = 900;  // a descriptor that nobody else has
 std::atomic<uint8_t> registers[256];
 std::atomic<int64_t> clockSetTo{-1};
 std::atomic<int> clockSettings{0};
+std::atomic<bool> clockRefuses{false};  // and is in 1970
 
 }  // namespace
 
@@ -62,7 +64,15 @@ int ioctl(int fd, unsigned long request, ...) noexcept {
 int clock_settime(clockid_t, const timespec *time) noexcept {
   clockSetTo = time->tv_sec;
   ++clockSettings;
-  return 0;
+  return clockRefuses ? -1 : 0;
+}
+
+int clock_gettime(clockid_t clock, timespec *time) noexcept {
+  if (clock == CLOCK_REALTIME && clockSetTo >= 0) {
+    *time = {clockRefuses ? 5 : clockSetTo.load(), 0};
+    return 0;
+  }
+  return static_cast<int>(syscall(SYS_clock_gettime, clock, time));
 }
 
 }  // extern "C"
@@ -187,6 +197,14 @@ TEST(ClockSignalTest, AnythingInTheRegistersIsSomeDate) {
     if (expected[i] >= "LIBDVR : 21") continue;
     EXPECT_EQ(expected[i], lines[i]);
   }
+}
+
+TEST(ClockSignalTest, AClockThatMayNotBeSetIsShownAsItIs) {
+  Output output;
+  UseZone("EST5EDT,M3.2.0,M11.1.0");
+  clockRefuses = true;
+  I2cpCallBack(SIGALRM);
+  EXPECT_EQ(ExpectedLine(5), output.End().back());
 }
 
 // Prints, allocates and converts times as an application would.

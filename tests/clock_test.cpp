@@ -122,6 +122,34 @@ TEST_F(ClockTest, OpeningSetsTheSystemClockOnceAndStartsTheTimer) {
             }));
 }
 
+TEST_F(ClockTest, TheKernelsTimeZoneIsAdded) {
+  Start("time = \"2026-11-16 06:48:14\"\nminutes_west = -60");
+  EXPECT_EQ("LIBDVR : 2026-11-16, today is weekday 1 time:5:48:14\n", Printed([] { I2cOpen(); }));
+}
+
+// The board's chip itself: every second, on its own.
+TEST_F(ClockTest, TheChipCounts) {
+  struct {
+    const char *time;
+    int64_t seconds;
+    std::vector<uint8_t> registers;
+  } const rows[] = {
+      {"2026-11-16 06:48:14", 1, {0x15, 0x48, 0x06, 0x02, 0x16, 0x11, 0x26}},
+      {"2028-02-28 23:59:58", 2, {0x00, 0x00, 0x00, 0x03, 0x29, 0x02, 0x28}},
+      {"2027-02-28 23:59:58", 2, {0x00, 0x00, 0x00, 0x02, 0x01, 0x03, 0x27}},
+      {"2026-11-21 12:00:00", 86'400, {0x00, 0x00, 0x12, 0x01, 0x22, 0x11, 0x26}},
+      {"2099-12-31 23:00:00", 3'600, {0x00, 0x00, 0x00, 0x06, 0x01, 0x01, 0x00}},
+  };
+  for (const auto &row : rows) {
+    SCOPED_TRACE(row.time);
+    Start("time = \"" + std::string(row.time) + "\"");
+    Printed([] { I2cOpen(); });
+    vboard::State().lifetime += row.seconds * 1'000'000'000;
+    EXPECT_EQ(row.registers, Registers(0xd0, 0, 7));
+    I2cClose();
+  }
+}
+
 TEST_F(ClockTest, ATimerThatDoesNotStartIsReportedOnly) {
   Start();
   vboard::PlanFault("setitimer", "", EINVAL, 1, false);

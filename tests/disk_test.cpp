@@ -324,4 +324,38 @@ TEST_F(DiskTest, LauncherCapturesOnTheServiceStick) {
   }
 }
 
+// The first start of a board: the launcher does not open the clock chip's bus, so that the
+// factory's values only reach the file.
+TEST_F(DiskTest, ServiceLogWithoutStoredSettings) {
+  std::string board =
+      test::SmallBoard(0x800000000004, 0,
+                       "[programs]\n\"/sbin/sentrel\" = \"sentrel\"\n"
+                       "\"/opt/app/Quillon\" = \"standalone\"\n" +
+                           Disk("stick", 1, "letter = \"a\"\nvendor = \"Generic\"\n"));
+  board.replace(board.find("xuart = \"0\""), 11, "xuart = \"1\"");
+  const std::string file = Folder() + "/board.toml", folder = Folder() + "/first";
+  vboard::WriteFile(file,
+                    "start = [\"/sbin/sentrel\", \"/opt/app/Quillon\"]\n"
+                    "scenario = [\"wait start: /opt/app/Quillon\"]\n" +
+                        board);
+  vboard::Machine machine(vboard::MakeBoard(file, folder, PROGRAMS_FOLDER));
+  machine.Start();
+  machine.Play(60);
+  machine.Stop();
+  std::string console = ConsoleFromTheStickOn(machine);
+  const std::string missing = "* missing: /opt/sav/Config/network\n";
+  for (size_t at; (at = console.find(missing)) != std::string::npos;) {
+    console.erase(at, missing.size());
+  }
+  const std::string write = "LIBDVR : I2cWrite : Invalid parma\n";
+  EXPECT_EQ(Mounted("/dev/sda") + "LIBDVR : I2cRead : Invalid parma\n" + write + write + write +
+                write + write + write +
+                "LIBDVR : FILE -> Network/network.c, LINE -> 649: Get default ip failed\n"
+                "Utils : Get Ip Or Netmask Failed\n* unmount: /share\n" +
+                Mounted("/dev/sda") + kStart,
+            console);
+  EXPECT_THAT(vboard::ReadFile(folder + "/disks/scsi-stick/printf.txt"),
+              testing::StartsWith("ip = 192.168.1.88, netmask = , gateway = 192.168.1.1\n"));
+}
+
 }  // namespace

@@ -95,9 +95,9 @@ void Attach(const std::string &folder) {
 }
 
 void Detach() {
+  ThisProcess().attached = false;  // first, for the calls of a signal handler that comes now
   if (ThisProcess().state != nullptr) real::unmap(ThisProcess().state, StateSize());
   ThisProcess().state = nullptr;
-  ThisProcess().attached = false;
 }
 
 bool Attached() {

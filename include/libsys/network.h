@@ -54,11 +54,11 @@ int32_t NetWorkSaveAttributes(const char *interfaceName, int32_t type, const cha
 
 /* Copies one setting, at most 15 characters, into a buffer of at least 16 bytes: the value that
  * DHCP gave, while the application says in the file that DHCP is in use (USEDHCP) and has an
- * address (DHCPHAVEIP); else the one in the file; else, for either interface, the one in the clock
- * chip's memory, which then goes into the file; else the factory's, which on eth0 then goes into
- * file and memory with all the others. A priority or work mode out of the clock chip's memory is
- * always the one character 0xda. Returns 0, or -1 with a message; when only the storing of the
- * factory's values fails, the buffer is filled nevertheless. */
+ * address (DHCPHAVEIP), otherwise the one in the file; where that is missing, for either interface,
+ * the one in the clock chip's memory, which then goes into the file; else the factory's, which on
+ * eth0 then goes into file and memory with all the others. A priority or work mode out of the
+ * clock chip's memory is always the one character 0xda. Returns 0, or -1 with a message; when only
+ * the storing of the factory's values fails, the buffer is filled nevertheless. */
 int32_t NetWorkGetAttributes(const char *interfaceName, int32_t type, char *buffer, int32_t length);
 
 /* The address and the netmask of an interface, as NetWorkGetAttributes. Returns 0, or -1 with a
