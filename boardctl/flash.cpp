@@ -2,6 +2,7 @@
 #include "libsys/flash.h"
 
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 
 #include <algorithm>
@@ -11,8 +12,6 @@
 #include "libsys/boot.h"
 
 namespace {
-
-constexpr uint32_t kPiece = 4096;
 
 void ShowEntry(const char *entry, void *) {
   const char *value = strchr(entry, '=');
@@ -33,16 +32,26 @@ const MtdPartition *FindPartition(const char *name) {
   return FlashFindPartition(quoted);
 }
 
-int CopyPartition(const MtdPartition &partition, FILE *file) {
-  uint8_t piece[kPiece];
-  for (uint32_t done = 0; done < partition.size; done += kPiece) {
-    const uint32_t count = std::min(kPiece, partition.size - done);
-    if (FlashSelect(partition.start) != 0 || FlashRead(piece, partition.start + done, count) != 0) {
+// The flash is read from the start of a sector only.
+int CopySectors(const MtdPartition &partition, FILE *file, uint8_t *buffer, uint32_t sector) {
+  for (uint32_t done = 0; done < partition.size; done += sector) {
+    const uint32_t count = std::min(sector, partition.size - done);
+    if (FlashRead(buffer, partition.start + done, count) != 0) {
       return Failure("cannot read the flash at 0x%08x", partition.start + done);
     }
-    if (fwrite(piece, 1, count, file) != count) return Failure("cannot write the file");
+    if (fwrite(buffer, 1, count, file) != count) return Failure("cannot write the file");
   }
   return fflush(file) == 0 ? kDone : Failure("cannot write the file");
+}
+
+int CopyPartition(const MtdPartition &partition, FILE *file) {
+  uint32_t sector = 0;
+  FlashGetSectorSize(&sector);
+  auto *buffer = static_cast<uint8_t *>(malloc(sector));
+  if (sector == 0 || buffer == nullptr) return Failure("there is no memory for a sector");
+  const int status = CopySectors(partition, file, buffer, sector);
+  free(buffer);
+  return status;
 }
 
 }  // namespace
