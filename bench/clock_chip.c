@@ -2,8 +2,8 @@
  * memory answers, with valid settings or with none. The PC's own clock is left alone. */
 #include <stdint.h>
 #include <stdlib.h>
-#include <time.h>
 #include <sys/syscall.h>
+#include <time.h>
 #include <unistd.h>
 
 int clock_settime(clockid_t clock, const struct timespec *time) {
