@@ -130,8 +130,8 @@ int64_t ChipTime(const uint8_t (&registers)[7]) {
   const int32_t hour = FromBcd(registers[2], 3), day = FromBcd(registers[4], 3);
   const int32_t month = FromBcd(registers[5], 1) - 1;
   const int32_t year = kFirstYear + FromBcd(registers[6], 0xf);
-  return clock_chip::DaysSince1970(year, month, day) * kSecondsPerDay + hour * 3600 + minute * 60 +
-         second;
+  return clock_chip::DaysSince1970(year, month, day) * kSecondsPerDay + int64_t{hour} * 3600 +
+         int64_t{minute} * 60 + second;
 }
 
 // glibc's own gettimeofday no longer tells the kernel's time zone.
@@ -169,7 +169,8 @@ void Synchronise() {
     Line().Add("LIBDVR : I2cpCallBack : I2cRead failed").Print();
     return;
   }
-  const int64_t time = ChipTime(registers) - zone.standardOffset + KernelMinutesWest() * 60;
+  const int64_t time =
+      ChipTime(registers) - zone.standardOffset + int64_t{KernelMinutesWest()} * 60;
   const timespec clock = {static_cast<time_t>(time), 0};
   clock_settime(CLOCK_REALTIME, &clock);
   ShowWeekday();

@@ -44,11 +44,11 @@ TEST_F(VboardTest, BoardPathsNeverReachTheMachine) {
     const char *path;
     bool there;
   } const rows[] = {
-      {"/proc/mtd", true},      {"/proc/vss/bootpara", true},
-      {"/dev/mtd2", true},      {"/dev/mtd3", false},
-      {"/dev/watchdog", false}, {"/dev/sda", false},
-      {"/opt/nothing", false},  {"/dev/null", true},
-      {"/etc/passwd", true},    {"/var/Vantor", false},
+      {"/proc/mtd", true},     {"/proc/vss/bootpara", true},
+      {"/dev/mtd2", true},     {"/dev/mtd3", false},
+      {"/dev/watchdog", true}, {"/dev/sda", false},
+      {"/opt/nothing", false}, {"/dev/null", true},
+      {"/etc/passwd", true},   {"/var/Vantor", false},
       {"/tool", true},
   };
   for (const auto &[path, there] : rows) {

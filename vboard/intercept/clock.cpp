@@ -61,17 +61,17 @@ int settimeofday(const timeval *time, const struct timezone *zone) noexcept {
 // caller gave, as the C library does.
 [[gnu::no_sanitize("address")]] long syscall(long number, ...) noexcept {
   NEXT(syscall);
-  long words[6];
+  void *words[6];
   va_list arguments;
   va_start(arguments, number);
-  for (long &word : words) word = va_arg(arguments, long);
+  for (void *&word : words) word = va_arg(arguments, void *);
   va_end(arguments);
   if (number != SYS_gettimeofday || !vboard::Attached()) {
     return next(number, words[0], words[1], words[2], words[3], words[4], words[5]);
   }
-  auto *zone = reinterpret_cast<struct timezone *>(words[1]);
+  auto *zone = static_cast<struct timezone *>(words[1]);
   if (zone != nullptr) *zone = {vboard::State().minutesWest, 0};
-  auto *time = reinterpret_cast<timeval *>(words[0]);
+  auto *time = static_cast<timeval *>(words[0]);
   return time == nullptr ? 0 : gettimeofday(time, nullptr);
 }
 
