@@ -46,7 +46,7 @@ TEST_F(VboardTest, BoardPathsNeverReachTheMachine) {
   } const rows[] = {
       {"/proc/mtd", true},     {"/proc/vss/bootpara", true},
       {"/dev/mtd2", true},     {"/dev/mtd3", false},
-      {"/dev/watchdog", true}, {"/dev/sda", false},
+      {"/dev/sr0", false},     {"/dev/sda", false},
       {"/opt/nothing", false}, {"/dev/null", true},
       {"/etc/passwd", true},   {"/var/Vantor", false},
       {"/tool", true},
