@@ -1,0 +1,80 @@
+"""Measures the ARM programs on the emulated board: usage arm.py, from the project's folder after
+./run --arm. The times are the emulator's; what counts is one beside the other."""
+import os
+import re
+import subprocess
+import sys
+import tempfile
+
+ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+sys.path.insert(0, os.path.join(ROOT, 'armboard'))
+import board as armboard  # noqa: E402
+
+SCRIPT = '''#!/bin/sh
+variables=$(dd if=/dev/mtd0 bs=65536 skip=3 2>/dev/null | tr '\\0' '\\n' | grep -aE '^(xuart|xapp)=')
+partition=$(grep '"config"' /proc/mtd | cut -d: -f1)
+umount /opt/sav
+mount -t jffs2 -o sync /dev/mtdblock${partition#mtd} /opt/sav
+cat /opt/sav/Log/Log >/dev/null
+case $variables in *xapp=1*) exec /board/bin/nothing ;; esac
+'''
+
+
+def stripped(path):
+    with tempfile.NamedTemporaryFile() as file:
+        subprocess.run(['arm-linux-gnueabi-strip', '-o', file.name, path], check=True)
+        return os.path.getsize(file.name)
+
+
+def number(board, command):
+    lines = board.shell(command, seconds=120)
+    assert lines[-1] == 'status 0', (command, lines)
+    return int(re.search(r'\d+', ' '.join(lines[:-1])).group())
+
+
+def compile_static(folder, name, source):
+    path = os.path.join(folder, name)
+    subprocess.run(['arm-linux-gnueabihf-gcc', '-Os', '-static', '-s', '-x', 'c', '-o', path, source],
+                   check=True)
+    return path
+
+
+def main():
+    for preset in ('arm', 'armhf', 'arm-musl', 'armhf-musl'):
+        sizes = [stripped(os.path.join(ROOT, 'build', preset, 'bin', name))
+                 for name in ('sentrel', 'boardctl')]
+        print('%-11s sentrel %6.1f KiB, boardctl %6.1f KiB' %
+              (preset, sizes[0] / 1024, sizes[1] / 1024))
+    print('busybox     %6.1f KiB' % (os.path.getsize(armboard.STATIC + '/root/bin/busybox') / 1024))
+    with tempfile.TemporaryDirectory() as folder:
+        nothing = os.path.join(folder, 'nothing.c')
+        with open(nothing, 'w') as file:
+            file.write('int main(void) { return 0; }\n')
+        script = os.path.join(folder, 'script')
+        with open(script, 'w') as file:
+            file.write(SCRIPT)
+        os.chmod(script, 0o755)
+        tools = [compile_static(folder, 'nothing', nothing), script,
+                 compile_static(folder, 'processor_time',
+                                os.path.join(ROOT, 'bench/processor_time.c'))]
+        programs = os.path.join(ROOT, 'build/armhf-musl/bin')
+        with armboard.Board('supervised', folder + '/a', programs, tools=tools) as board:
+            board.boot()
+            board.wait('recorder: running')
+            print('supervising launcher: %d KiB private memory' % number(
+                board, "awk '/^Private/ { sum += $2 } END { print sum }' "
+                "/proc/$(pidof sentrel | cut -d' ' -f1)/smaps"))
+        with armboard.Board('direct', folder + '/b', programs, tools=tools) as board:
+            board.boot()
+            board.wait('recorder: running')
+            board.shell('killall Quillon')
+            launcher = number(board, 'processor_time 30 /sbin/sentrel /board/bin/nothing')
+            shell = number(board, 'processor_time 30 /board/bin/script')
+            print('start to application: launcher %d us, shell script %d us of processor time' %
+                  (launcher, shell))
+            print('boardctl env get xapp: %d us, env set: %d us' %
+                  (number(board, 'processor_time 10 /board/bin/boardctl env get xapp'),
+                   number(board, 'processor_time 5 /board/bin/boardctl env set service on')))
+
+
+main()
