@@ -33,11 +33,13 @@ def lines_of(rows):
 
 class Board:
     """The folder holds everything of the board; programs is the folder of its programs. Options are
-    parameters of the kernel module, tools further programs that the board gets."""
+    parameters of the kernel module, tools further programs that the board gets, files further
+    files by their place on it."""
 
-    def __init__(self, name, folder, programs, options=(), tools=(), show=None):
+    def __init__(self, name, folder, programs, options=(), tools=(), files=None, show=None):
         self.folder, self.programs, self.options = folder, programs, list(options)
         self.tools = [os.path.join(programs, 'boardctl'), *tools]
+        self.files = files or {}
         self.show = show
         path = os.path.join(ROOT, 'boards', name + '.toml')
         self.made = os.path.join(folder, 'made')
@@ -109,6 +111,9 @@ class Board:
             shutil.copy(os.path.join(self.programs, program), target)
         for tool in self.tools:
             shutil.copy(tool, os.path.join(tree, 'board/bin'))
+        for target, source in self.files.items():
+            os.makedirs(os.path.dirname(tree + target), exist_ok=True)
+            shutil.copy(source, tree + target)
         disks = self.description.get('scsi', {}).get('disk', [])
         for name, text in (('hardware', self.hardware()), ('disks', str(len(disks))),
                            ('start', ' '.join(self.description['start']))):

@@ -39,6 +39,38 @@ def compile_static(folder, name, source):
     return path
 
 
+def debian_tool(folder):
+    """Debian's own tool for such blocks, with the libraries that it needs."""
+    root = os.path.join(armboard.STATIC, 'root')
+    libraries = 'lib/arm-linux-gnueabihf/'
+    files = {'/lib/ld-linux-armhf.so.3': libraries + 'ld-linux-armhf.so.3',
+             '/lib/libc.so.6': libraries + 'libc.so.6', '/lib/libz.so.1': libraries + 'libz.so.1',
+             '/lib/libubootenv.so.0': 'usr/' + libraries + 'libubootenv.so.0',
+             '/bin/fw_printenv': 'usr/bin/fw_printenv', '/bin/fw_setenv': 'usr/bin/fw_setenv'}
+    files = {target: os.path.join(root, source) for target, source in files.items()}
+    files['/etc/fw_env.config'] = os.path.join(folder, 'fw_env.config')
+    with open(files['/etc/fw_env.config'], 'w') as file:
+        file.write('/dev/mtd0 0x30000 0x10000 0x10000\n')
+    return files
+
+
+def compare_environment_tools(board):
+    for what, ours, theirs in (
+            ('get', '/board/bin/boardctl env get xapp', '/bin/fw_printenv xapp'),
+            ('set', '/board/bin/boardctl env set service on', '/bin/fw_setenv service off')):
+        for name, command in (('boardctl', ours), ("Debian's tool", theirs)):
+            # A variable is set once: Debian's tool leaves out what is there already.
+            runs = 5 if what == 'get' else 1
+            before = len(board.events)
+            micros = number(board, 'processor_time %d %s' % (runs, command))
+            flash = [event.split() for event in board.events[before:]
+                     if event.startswith('flash: ') and int(event.split()[2], 16) < 0x40000]
+            erased = sum(event[1] == 'erase' for event in flash)
+            written = sum(int(event[3]) for event in flash if event[1] == 'write')
+            print('boot variable %s, %-14s %6d us of processor time, %g sectors erased, '
+                  '%g bytes written' % (what, name + ':', micros, erased / runs, written / runs))
+
+
 def main():
     for preset in ('arm', 'armhf', 'arm-musl', 'armhf-musl'):
         sizes = [stripped(os.path.join(ROOT, 'build', preset, 'bin', name))
@@ -64,7 +96,8 @@ def main():
             print('supervising launcher: %d KiB private memory' % number(
                 board, "awk '/^Private/ { sum += $2 } END { print sum }' "
                 "/proc/$(pidof sentrel | cut -d' ' -f1)/smaps"))
-        with armboard.Board('direct', folder + '/b', programs, tools=tools) as board:
+        with armboard.Board('direct', folder + '/b', programs, tools=tools,
+                            files=debian_tool(folder)) as board:
             board.boot()
             board.wait('recorder: running')
             board.shell('killall Quillon')
@@ -72,9 +105,7 @@ def main():
             shell = number(board, 'processor_time 30 /board/bin/script')
             print('start to application: launcher %d us, shell script %d us of processor time' %
                   (launcher, shell))
-            print('boardctl env get xapp: %d us, env set: %d us' %
-                  (number(board, 'processor_time 10 /board/bin/boardctl env get xapp'),
-                   number(board, 'processor_time 5 /board/bin/boardctl env set service on')))
+            compare_environment_tools(board)
 
 
 main()

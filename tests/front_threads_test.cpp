@@ -188,7 +188,7 @@ TEST_F(FrontThreadsTest, SignalsDoNotEndTheScanner) {
 
 constexpr const char *kMcuBoard =
     "summary = \"a board with a microcontroller\"\nspeed = 1000\n"
-    "identity.product = \"1004000000000050\"\nidentity.oem = 0\n";
+    "identity.product = \"1004000000000050\"\nidentity.oem = 0\nclock.fitted = false\n";
 constexpr const char *kPortIsOpen = "uart1: 9600 baud, 8 data bits, no parity, 1 stop bit";
 
 std::string Frame(size_t payload) {

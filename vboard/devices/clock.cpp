@@ -132,7 +132,7 @@ void Make(Section &section) {
   Clock().temperature = static_cast<uint8_t>(section.Number("temperature", 42, 0, 255));
   Clock().batteryFlat = section.Flag("battery_flat", false);
   State().minutesWest = static_cast<int32_t>(section.Number("minutes_west", 0, -840, 720));
-  WriteFile(RootPath("/dev/gpioi2c"), "");
+  if (section.Flag("fitted", true)) WriteFile(RootPath("/dev/gpioi2c"), "");
 }
 
 // Nothing has kept the chip alive.
