@@ -237,7 +237,7 @@ class Board:
         """Pulls the plug."""
         if self.qemu is not None:
             self.qemu.kill()
-            self.qemu.wait()
+            self.qemu.communicate()
             self.qemu = None
         for link in self.links.values():
             link.close()

@@ -27,3 +27,10 @@ Cflags: -I${includedir}
 Libs: -L${libdir} -lsys -pthread
 ]])
 install(FILES ${PROJECT_BINARY_DIR}/libsys.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# The release archive: cmake --build --preset PRESET --target package.
+cmake_path(GET PROJECT_BINARY_DIR FILENAME preset)
+set(CPACK_GENERATOR TGZ)
+set(CPACK_PACKAGE_FILE_NAME ${PROJECT_NAME}-${PROJECT_VERSION}-${preset})
+set(CPACK_STRIP_FILES ON)
+include(CPack)

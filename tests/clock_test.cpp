@@ -216,6 +216,9 @@ TEST_F(ClockTest, MemoryAndTemperature) {
 }
 
 TEST_F(ClockTest, TheBatteryKeepsTimeAndMemoryOverAPowerCycle) {
+  // Fields that are no digits only add up to an odd date, the time of one in 1970 to 2038 where
+  // the C library's count is too short.
+  const char *const odd = sizeof(time_t) > 4 ? "LIBDVR : 2167-2-15," : "LIBDVR : 2031-1-9,";
   for (const bool flat : {false, true}) {
     SCOPED_TRACE(flat);
     Start("time = \"2030-12-31 23:59:59\"");
@@ -226,8 +229,7 @@ TEST_F(ClockTest, TheBatteryKeepsTimeAndMemoryOverAPowerCycle) {
     vboard::PowerOn();
     EXPECT_EQ(flat ? 0xff : 0x5a, Registers(0xd0, 60, 1)[0]);
     const std::string line = Printed([] { I2cpCallBack(0); });
-    // Fields that are no digits only add up to an odd date.
-    EXPECT_THAT(line, testing::StartsWith(flat ? "LIBDVR : 2167-2-15," : "LIBDVR : 203"));
+    EXPECT_THAT(line, testing::StartsWith(flat ? odd : "LIBDVR : 203"));
     I2cClose();
   }
 }
