@@ -37,12 +37,29 @@ struct OffsetChange {
 };
 
 struct {
-  int32_t standardOffset = 0;
+  std::array<int32_t, kYears> standardOffsets = {};  // of each year, in seconds
   int32_t firstOffset = 0;
   // Two changes a year, where the zone has daylight saving.
   std::array<OffsetChange, 2 * kYears + 2> changes;
   size_t changeCount = 0;
 } zone;
+
+// A zone may have had other offsets in other years, 1970 for one, where a board's clock starts.
+void CaptureStandardTime() {
+  for (int32_t year = 0; year < kYears; ++year) {
+    tm local = {};
+    local.tm_year = kFirstYear + year - 1900;
+    local.tm_mday = 1;
+    tm utc = local;
+    zone.standardOffsets[static_cast<size_t>(year)] =
+        static_cast<int32_t>(timegm(&utc) - mktime(&local));
+  }
+}
+
+int32_t StandardOffset(int64_t year) {
+  const int64_t index = std::clamp<int64_t>(year - kFirstYear, 0, kYears - 1);
+  return zone.standardOffsets[static_cast<size_t>(index)];
+}
 
 int32_t OffsetAt(int64_t time) {
   const auto when = static_cast<time_t>(time);
@@ -77,6 +94,8 @@ void CaptureDaylightSaving() {
 }
 
 int32_t CapturedOffset(int64_t time) {
+  constexpr int64_t kMeanYear = 31'556'952;  // seconds
+  if (zone.changeCount == 0) return StandardOffset(1970 + time / kMeanYear);
   int32_t offset = zone.firstOffset;
   for (const OffsetChange &change : std::span(zone.changes).first(zone.changeCount)) {
     if (time < change.time) break;
@@ -125,13 +144,14 @@ int32_t FromBcd(uint8_t value, uint8_t tensMask) {
   return (value & 0x0f) + (value >> 4 & tensMask) * 10;
 }
 
+// What mktime makes of it in standard time.
 int64_t ChipTime(const uint8_t (&registers)[7]) {
   const int32_t second = FromBcd(registers[0], 7), minute = FromBcd(registers[1], 7);
   const int32_t hour = FromBcd(registers[2], 3), day = FromBcd(registers[4], 3);
   const int32_t month = FromBcd(registers[5], 1) - 1;
   const int32_t year = kFirstYear + FromBcd(registers[6], 0xf);
   return clock_chip::DaysSince1970(year, month, day) * kSecondsPerDay + int64_t{hour} * 3600 +
-         int64_t{minute} * 60 + second;
+         int64_t{minute} * 60 + second - StandardOffset(year);
 }
 
 // glibc's own gettimeofday no longer tells the kernel's time zone.
@@ -169,8 +189,7 @@ void Synchronise() {
     Line().Add("LIBDVR : I2cpCallBack : I2cRead failed").Print();
     return;
   }
-  const int64_t time =
-      ChipTime(registers) - zone.standardOffset + int64_t{KernelMinutesWest()} * 60;
+  const int64_t time = ChipTime(registers) + int64_t{KernelMinutesWest()} * 60;
   const timespec clock = {static_cast<time_t>(time), 0};
   clock_settime(CLOCK_REALTIME, &clock);
   ShowWeekday();
@@ -182,14 +201,8 @@ namespace clock_chip {
 
 void CaptureTimeZone() {
   tzset();
-  const time_t now = time(nullptr);
-  tm local = {};
-  localtime_r(&now, &local);
-  local.tm_isdst = 0;
-  tm utc = local;
-  zone.standardOffset = static_cast<int32_t>(timegm(&utc) - mktime(&local));
-  zone.firstOffset = zone.standardOffset;
   zone.changeCount = 0;
+  CaptureStandardTime();
   if (daylight != 0) CaptureDaylightSaving();
 }
 

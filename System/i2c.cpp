@@ -61,8 +61,8 @@ int32_t I2cOpen() {
     printf("LIBDVR : open %s failed!!!!\n", kDevice);
     return -1;
   }
+  clock_chip::CaptureTimeZone();  // before the timer's signal, if it still comes, finds the chip
   state.descriptor = opened;
-  clock_chip::CaptureTimeZone();
   // The synchronisation writes past stdio: nothing may wait there, now and later.
   fflush(stdout);
   setvbuf(stdout, nullptr, _IOLBF, 0);

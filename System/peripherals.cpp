@@ -115,8 +115,8 @@ int32_t BeepOnMcu(uint32_t milliseconds) {
 
 int32_t Switch(Line line, bool on) {
   const int32_t result = GpioWrite(line.group, line.bit, on);
-  // What the print returned is the result, on purpose.
-  return result != 0 ? puts("Test : SystemBeep failed") : 0;
+  // What the print returned is the result, on purpose; what puts returns is the C library's choice.
+  return result != 0 ? printf("Test : SystemBeep failed\n") : 0;
 }
 
 }  // namespace

@@ -38,10 +38,11 @@ std::span<const Command> Commands();
 // names the argument, for anything else.
 bool Number(const char *word, const char *name, uint32_t most, uint32_t *number);
 
-// All words from the first on as bytes; none or more than fit the buffer is refused the same way.
+// All words from the first on as bytes; more than fit the buffer are refused the same way.
 bool Bytes(const Arguments &arguments, size_t first, std::span<uint8_t> buffer, size_t *count);
 
-// What the board is: the words that other modules go by are set from then on.
+// What the board is: the words that other modules go by are set from then on. This also sets the
+// system clock from the clock chip.
 void StartLibrary();
 
 // The commands, in the files that the comments name.

@@ -15,13 +15,27 @@ namespace {
 
 void ShowEntry(const char *entry, void *) {
   const char *value = strchr(entry, '=');
-  char name[64];
   if (value == nullptr) return;
-  snprintf(name, sizeof name, "%.*s", static_cast<int>(value - entry), entry);
+  char *name = strndup(entry, static_cast<size_t>(value - entry));
   output::BeginRecord();
-  output::Text("name", name);
+  output::Text("name", name != nullptr ? name : "");
   output::Text("value", value + 1);
   output::EndRecord();
+  free(name);
+}
+
+struct Search {
+  const char *name;
+  bool found;
+};
+
+// Of any length.
+void ShowIfWanted(const char *entry, void *context) {
+  auto *search = static_cast<Search *>(context);
+  const size_t length = strlen(search->name);
+  if (search->found || strncmp(entry, search->name, length) != 0 || entry[length] != '=') return;
+  search->found = true;
+  output::Single(search->name, entry + length + 1);
 }
 
 // /proc/mtd prints the names in quotes; people need not type them.
@@ -48,7 +62,8 @@ int CopyPartition(const MtdPartition &partition, FILE *file) {
   uint32_t sector = 0;
   FlashGetSectorSize(&sector);
   auto *buffer = static_cast<uint8_t *>(malloc(sector));
-  if (sector == 0 || buffer == nullptr) return Failure("there is no memory for a sector");
+  if (sector == 0) return Failure("the flash does not tell the size of its sectors");
+  if (buffer == nullptr) return Failure("there is no memory for a sector");
   const int status = CopySectors(partition, file, buffer, sector);
   free(buffer);
   return status;
@@ -57,13 +72,9 @@ int CopyPartition(const MtdPartition &partition, FILE *file) {
 }  // namespace
 
 int EnvGet(const Arguments &arguments) {
-  char value[512];
-  if (BootEnvGet(arguments[0], value, sizeof value - 1) != 0) {
-    return Failure("there is no boot variable '%s'", arguments[0]);
-  }
-  value[sizeof value - 1] = '\0';
-  output::Single(arguments[0], value);
-  return kDone;
+  Search search = {arguments[0], false};
+  BootEnvForEach(ShowIfWanted, &search);
+  return search.found ? kDone : Failure("there is no boot variable '%s'", arguments[0]);
 }
 
 int EnvSet(const Arguments &arguments) {
@@ -132,6 +143,7 @@ int FlashErasePartition(const Arguments &arguments) {
   }
   uint32_t sector = 0;
   FlashGetSectorSize(&sector);
+  if (sector == 0) return Failure("the flash does not tell the size of its sectors");
   const uint32_t start = partition->start, size = partition->size;
   for (uint32_t done = 0; done < size; done += sector) {
     if (FlashErase(start + done) != 0) return Failure("cannot erase 0x%08x", start + done);

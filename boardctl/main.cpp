@@ -32,10 +32,11 @@ constexpr std::array kCommands = {
     Command{"gpio set", "GROUP BIT LEVEL", "make a line an output and drive it", GpioSet},
     Command{"mem read", "ADDRESS [COUNT]", "show 32-bit words of physical memory", MemRead},
     Command{"mem write", "ADDRESS VALUE", "write a 32-bit word of physical memory", MemWrite},
-    Command{"uart send", "PORT BAUD BYTE...", "send bytes to a serial port", UartSend},
-    Command{"uart listen", "PORT BAUD [COUNT]", "show the bytes that a serial port receives",
-            UartListen},
-    Command{"key", "[COUNT]", "show key events of the front panel as they come", Key},
+    Command{"uart send", "PORT BAUD BYTE...", "send bytes to serial port 1, 2 or 3", UartSend},
+    Command{"uart listen", "PORT BAUD [COUNT]",
+            "show the bytes that a serial port receives, so many or all", UartListen},
+    Command{"key", "[COUNT]", "show key events of the front panel as they come, so many or all",
+            Key},
     Command{"led", "CODE STATE", "switch a front-panel LED, 0x09 to 0x0e, on (1) or off (0)", Led},
     Command{"beep", "[MILLISECONDS]", "sound the buzzer, 100 ms or a multiple of 50", Beep},
     Command{"fan", "STATE", "switch the fan on (1) or off (0)", Fan},
@@ -47,10 +48,10 @@ constexpr std::array kCommands = {
     Command{"temp", "", "show the temperature", Temperature},
     Command{"net show", "", "show the network interfaces and their settings", NetShow},
     Command{"net set", "INTERFACE ADDRESS NETMASK [GATEWAY]",
-            "set and store an interface's addresses", NetSet},
+            "set and store the addresses of eth0 or eth1", NetSet},
     Command{"disks", "", "show disks and sticks", Disks},
-    Command{"watchdog feed", "SECONDS", "start the watchdog, feed it every second, stop it",
-            WatchdogFeed},
+    Command{"watchdog feed", "SECONDS",
+            "start the watchdog, feed it every second, stop it; so does Ctrl-C", WatchdogFeed},
     Command{"watchdog reboot", "", "reboot the board through the watchdog", WatchdogReboot},
     Command{"status", "", "show load, memory, temperature, time and link", ShowStatus},
 };
@@ -63,9 +64,15 @@ constexpr std::array kOptions = {
     Option{"--json", "show the result as JSON"},
     Option{"--force", "do what is refused otherwise"},
     Option{"--verbose", "show the library's messages as they come, not only after a failure"},
-    Option{"--help", "show what there is, or what a command takes"},
+    Option{"--help", "show what there is, or what a command takes; also -h"},
     Option{"--man", "print the manual page"},
 };
+
+constexpr const char *kNotes =
+    "Numbers are decimal, or hexadecimal with 0x. After a failure the messages of the library are "
+    "on standard error.\nCommands that go by the board's identity, its clock chip or its settings "
+    "start the library as an application does: the system clock then follows the clock chip.";
+constexpr const char *kExitStatus = "0 done, 1 failed, 2 wrong usage.";
 
 const Command *current = nullptr;
 
@@ -75,20 +82,35 @@ void PrintCommand(FILE *file, const Command &command) {
   fprintf(file, "  %-44s %s\n", line, command.help);
 }
 
-bool BeginsWith(const char *name, const char *word) {
-  const size_t length = strlen(word);
-  return strncmp(name, word, length) == 0 && (name[length] == ' ' || name[length] == '\0');
+int NoSuchCommand() {
+  fprintf(stderr, "boardctl: there is no such command; boardctl --help names them\n");
+  return kUsage;
 }
 
-// All commands, or those whose name begins with the word.
-void PrintHelp(FILE *file, const char *word) {
+void PrintHelp(FILE *file) {
   fprintf(file, "usage: boardctl [OPTION...] COMMAND [ARGUMENT...]\n\nCommands:\n");
-  for (const Command &command : kCommands) {
-    if (word == nullptr || BeginsWith(command.name, word)) PrintCommand(file, command);
-  }
+  for (const Command &command : kCommands) PrintCommand(file, command);
   fprintf(file, "\nOptions:\n");
   for (const Option &option : kOptions) fprintf(file, "  %-44s %s\n", option.name, option.help);
-  fprintf(file, "\nExit status: 0 done, 1 failed, 2 wrong usage.\n");
+  fprintf(file, "\n%s\n\nExit status: %s\n", kNotes, kExitStatus);
+}
+
+// Of the commands whose name begins with the word.
+int PrintGroupHelp(const char *word) {
+  const size_t length = strlen(word);
+  bool any = false;
+  for (const Command &command : kCommands) {
+    if (strncmp(command.name, word, length) != 0 || command.name[length] != ' ') continue;
+    if (!any) printf("Commands:\n");
+    PrintCommand(stdout, command);
+    any = true;
+  }
+  return any ? kDone : NoSuchCommand();
+}
+
+int PrintCommandHelp(const Command &command) {
+  printf("usage: boardctl [OPTION...] %s %s\n%s\n", command.name, command.arguments, command.help);
+  return kDone;
 }
 
 // A line that begins with a dot or holds a backslash would be one of the formatter's own; no
@@ -101,9 +123,7 @@ void PrintManual() {
   }
   printf(".SH OPTIONS\n");
   for (const Option &option : kOptions) printf(".TP\n\\fB\\%s\\fR\n%s\n", option.name, option.help);
-  printf(".SH NOTES\nNumbers are decimal, or hexadecimal with 0x. ");
-  printf("After a failure the messages of the library are on standard error.\n");
-  printf(".SH \"EXIT STATUS\"\n0 done, 1 failed, 2 wrong usage.\n");
+  printf(".SH NOTES\n%s\n.SH \"EXIT STATUS\"\n%s\n", kNotes, kExitStatus);
 }
 
 // The command that the words begin with, and how many of them are its name.
@@ -156,8 +176,10 @@ bool Parse(int argc, char **argv, CommandLine *line) {
       optionsEnded = true;
     } else if (!optionsEnded && flag != std::end(flags)) {
       *flag->flag = true;
-    } else if (line->count == line->words.size() ||
-               (!optionsEnded && strncmp(word, "--", 2) == 0)) {
+    } else if (line->count == line->words.size()) {
+      fprintf(stderr, "boardctl: too many words\n");
+      return false;
+    } else if (!optionsEnded && strncmp(word, "--", 2) == 0) {
       fprintf(stderr, "boardctl: '%s' is no option; boardctl --help names them\n", word);
       return false;
     } else {
@@ -172,7 +194,8 @@ int RunCommand(const Command &command, const Arguments &arguments, const Command
   if (!Fits(command.arguments, arguments.size())) return UsageError("wrong number of arguments");
   output::Start(line.json, line.verbose);
   DvrReadBootParameters();  // where the boot variables lie depends on them
-  const int status = command.run(arguments);
+  int status = command.run(arguments);
+  if (status == kDone && !output::Finish()) status = Failure("the output cannot be written");
   if (status != kDone) output::ShowMessages();
   return status;
 }
@@ -238,15 +261,15 @@ int main(int argc, char **argv) {
     PrintManual();
     return kDone;
   }
-  if (line.help || line.count == 0) {
-    PrintHelp(line.help ? stdout : stderr, line.count > 0 ? line.words[0] : nullptr);
+  if (line.count == 0) {
+    PrintHelp(line.help ? stdout : stderr);
     return line.help ? kDone : kUsage;
   }
   size_t nameLength = 0;
   const std::span<const char *const> words = std::span(line.words).first(line.count);
   const Command *command = Find(words, &nameLength);
-  if (command != nullptr)
-    return RunCommand(*command, {words.subspan(nameLength), line.force}, line);
-  fprintf(stderr, "boardctl: there is no such command; boardctl --help names them\n");
-  return kUsage;
+  if (line.help && command == nullptr && line.count == 1) return PrintGroupHelp(line.words[0]);
+  if (command == nullptr) return NoSuchCommand();
+  if (line.help) return PrintCommandHelp(*command);
+  return RunCommand(*command, {words.subspan(nameLength), line.force}, line);
 }

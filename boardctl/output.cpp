@@ -1,6 +1,7 @@
 #include "boardctl/output.h"
 
 #include <inttypes.h>
+#include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
 
@@ -14,9 +15,12 @@ struct {
   bool inList = false;
   bool firstRecord = true;
   bool firstValue = true;
-  // The table's lines while their record is being built.
+  // The table's lines while their record is being built: the heading of names, which are short,
+  // and the values, which may be of any length.
   char heading[256] = {};
-  char row[512] = {};
+  FILE *rowStream = nullptr;
+  char *row = nullptr;
+  size_t rowLength = 0;
 } state;
 
 constexpr int kColumn = 14;
@@ -36,14 +40,14 @@ void PrintJsonText(const char *text) {
   putc('"', state.stream);
 }
 
-template <size_t N>
-void AddColumn(char (&line)[N], const char *text) {
-  const size_t length = strlen(line);
-  snprintf(line + length, N - length, "%-*s ", kColumn, text);
+void AddColumn(const char *name, const char *text) {
+  const size_t length = strlen(state.heading);
+  snprintf(state.heading + length, sizeof state.heading - length, "%-*s ", kColumn, name);
+  if (state.rowStream != nullptr) fprintf(state.rowStream, "%-*s ", kColumn, text);
 }
 
 // Without the blanks at its end.
-void PrintLine(char *line) {
+void PrintLine(const char *line) {
   size_t length = strlen(line);
   while (length > 0 && line[length - 1] == ' ') --length;
   fprintf(state.stream, "%.*s\n", static_cast<int>(length), line);
@@ -60,8 +64,7 @@ void Value(const char *name, const char *text, bool quoted) {
       fprintf(state.stream, "%s", text);
     }
   } else if (state.inList) {
-    AddColumn(state.heading, name);
-    AddColumn(state.row, text);
+    AddColumn(name, text);
   } else {
     fprintf(state.stream, "%-*s %s\n", kColumn, name, text);
   }
@@ -86,6 +89,10 @@ void ShowMessages() {
   for (int c = getc(state.messages); c != EOF; c = getc(state.messages)) putc(c, stderr);
 }
 
+bool Finish() {
+  return fflush(state.stream) == 0 && ferror(state.stream) == 0;
+}
+
 FILE *Stream() {
   return state.stream;
 }
@@ -103,16 +110,19 @@ void EndList() {
 
 void BeginRecord() {
   state.firstValue = true;
-  state.heading[0] = state.row[0] = '\0';
+  state.heading[0] = '\0';
+  if (!state.json && state.inList) state.rowStream = open_memstream(&state.row, &state.rowLength);
   if (state.json) fprintf(state.stream, "%s{", state.inList && !state.firstRecord ? ",\n " : "");
 }
 
 void EndRecord() {
   if (state.json) {
     fprintf(state.stream, "}%s", state.inList ? "" : "\n");
-  } else if (state.inList) {
+  } else if (state.inList && state.rowStream != nullptr) {
+    fclose(state.rowStream);
     if (state.firstRecord) PrintLine(state.heading);
     PrintLine(state.row);
+    free(state.row);
   }
   state.firstRecord = false;
 }

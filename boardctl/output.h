@@ -13,6 +13,9 @@ void Start(bool json, bool verbose);
 // Shows the messages set aside, on standard error.
 void ShowMessages();
 
+// False when not all of the output could be written.
+bool Finish();
+
 // Where the command's own output goes; lines are flushed as they end.
 FILE *Stream();
 

@@ -11,13 +11,18 @@
 
 namespace {
 
-constexpr uint32_t kPorts = 4;
+// Port 0 is the console's, on which the person may be.
+constexpr uint32_t kFirstPort = 1, kLastPort = 3;
 
 // The port, open and set to 8 data bits, no parity, one stop bit.
 bool OpenPort(const Arguments &arguments, uint32_t *port, int *status) {
   uint32_t baud = 0;
   *status = kUsage;
-  if (!Number(arguments[0], "PORT", kPorts - 1, port)) return false;
+  if (!Number(arguments[0], "PORT", kLastPort, port)) return false;
+  if (*port < kFirstPort) {
+    UsageError("PORT is %u to %u", kFirstPort, kLastPort);
+    return false;
+  }
   if (!Number(arguments[1], "BAUD", 115'200, &baud)) return false;
   const UartAttribute attribute = {baud, 8, 0, 1};
   if (UartDeviceOpen(*port) == 0 && UartSetAttribute(*port, &attribute) == 0) return true;
@@ -89,7 +94,11 @@ int Led(const Arguments &arguments) {
   StartLibrary();
   if (FrontboardInit() != 0) return Failure("the front panel does not answer");
   const uint8_t led[4] = {0xff, 0xdd, static_cast<uint8_t>(code), static_cast<uint8_t>(on)};
-  return FrontboardWrite(led, sizeof led) >= 0 ? kDone : Failure("the front panel does not answer");
+  const int32_t written = FrontboardWrite(led, sizeof led);
+  if (written < 0) return Failure("the front panel does not answer");
+  // Some panels answer 0 for the first code with the LED set.
+  if (written == 0 && code != kFirst) return Failure("the front panel has no such LED");
+  return kDone;
 }
 
 int Beep(const Arguments &arguments) {
@@ -99,14 +108,20 @@ int Beep(const Arguments &arguments) {
   // Any other time would never end.
   if (milliseconds % kStep != 0) return UsageError("MILLISECONDS is a multiple of %u", kStep);
   StartLibrary();
+  // What the line's write returns, and what the microcontroller's.
+  constexpr int32_t kLine = 0, kFrame = 5;
   const int32_t result = SystemBeep(0, milliseconds);
-  const bool done = DvrGetBoardType() == 0 ? result > 0 : result == 0;
-  return done ? kDone : Failure("the buzzer cannot be switched");
+  return result == kLine || result == kFrame ? kDone : Failure("the buzzer cannot be switched");
 }
 
 int Fan(const Arguments &arguments) {
   uint32_t on = 0;
   if (!Number(arguments[0], "STATE", 1, &on)) return kUsage;
   StartLibrary();
-  return SystemFanControl(on) == 0 ? kDone : Failure("the fan cannot be switched");
+  if (DvrGetBoardType() != 0 && DvrGetProductType() != 4) {
+    return Failure("this board has no fan to switch");
+  }
+  if (SystemFanControl(on) != 0) return Failure("the fan cannot be switched");
+  output::ShowMessages();  // a line that fails is only reported
+  return kDone;
 }

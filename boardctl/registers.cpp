@@ -1,5 +1,7 @@
 // GPIO lines, physical memory, the clock chip and its memory, the temperature.
 #include <stdio.h>
+#include <string.h>
+#include <time.h>
 
 #include <array>
 
@@ -31,6 +33,25 @@ void ShowTime(const SystemTime &time) {
   output::Text("time", text);
   output::Number("weekday", time.weekday);
   output::EndRecord();
+}
+
+// A time that there is, written as it would be shown.
+bool ParseTime(const char *date, const char *hour, SystemTime *time) {
+  tm fields = {};
+  if (sscanf(date, "%4d-%2d-%2d", &fields.tm_year, &fields.tm_mon, &fields.tm_mday) != 3 ||
+      sscanf(hour, "%2d:%2d:%2d", &fields.tm_hour, &fields.tm_min, &fields.tm_sec) != 3) {
+    return false;
+  }
+  fields.tm_year -= 1900;
+  fields.tm_mon -= 1;
+  timegm(&fields);
+  char normal[2][16];
+  strftime(normal[0], sizeof normal[0], "%Y-%m-%d", &fields);
+  strftime(normal[1], sizeof normal[1], "%H:%M:%S", &fields);
+  *time = {fields.tm_year + 1900, fields.tm_mon + 1, fields.tm_mday, 0,
+           fields.tm_hour,        fields.tm_min,     fields.tm_sec};
+  return strcmp(normal[0], date) == 0 && strcmp(normal[1], hour) == 0 && time->year >= 2000 &&
+         time->year < 2100;
 }
 
 void ShowBytes(const char *name, uint32_t first, std::span<const uint8_t> bytes) {
@@ -138,16 +159,9 @@ int ClockGet(const Arguments &) {
 
 int ClockSet(const Arguments &arguments) {
   SystemTime time = {};
-  char end = 0;
-  const bool date =
-      sscanf(arguments[0], "%4d-%2d-%2d%c", &time.year, &time.month, &time.day, &end) == 3;
-  const bool day =
-      sscanf(arguments[1], "%2d:%2d:%2d%c", &time.hour, &time.minute, &time.second, &end) == 3;
-  const bool inRange = time.year >= 2000 && time.year < 2100 && time.month >= 1 &&
-                       time.month <= 12 && time.day >= 1 && time.day <= 31 && time.hour >= 0 &&
-                       time.hour < 24 && time.minute >= 0 && time.minute < 60 && time.second >= 0 &&
-                       time.second < 60;
-  if (!date || !day || !inRange) return UsageError("a time of the years 2000 to 2099");
+  if (!ParseTime(arguments[0], arguments[1], &time)) {
+    return UsageError("a time of the years 2000 to 2099");
+  }
   if (I2cOpen() != 0 || SystemSetCurrentTime(&time) != 0) return Failure("the clock cannot be set");
   return kDone;
 }

@@ -1,4 +1,6 @@
 // Network, disks, watchdog.
+#include <arpa/inet.h>
+#include <signal.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -14,6 +16,8 @@
 namespace {
 
 constexpr int32_t kTextSize = 16;
+
+volatile sig_atomic_t interrupted = 0;
 
 void ShowInterface(const char *name) {
   char mac[18] = "", text[kTextSize];
@@ -35,6 +39,35 @@ void ShowInterface(const char *name) {
   output::EndRecord();
 }
 
+bool IsAddress(const char *text) {
+  in_addr address;
+  if (inet_pton(AF_INET, text, &address) == 1) return true;
+  UsageError("'%s' is no address", text);
+  return false;
+}
+
+// Whether the interface's settings file holds what was set.
+bool IsStored(const char *name, int32_t type, const char *expected) {
+  char path[64], key[32], stored[kTextSize] = "";
+  return NetWorkGetConfigFileName(name, path, sizeof path) == 0 &&
+         NetWorkGetKeyNameFromType(type, key, sizeof key) == 0 &&
+         NetWorkReadKey(path, key, stored, sizeof stored) == 0 && strcmp(stored, expected) == 0;
+}
+
+// A write to the closed device fails where the board uses its watchdog, and is none elsewhere.
+bool UsesWatchdog() {
+  return WatchdogWrite("", 0) != 0;
+}
+
+// For so many seconds, or until a signal comes.
+bool Feed(uint32_t seconds) {
+  for (uint32_t second = 0; second < seconds && interrupted == 0; ++second) {
+    if (WatchdogKeepAlive() != 0) return false;
+    SystemSleepMsec(1000);
+  }
+  return true;
+}
+
 }  // namespace
 
 int NetShow(const Arguments &) {
@@ -50,17 +83,25 @@ int NetShow(const Arguments &) {
 
 int NetSet(const Arguments &arguments) {
   const char *name = arguments[0];
-  if (NetWorkCheckDevice(name) != 0) return UsageError("INTERFACE is eth0, eth1 or eth2");
+  const char *gateway = arguments.Or(3, nullptr);
+  if (strcmp(name, "eth0") != 0 && strcmp(name, "eth1") != 0) {
+    return UsageError("INTERFACE is eth0 or eth1");
+  }
+  for (size_t i = 1; i < arguments.size(); ++i) {
+    if (!IsAddress(arguments[i])) return kUsage;
+  }
   I2cOpen();
   if (NetWorkSetAddress(name, arguments[1], arguments[2], 1) != 0) {
     return Failure("%s does not take this address", name);
   }
-  if (arguments.size() < 4) return kDone;
-  if (NetWorkSetInterface(name, GATEWAYIP, arguments[3]) != 0) {
+  if (gateway != nullptr && NetWorkSetInterface(name, GATEWAYIP, gateway) != 0) {
     return Failure("%s does not take this gateway", name);
   }
-  NetWorkSaveAttributes(name, GATEWAYIP, arguments[3]);
-  return kDone;
+  if (gateway != nullptr) NetWorkSaveAttributes(name, GATEWAYIP, gateway);
+  const bool stored = IsStored(name, HOSTIP, arguments[1]) &&
+                      IsStored(name, SUBMASK, arguments[2]) &&
+                      (gateway == nullptr || IsStored(name, GATEWAYIP, gateway));
+  return stored ? kDone : Failure("this is set, but could not be stored");
 }
 
 int Disks(const Arguments &) {
@@ -87,15 +128,17 @@ int WatchdogFeed(const Arguments &arguments) {
   uint32_t seconds = 0;
   if (!Number(arguments[0], "SECONDS", UINT32_MAX, &seconds)) return kUsage;
   StartLibrary();
-  if (WatchdogStart() != 0) return Failure("the watchdog does not start");
-  for (uint32_t second = 0; second < seconds; ++second) {
-    if (WatchdogKeepAlive() != 0) return Failure("this board does not use its watchdog");
-    SystemSleepMsec(1000);
-  }
-  return WatchdogStop() == 0 ? kDone : Failure("the watchdog does not stop");
+  if (!UsesWatchdog()) return Failure("this board does not use its watchdog");
+  for (const int number : {SIGINT, SIGTERM}) signal(number, [](int) { interrupted = 1; });
+  const bool fed = WatchdogStart() == 0 && Feed(seconds);
+  // Whatever happened: a watchdog that nobody feeds would restart the board.
+  if (WatchdogStop() != 0) return Failure("the watchdog does not stop");
+  return fed ? kDone : Failure("the watchdog does not answer");
 }
 
 int WatchdogReboot(const Arguments &) {
   StartLibrary();
-  return WatchdogVendorCommand() == 0 ? kDone : Failure("the watchdog does not answer");
+  const bool used = UsesWatchdog();
+  if (WatchdogVendorCommand() != 0) return Failure("the watchdog does not answer");
+  return used ? kDone : Failure("this board does not use its watchdog");
 }

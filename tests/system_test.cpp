@@ -126,6 +126,58 @@ TEST_F(SystemTest, BeepIsExtendedWhileItRuns) {
   EXPECT_EQ("Test : SystemBeep failed\n", Printed([] { EXPECT_EQ(25, SystemBeep(0, 0)); }));
 }
 
+TEST_F(SystemTest, AnExtensionReplacesWhatIsLeft) {
+  Start(2);
+  vboard::SetSpeed(1);
+  SystemBeepExtend(0, 100);
+  const uint32_t begin = SystemGetMsec();
+  EXPECT_EQ(0, SystemBeep(0, 5000));
+  EXPECT_LT(SystemGetMsec() - begin, 2000U);
+}
+
+TEST_F(SystemTest, CommandsThatEndTheBoard) {
+  constexpr uint64_t kRawProductCode1 = 0x1000000000000004;
+  const struct {
+    uint64_t identifier;
+    uint32_t oem;
+    int32_t alarmBoard;
+    std::vector<std::string> reboot;
+    std::string powerOff;
+    int32_t rebooted;
+  } rows[] = {
+      {4, 0, 0, {"uart2: sent ff 05 00 00"}, "uart2: sent ff 09 00 00", 0},
+      {4, 8, 1, {"uart2: sent aa 01 00 00"}, "uart2: sent aa 02 00 00", 0},
+      {kRawProductCode1,
+       0,
+       0,
+       {"uart2: sent ff 05 00 00", "register: 0x20040c00 = 0x51", "register: 0x20040c01 = 0xe5",
+        "register: 0x20040c02 = 0xcc", "register: 0x20040c03 = 0x1a",
+        "register: 0x20040008 = 0x03"},
+       "uart2: sent ff 09 00 00",
+       1},
+  };
+  const std::string standby = "disk: sda command e3 0c 00 00";  // 12 times 5 seconds
+  for (const auto &row : rows) {
+    const test::Child child = test::InChild([&] {
+      Start(row.oem,
+            "[[scsi.disk]]\nname = \"recordings\"\nhost = 0\nletter = \"a\"\nsize = 1000\n",
+            row.identifier);
+      vboard::SetSpeed(1000);
+      FrontboardVariantB = row.alarmBoard;
+      FrontboardInit();
+      Events();
+      std::vector<std::string> reboot = {standby, "disk: sda flushed", "sleep: 2 s"};
+      reboot.insert(reboot.end(), row.reboot.begin(), row.reboot.end());
+      EXPECT_EQ(row.rebooted, SystemReboot());
+      EXPECT_EQ(reboot, Events());
+      EXPECT_EQ(4, SystemShutdown());
+      EXPECT_THAT(Events(), testing::ElementsAre(standby, "sleep: 2 s", row.powerOff));
+      return HasFailure() ? 1 : 0;
+    });
+    EXPECT_EQ(0, child.exitStatus) << child.printed;
+  }
+}
+
 TEST_F(SystemTest, SerialNumber) {
   Start(0);
   char text[33] = {};
@@ -207,8 +259,11 @@ TEST_F(SystemTest, WatchdogStatesAndFailures) {
     vboard::PlanFault(call, "/dev/watchdog", EIO, 1, false);
     return Printed([&] { EXPECT_EQ(-1, operation()); });
   };
+  Start(0);
+  EXPECT_EQ(-1, WatchdogKeepAlive());  // not started, and not in use on this board either
+  EXPECT_EQ(0, WatchdogStart());
   Start(2);
-  EXPECT_EQ(-1, WatchdogKeepAlive());  // not started
+  EXPECT_EQ(-1, WatchdogKeepAlive());
   EXPECT_EQ(0, WatchdogStop());
   EXPECT_EQ(message(106, "Open failed"), fails("open", WatchdogStart));
   EXPECT_EQ(message(113, "ioctl failed"), fails("ioctl", WatchdogStart));

@@ -17,8 +17,9 @@ extern "C" {
 
 // Opens the bus, sets the system clock from the clock chip, and goes on doing so every 60 seconds
 // with the interval timer of libsys/timer.h. Standard output becomes line buffered, because the
-// timer's signal writes lines of its own in between. The time zone counts as it is now. Returns
-// 0, at once when the bus is open; -1 with a message when the device does not open.
+// timer's signal writes lines of its own in between. The time zone counts as it is now. Not to be
+// called from several threads at once. Returns 0, at once when the bus is open; -1 with a message
+// when the device does not open.
 int32_t I2cOpen(void);
 
 // Closes the bus. The timer goes on; its readings fail with a message.
@@ -57,8 +58,9 @@ typedef struct SystemTime {
 int32_t SystemGetCurrentTime(SystemTime *time);
 
 // Sets the system clock and the clock chip to a local standard time. Fields beyond their range
-// carry over as with mktime(); the weekday is computed. Returns 0; -1 with a message when the time
-// is before 1970, the caller may not set the clock, or the chip cannot be written.
+// carry over as with mktime(); the weekday is computed. While daylight saving time is in force the
+// chip gets the time with the hour added, on purpose. Returns 0; -1 with a message when the time is
+// before 1970, the caller may not set the clock, or the chip cannot be written.
 int32_t SystemSetCurrentTime(const SystemTime *time);
 
 // Prints the local date, weekday and time. Returns 0.
@@ -93,7 +95,8 @@ int32_t SystemGetCaps(SystemCaps *caps);
 /* ---- Fan and buzzer -------------------------------------------------------------------- */
 
 // Both go to the front panel's microcontroller on boards of chip/board type 0 (serial port 1, the
-// frame McuFrame of libsys/frontboard.h), to a GPIO line on the others.
+// frame McuFrame of libsys/frontboard.h), to a GPIO line on the others. The buzzer of product types
+// 27 to 32, 40 to 43, 45 to 47 and 49 is on a GPIO line whatever their chip/board type.
 
 // Switches the fan by bit 0 of `on`; boards without a fan of their own take it as done. Returns 0;
 // -1 with a message when the serial port fails. A line that fails is only reported.
@@ -106,7 +109,8 @@ int32_t SystemFanControl(uint32_t on);
 int32_t SystemBeep(uint32_t flags, uint32_t milliseconds);
 
 // Lets the beep that runs in another thread go on for so many milliseconds from the moment it sees
-// this, at most 50 ms later; without one, the next beep does. 0 changes nothing.
+// this, at most 50 ms later; without one, the next beep does. 0 takes back a time that no beep has
+// seen yet.
 void SystemBeepExtend(uint32_t flags, uint32_t milliseconds);
 
 /* ---- Reboot, power off, exit ----------------------------------------------------------- */
