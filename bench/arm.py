@@ -55,20 +55,23 @@ def debian_tool(folder):
 
 
 def compare_environment_tools(board):
+    """A variable is set anew each time: Debian's tool leaves out what is there already."""
     for what, ours, theirs in (
             ('get', '/board/bin/boardctl env get xapp', '/bin/fw_printenv xapp'),
-            ('set', '/board/bin/boardctl env set service on', '/bin/fw_setenv service off')):
+            ('set', '/board/bin/boardctl env set service ours%d', '/bin/fw_setenv service theirs%d')):
         for name, command in (('boardctl', ours), ("Debian's tool", theirs)):
-            # A variable is set once: Debian's tool leaves out what is there already.
-            runs = 5 if what == 'get' else 1
+            value = (lambda i: command % i) if what == 'set' else (lambda i: command)
             before = len(board.events)
-            micros = number(board, 'processor_time %d %s' % (runs, command))
+            runs = 5
+            micros = sum(number(board, 'processor_time 1 ' + value(i)) for i in range(runs)) / runs
             flash = [event.split() for event in board.events[before:]
                      if event.startswith('flash: ') and int(event.split()[2], 16) < 0x40000]
             erased = sum(event[1] == 'erase' for event in flash)
             written = sum(int(event[3]) for event in flash if event[1] == 'write')
-            print('boot variable %s, %-14s %6d us of processor time, %g sectors erased, '
-                  '%g bytes written' % (what, name + ':', micros, erased / runs, written / runs))
+            calls = number(board, 'count_system_calls ' + value(runs))
+            print('boot variable %s, %-14s %6d us of processor time, %4d system calls, '
+                  '%g sectors erased, %g bytes written' %
+                  (what, name + ':', micros, calls, erased / runs, written / runs))
 
 
 def main():
@@ -86,9 +89,9 @@ def main():
         with open(script, 'w') as file:
             file.write(SCRIPT)
         os.chmod(script, 0o755)
-        tools = [compile_static(folder, 'nothing', nothing), script,
-                 compile_static(folder, 'processor_time',
-                                os.path.join(ROOT, 'bench/processor_time.c'))]
+        tools = [compile_static(folder, 'nothing', nothing), script]
+        tools += [compile_static(folder, name, os.path.join(ROOT, 'bench', name + '.c'))
+                  for name in ('processor_time', 'count_system_calls')]
         programs = os.path.join(ROOT, 'build/armhf-musl/bin')
         with armboard.Board('supervised', folder + '/a', programs, tools=tools) as board:
             board.boot()
