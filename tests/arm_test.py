@@ -236,7 +236,8 @@ class RealKernelTest(BoardTest):
         board = self.start('direct')
         link = board.links['uart1']
         link.settimeout(10)
-        for baud in (1200, 9600, 115200):
+        for baud in (50, 75, 110, 134, 150, 200, 300, 600, 1200, 1800, 2400, 4800, 9600, 19200, 38400,
+                     57600, 115200):
             self.run_on(board, 'boardctl uart send 1 %d 0x41 0xff 0x0a' % baud)
             data = b''
             while len(data) < 3:
