@@ -132,7 +132,7 @@ class Bench:
         with open(folder + '/board.toml', 'w') as file:
             file.write(description)
         self.act(['make', folder + '/board.toml'])
-        self.act(['exec', '/bin/mkdir', '-p', '/opt/sav/Config'])
+        os.makedirs(folder + '/board/root/opt/sav/Config')  # as if mounted
 
     def act(self, words):
         subprocess.run(self.vboard + words, check=True, capture_output=True)
