@@ -61,15 +61,12 @@ void WriteNameServer(OutputFile &file, const char *address) {
 // The scripts read this file with the shell, which expands PIDFILE, and would run what follows
 // a quote in the user's name.
 int32_t WritePppoeConf(const PppoeConfig &config) {
-  const int length = LineLength(config.user, sizeof config.user);
-  if (memchr(config.user, '\'', static_cast<size_t>(length)) != nullptr) {
-    puts("NetSetPPPoEConfig param error");
-    return -1;
-  }
+  constexpr network::Escape kInSingleQuotes = {"'", "'\\", "'"};
   OutputFile file(kPppoeConf);
   if (!file) return OpenFailed(kPppoeConf);
-  file.Print("ETH='%s'\nUSER='%.*s'\nPIDFILE=%s\n", "eth0", length, config.user,
-             "/var/run/`basename $CONFIG`-pppoe.pid");
+  file.Print("ETH='%s'\nUSER='", "eth0");
+  file.PrintEscaped(config.user, sizeof config.user, kInSingleQuotes);
+  file.Print("'\nPIDFILE=%s\n", "/var/run/`basename $CONFIG`-pppoe.pid");
   puts("/etc/pppoe-start");
   return 0;
 }

@@ -36,7 +36,7 @@ NetDeviceEntry EntryOf(const Name &name) {
   NetDeviceEntry entry = {};
   entry.wireless = strcmp(name.data(), "eth2") == 0;
   entry.selectable = entry.wireless == 1 || strcmp(name.data(), "eth0") == 0;
-  std::ranges::copy(name, entry.name);
+  snprintf(entry.name, sizeof entry.name, "%s", name.data());
   return entry;
 }
 

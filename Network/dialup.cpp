@@ -70,6 +70,9 @@ constexpr const char *kDisconnectScript =
     "''  \"+++ATH\"\n"
     "SAY  \"\\nGoodbay\\n\"\n";
 
+// pppd would take the word behind a blank for an option, and dial with it as it says.
+constexpr network::Escape kOption = {" '\"\\#", "\\", ""};
+
 template <size_t N>
 void CopyLine(char (&to)[N], const char *text, size_t size) {
   snprintf(to, N, "%.*s", LineLength(text, size), text);
@@ -92,11 +95,12 @@ bool WritePeers(const Wireless3gConfig &config) {
     return false;
   }
   file.Print("nodetach\nlock\n/dev/ttyUSB0\n115200\n");
-  file.Print("user  %.*s\n", LineLength(config.user, sizeof config.user), config.user);
-  file.Print("password  %.*s\n", LineLength(config.password, sizeof config.password),
-             config.password);
+  file.Print("user  ");
+  file.PrintEscaped(config.user, sizeof config.user, kOption);
+  file.Print("\npassword  ");
+  file.PrintEscaped(config.password, sizeof config.password, kOption);
   file.Print(
-      "crtscts\nshow-password\nusepeerdns\nnoauth\nnoipdefault\nnovj\nnovjccomp\nnoccp\n"
+      "\ncrtscts\nshow-password\nusepeerdns\nnoauth\nnoipdefault\nnovj\nnovjccomp\nnoccp\n"
       "defaultroute\nipcp-accept-local\nipcp-accept-remote\n"
       "connect '/sbin/chat -s -v -f /etc/ppp/peers/wcdma-chat-connect'\n"
       "disconnect '/sbin/chat -s -v -f /etc/ppp/peers/wcdma-chat-disconnect'\n");

@@ -125,10 +125,6 @@ int32_t ModeOf(const ethtool_cmd &settings) {
 
 int32_t NetGetLinkState(const char *interfaceName) {
   if (DvrGetBoardType() == 0) return LinkByShell();
-  if (interfaceName == nullptr) {
-    puts("LIBDVR : Invalid parameter");
-    return -1;
-  }
   if (const int32_t known = NetWorkCheckDevice(interfaceName); known < 0) return known;
   if (strcmp(interfaceName, "eth0") == 0) return WiredLink(interfaceName);
   if (strcmp(interfaceName, "eth2") == 0) return WirelessLink();

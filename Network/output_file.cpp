@@ -2,8 +2,11 @@
 
 #include <fcntl.h>
 #include <stdarg.h>
+#include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "Network/network_text.h"
 
 namespace network {
 namespace {
@@ -28,6 +31,14 @@ void OutputFile::Print(const char *format, ...) {
   va_start(arguments, format);
   vfprintf(file_, format, arguments);
   va_end(arguments);
+}
+
+void OutputFile::PrintEscaped(const char *field, size_t size, const Escape &escape) {
+  const int length = LineLength(field, size);
+  for (int i = 0; i < length; ++i) {
+    const bool special = strchr(escape.specials, field[i]) != nullptr;
+    Print("%s%c%s", special ? escape.before : "", field[i], special ? escape.after : "");
+  }
 }
 
 }  // namespace network

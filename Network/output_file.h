@@ -1,11 +1,19 @@
 // A text file for one of the system's daemons, made anew.
 #pragma once
 
+#include <stddef.h>
 #include <stdio.h>
 
 namespace network {
 
 enum class Readers { kAll, kOwner };
+
+// What the reader of a file takes as its own, and what goes around it so that it is the text's.
+struct Escape {
+  const char *specials;
+  const char *before;
+  const char *after;
+};
 
 class OutputFile {
  public:
@@ -22,6 +30,9 @@ class OutputFile {
 
   // Writes a text that holds no line feed of a caller's making: see LineLength.
   [[gnu::format(printf, 2, 3)]] void Print(const char *format, ...);
+
+  // Writes a field of so many bytes as far as LineLength goes.
+  void PrintEscaped(const char *field, size_t size, const Escape &escape);
 
  private:
   FILE *file_;

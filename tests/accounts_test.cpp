@@ -84,11 +84,13 @@ TEST_F(AccountsTest, PppoeFilesAreWritten) {
   const struct {
     PppoeConfig config;
     std::string user, password;  // in the files
+    std::string quoted = user;   // for the shell
   } kRows[] = {
       {Pppoe(1, "al@isp", "a b"), "al@isp", "a b"},
       {Pppoe(1, "eve\nroot * *", "x\r\n"), "eve", "x"},  // no account can add a line
       {Pppoe(1, full, full), full, full},
       {Pppoe(0, "bob", "pw"), "bob", "pw"},
+      {Pppoe(1, "a'; reboot; '", "pw"), "a'; reboot; '", "pw", "a'\\''; reboot; '\\''"},
   };
   Put(kPap, "an older file that everybody can read, and longer than all of those that follow it\n");
   test::SetRights(kPap, 0644);
@@ -98,10 +100,10 @@ TEST_F(AccountsTest, PppoeFilesAreWritten) {
     std::filesystem::remove(vboard::RootPath(kConf));
     EXPECT_EQ(on ? "0 /etc/pppoe-start\n" : "0 /etc/pppoe-stop\n",
               Call([&] { return NetSetPPPoEConfig(&row.config); }));
-    EXPECT_EQ(
-        on ? "ETH='eth0'\nUSER='" + row.user + "'\nPIDFILE=/var/run/`basename $CONFIG`-pppoe.pid\n"
-           : "none",
-        Content(kConf));
+    EXPECT_EQ(on ? "ETH='eth0'\nUSER='" + row.quoted +
+                       "'\nPIDFILE=/var/run/`basename $CONFIG`-pppoe.pid\n"
+                 : "none",
+              Content(kConf));
     for (const std::string &path : {kChap, kPap}) {
       EXPECT_EQ("\"" + row.user + "\"\t*\t\"" + row.password + "\"\n", Content(path));
       EXPECT_EQ(0600U, test::Rights(path)) << path;
@@ -132,8 +134,8 @@ TEST_F(AccountsTest, PppoeFilesThatCannotBeWritten) {
     EXPECT_EQ(row.contents, Content(kChap) + "," + Content(kPap) + "," + Content(kEnable));
   }
   SetUp();
-  for (const auto &[enable, user] : {std::pair(2, "al"), {-1, "al"}, {1, "a'; reboot; '"}}) {
-    const PppoeConfig config = Pppoe(enable, user, "pw");
+  for (const int32_t enable : {2, -1}) {
+    const PppoeConfig config = Pppoe(enable, "al", "pw");
     EXPECT_EQ("-1 NetSetPPPoEConfig param error\n",
               Call([&] { return NetSetPPPoEConfig(&config); }));
   }

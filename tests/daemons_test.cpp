@@ -103,12 +103,13 @@ class DaemonsTest : public testing::Test {
 
   static bool MayRunPppd() { return access("/usr/sbin/pppd", X_OK) == 0; }
 
+  // The user is one that pppd would take for more than a user, were it written as it is.
   static void Configure(int32_t mode) {
     const Wireless3gConfig config = {.enable = 1,
                                      .mode = mode,
                                      .apn = "internet",
                                      .isp = "*99#",
-                                     .user = "al",
+                                     .user = "#al connect '/bin/sh\"\\",
                                      .password = "secret",
                                      .unused = {}};
     testing::internal::CaptureStdout();
@@ -143,13 +144,14 @@ TEST_F(DaemonsTest, PppdTakesEveryOption) {
   for (std::string line; std::getline(stream, line);) {
     if (line.ends_with(from)) options.push_back(line.substr(0, line.size() - from.size()));
   }
-  EXPECT_THAT(options,
-              testing::UnorderedElementsAre(
-                  "nodetach", "lock", "/dev/ttyUSB0", "115200", "user al", "password ??????",
-                  "crtscts", "show-password", "usepeerdns", "noauth", "noipdefault", "novj",
-                  "novjccomp", "noccp", "defaultroute", "ipcp-accept-local", "ipcp-accept-remote",
-                  "connect /sbin/chat -s -v -f /etc/ppp/peers/wcdma-chat-connect",
-                  "disconnect /sbin/chat -s -v -f /etc/ppp/peers/wcdma-chat-disconnect"));
+  EXPECT_THAT(
+      options,
+      testing::UnorderedElementsAre(
+          "nodetach", "lock", "/dev/ttyUSB0", "115200", "user #al connect '/bin/sh\"\\",
+          "password ??????", "crtscts", "show-password", "usepeerdns", "noauth", "noipdefault",
+          "novj", "novjccomp", "noccp", "defaultroute", "ipcp-accept-local", "ipcp-accept-remote",
+          "connect /sbin/chat -s -v -f /etc/ppp/peers/wcdma-chat-connect",
+          "disconnect /sbin/chat -s -v -f /etc/ppp/peers/wcdma-chat-disconnect"));
 }
 
 TEST_F(DaemonsTest, PppdRunsBothScripts) {

@@ -92,9 +92,10 @@ TEST_F(DialupTest, FilesAreWrittenAndReadBack) {
     std::array<std::string, 4> texts;  // in the files
   } kRows[] = {
       {Config(1, 0, {full, full, full, full}), "wcdma", {full, full, full, full}},
-      {Config(-7, 1, {"internet", "*99#", "a b", "pw"}),
+      // pppd splits its options at blanks and takes quotes, # and backslashes as its own.
+      {Config(-7, 1, {"internet", "*99#", "a b", "#'\"\\"}),
        "cdma2000",
-       {"internet", "*99#", "a b", "pw"}},
+       {"internet", "*99#", "a\\ b", "\\#\\'\\\"\\\\"}},
       {Config(0, 2, {}), "td-scdma", {}},
       // No field can add a line.
       {Config(2, 3, {"a\nISP:1", "9\rAT", "al\nconnect /bin/sh", "pw\tx"}),

@@ -139,6 +139,7 @@ TEST_F(EthernetTest, TheModeIsThatOfTheSystemUnlessTheFileHoldsOneThatCanBeSet) 
       {"autoneg = false\nspeed = 1000", "6", 1, 1, 1, ""},
       {"autoneg = false\nspeed = 10", "", 2, 0, 0, ""},
       {kAutomatic, "7", 0, 2, 2, ""},
+      {"autoneg = false\nspeed = 10", "\xda", 2, 0, 0, ""},  // as the clock chip gives it
       {kAutomatic, "9", 0, 4, 4, ""},
       {"supported = 0x43", "3", 0, 3, 0, "LIBDVR : Unsupport mode\n"},
   };

@@ -146,6 +146,9 @@ TEST_F(InterfaceTest, TheGatewayReplacesEveryDefaultRoute) {
             At(1605, "NetWorkSetGateway SIOCADDRT failed\n"));
   EXPECT_THAT(Call(-1, [] { return NetWorkSetInterface("eth2", 2, "10.1.2.1"); }),
               EndsWith(At(1567, "Get ip failed\n")));
+  Write("/opt/sav/Config/network", "HOSTIP = 10.1.2.3\n");
+  EXPECT_THAT(Call(-1, [] { return NetWorkSetInterface("eth0", 2, "10.1.2.1"); }),
+              EndsWith(At(1572, "Get netmask failed\n")));
 }
 
 TEST_F(InterfaceTest, WhatIsWrongIsRefusedBeforeAnythingChanges) {
@@ -231,6 +234,11 @@ TEST_F(InterfaceTest, TheDevicesAreListed) {
   }
   EXPECT_EQ(names, order);
   EXPECT_STREQ(entries[3].name, "");
+  for (const NetDeviceEntry &found : entries) {
+    EXPECT_EQ(
+        std::count(found.name, std::end(found.name), '\0') + std::ssize(std::string(found.name)),
+        std::ssize(found.name));
+  }
   Call(2, [&] { return NetGetEthName(entries, 2); });
 
   char text[13];

@@ -147,7 +147,8 @@ int32_t NetWorkSetPriority(const char *interfaceName);
 
 /* Writes the name of the interface to use, "eth2" where that device exists and has the priority
  * 0, otherwise "eth0", into a buffer of at least 5 bytes. Returns 0; -1 when there is no
- * Ethernet device or the priority of an existing eth2 cannot be read. */
+ * Ethernet device or the priority of an existing eth2 cannot be read, which it cannot while eth2
+ * has no settings file. */
 int32_t NetWorkGetPriorityDevice(char *name);
 
 /* Speed and duplex mode of an Ethernet interface, and the digit of the setting WORKMODE. */
@@ -192,13 +193,14 @@ typedef struct PppoeConfig {
 
 /* Writes the account into the secrets files of pppd(8) below /opt/sav/Config/ppp, readable by
  * their owner only, the file that says whether PPPoE is on, and, to start it, the settings of the
- * PPPoE scripts, in which a user's name cannot hold a single quote. Prints the script that the
- * system runs next. Returns 0; -1 for null, or with a message. */
+ * PPPoE scripts. The secrets files hold the texts as they are: a double quote or a backslash in
+ * one means there what it means to pppd. Prints the script that the system runs next. Returns 0;
+ * -1 for null, or with a message. */
 int32_t NetSetPPPoEConfig(const PppoeConfig *config);
 
 /* Reads the account back, and whether PPPoE is on from /mnt/mtd/Config/ppp, where the system keeps
- * it. A user or password with a blank cannot be read. Returns 0, or -1; the record then holds what
- * had been read. */
+ * it. A user or password with a blank, or a user of more than 30 characters, cannot be read.
+ * Returns 0, or -1; the record, zeroed first, then holds what had been read. */
 int32_t NetGetPPPoEConfig(PppoeConfig *config);
 
 typedef struct DdnsConfig {
@@ -212,13 +214,13 @@ typedef struct DdnsConfig {
 int32_t NetWorkSetDdns(const DdnsConfig *config);
 
 /* Reads the account back, texts of at most 31 characters. Returns 0; -1 when a key is missing or
- * its value longer. */
+ * its value longer, and the record, zeroed first, then holds what had been read. */
 int32_t NetWorkGetDdns(DdnsConfig *config);
 
-/* Copies the dial-up link's gateway from /mnt/mtd/Config/dial-ip into the caller's buffer of at
- * least 32 bytes, and makes it the default route with route(8), through the shell, whose exit
- * status is not looked at. Returns 0; -1 with a message when there is no such file, it holds no
- * IPv4 address, or no shell starts. */
+/* Copies the first line of /mnt/mtd/Config/dial-ip, the dial-up link's gateway, into the caller's
+ * buffer, of which 32 bytes are written, and makes it the default route with route(8), through the
+ * shell, whose exit status is not looked at. Returns 0; -1 for null; -1 with a message when there
+ * is no such file, it holds no IPv4 address, or no shell starts. */
 int32_t NetWorkSetDialRoute(char *address);
 
 /* ---- 3G dial-up ----------------------------------------------------------------------- */
@@ -235,13 +237,15 @@ typedef struct Wireless3gConfig {
 
 /* Writes what pppd(8) and chat(8) need to dial with the modem at /dev/ttyUSB0 into
  * /opt/sav/Config/ppp: options with the account, readable by their owner only, the two chat
- * scripts, the enable file, and a summary of the record. size is sizeof(Wireless3gConfig), 168.
- * Returns 0, also when a file cannot be written, which is reported; -1 with a message for another
- * size, before any file is touched, and for another mode, after the enable file. */
+ * scripts, the enable file, and a summary of the record. Blanks, quotes, # and \ in the account
+ * have a backslash in front, so that pppd takes them as they are. size is
+ * sizeof(Wireless3gConfig), 168. Returns 0, also when a file cannot be written, which is reported;
+ * -1 for null; -1 with a message for another size, before any file is touched, and for another
+ * mode, after the enable file. */
 int32_t Net3gSetConfig(const Wireless3gConfig *config, uint32_t size);
 
 /* Reads enable, mode, APN and ISP back into a record that the caller has zeroed. From the summary
- * file 27 characters of a text can be read. Returns 0, or -1 with a message. */
+ * file 27 characters of a text can be read. Returns 0; -1 for null, or with a message. */
 int32_t Net3gGetConfig(Wireless3gConfig *config, uint32_t size);
 
 /* The system's own 3G switch, /mnt/mtd/Config/ppp/pppoe-enable-3g: any value but 0 is 1. Return
