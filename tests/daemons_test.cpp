@@ -147,7 +147,7 @@ TEST_F(DaemonsTest, PppdTakesEveryOption) {
   EXPECT_THAT(
       options,
       testing::UnorderedElementsAre(
-          "nodetach", "lock", "/dev/ttyUSB0", "115200", "user #al connect '/bin/sh\"\\",
+          "nodetach", "lock", "/dev/ttyUSB0", "115200", "user #al connect '/bin/sh\\\"\\\\",
           "password ??????", "crtscts", "show-password", "usepeerdns", "noauth", "noipdefault",
           "novj", "novjccomp", "noccp", "defaultroute", "ipcp-accept-local", "ipcp-accept-remote",
           "connect /sbin/chat -s -v -f /etc/ppp/peers/wcdma-chat-connect",

@@ -234,10 +234,11 @@ TEST_F(InterfaceTest, TheDevicesAreListed) {
   }
   EXPECT_EQ(names, order);
   EXPECT_STREQ(entries[3].name, "");
+  // Nothing but zeros behind a name.
   for (const NetDeviceEntry &found : entries) {
-    EXPECT_EQ(
-        std::count(found.name, std::end(found.name), '\0') + std::ssize(std::string(found.name)),
-        std::ssize(found.name));
+    const std::string name(found.name);
+    EXPECT_EQ(std::string(found.name, sizeof found.name),
+              name + std::string(sizeof found.name - name.size(), '\0'));
   }
   Call(2, [&] { return NetGetEthName(entries, 2); });
 
