@@ -18,8 +18,9 @@ HARMLESS = """
     cfmakeraw cfsetispeed cfsetospeed
     pthread_create pthread_mutex_lock pthread_mutex_unlock pthread_tryjoin_np
     __ctype_b_loc fprintf fputc inet_addr perror putc rewind stderr strchr vfprintf tmpfile
-    fdopen fileno tmpfile64
-    __daylight daylight localtime_r mktime timegm times tzset sigaction sigemptyset
+    fdopen fileno tmpfile64 inet_pton open_memstream strndup
+    __daylight daylight localtime_r mktime timegm times tzset strftime
+    sigaction sigemptyset signal
 """.split()
 
 
