@@ -69,9 +69,10 @@ constexpr std::array kOptions = {
 };
 
 constexpr const char *kNotes =
-    "Numbers are decimal, or hexadecimal with 0x. After a failure the messages of the library are "
-    "on standard error.\nCommands that go by the board's identity, its clock chip or its settings "
-    "start the library as an application does: the system clock then follows the clock chip.";
+    "Numbers are decimal, or hexadecimal with 0x. After a failure the messages of the library\n"
+    "are on standard error.\n"
+    "Commands that go by the board's identity, its clock chip or its settings start the library\n"
+    "as an application does: the system clock then follows the clock chip.";
 constexpr const char *kExitStatus = "0 done, 1 failed, 2 wrong usage.";
 
 const Command *current = nullptr;
