@@ -36,7 +36,9 @@ void EmptyFolder(const std::string &folder) {
     if (entry.path() != state && entry.path() != lock) content.push_back(entry.path());
   }
   if (!content.empty() && !IsBoard(folder)) {
-    throw std::runtime_error(folder + ": holds something that is no board");
+    throw std::runtime_error(folder +
+                             ": holds something that is no board of this version; remove "
+                             "it, or take another folder");
   }
   for (const auto &path : content) std::filesystem::remove_all(path);
   std::filesystem::remove(state);
