@@ -312,7 +312,6 @@ struct battery {
 	u32 magic;
 	u32 base; /* PL031 seconds at which the chip's time was `time` */
 	s64 time; /* seconds since 1970 in the chip's own time */
-	u8 weekday_shift;
 	u8 memory[256];
 };
 
