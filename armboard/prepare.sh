@@ -37,7 +37,7 @@ fetch_arm_board() {
       *musl-dev*_armhf.deb) dpkg -x "$package" "$target/musl-armhf" ;;
       *musl-dev*_armel.deb) dpkg -x "$package" "$target/musl-armel" ;;
       *) dpkg -x "$package" "$target/root" ;;
-    esac
+    esac || return 1
   done
   echo "$kernel" >"$target/fetched"
 }
@@ -66,7 +66,7 @@ EOT
 # Everything the board boots from that is the same for all boards.
 build_arm_board() {
   local target=$arm_root kernel headers tree module
-  fetch_arm_board || return 1
+  fetch_arm_board
   kernel=$(cat "$target/fetched")
   [[ -e $target/uImage ]] || make_kernel_image "$target/root/boot/vmlinuz-$kernel" "$target/uImage"
   if [[ ! -e $target/board.dtb ]]; then
