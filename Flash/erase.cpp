@@ -1,5 +1,4 @@
 // Sector erase, with the second copy of the boot environment that some boards keep.
-#include <array>
 
 #include <stdio.h>
 #include <stdlib.h>

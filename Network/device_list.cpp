@@ -95,7 +95,7 @@ int32_t NetGetEthNameList(char *text, int32_t length, int32_t *count) {
   *count = 0;
   for (Name name; NextName(file, name);) {
     if (strcmp(name.data(), "eth1") == 0) continue;  // on purpose: never offered for choice
-    if (used + strlen(name.data()) + strlen("::") >= size) break;
+    if (used + strlen(name.data()) + strlen("::") >= size) continue;
     used += static_cast<size_t>(snprintf(text + used, size - used, "%s::", name.data()));
     ++*count;
   }

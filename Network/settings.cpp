@@ -222,8 +222,7 @@ int32_t NetWorkWriteKey(const char *path, const char *key, const char *value) {
   // In place, on purpose: the file is neither shortened nor shifted.
   SeekLine(file, key);
   fprintf(file, "%s = %.*s\n", key, network::LineLength(value, strlen(value)), value);
-  fclose(file);
-  return 0;
+  return fclose(file) == 0 ? 0 : -1;
 }
 
 int32_t NetWorkSaveAttributes(const char *interfaceName, int32_t type, const char *value) {

@@ -3,6 +3,7 @@
 #include <time.h>
 
 #include "Base/message.h"
+#include "System/clock.h"
 #include "System/i2c.h"
 #include "libsys/system.h"
 
@@ -58,6 +59,7 @@ int32_t SystemSetCurrentTime(const SystemTime *time) {
     base::PrintAt({kModule, 98}, "Format error\n");
     return -1;
   }
+  const clock_chip::BeingSet beingSet;
   if (clock_settime(CLOCK_REALTIME, &clock) != 0) {
     base::PrintAt({kModule, 106}, "Cannot set date");
     return -1;

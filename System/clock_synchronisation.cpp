@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <span>
 
 #include "System/clock.h"
@@ -60,6 +61,9 @@ int32_t StandardOffset(int64_t year) {
   const int64_t index = std::clamp<int64_t>(year - kFirstYear, 0, kYears - 1);
   return zone.standardOffsets[static_cast<size_t>(index)];
 }
+
+// Odd while the time is being set.
+std::atomic<uint32_t> chipSettings{0};
 
 int32_t OffsetAt(int64_t time) {
   const auto when = static_cast<time_t>(time);
@@ -183,12 +187,14 @@ void ShowWeekday() {
 
 void Synchronise() {
   uint8_t registers[7];
+  const uint32_t before = chipSettings;
   const i2c::Result result = i2c::Read(i2c::kClockChip, 0, registers, sizeof registers);
   if (result != i2c::Result::kDone) {
     Line().Add(i2c::ReadMessage(result)).Print();
     Line().Add("LIBDVR : I2cpCallBack : I2cRead failed").Print();
     return;
   }
+  if (before % 2 != 0 || chipSettings != before) return;
   const int64_t time = ChipTime(registers) + int64_t{KernelMinutesWest()} * 60;
   const timespec clock = {static_cast<time_t>(time), 0};
   clock_settime(CLOCK_REALTIME, &clock);
@@ -204,6 +210,13 @@ void CaptureTimeZone() {
   zone.changeCount = 0;
   CaptureStandardTime();
   if (daylight != 0) CaptureDaylightSaving();
+}
+
+BeingSet::BeingSet() {
+  ++chipSettings;
+}
+BeingSet::~BeingSet() {
+  ++chipSettings;
 }
 
 int64_t DaysSince1970(int32_t year, int32_t month, int32_t day) {

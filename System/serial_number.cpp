@@ -52,7 +52,8 @@ int32_t SystemGetSerialNumber(char *text, int32_t length) {
 }
 
 int32_t SystemSetSerialNumber(char *text, int32_t length) {
-  if (text == nullptr || length < 0 || strlen(text) > static_cast<size_t>(length)) {
+  if (text == nullptr || length < 0 ||
+      strnlen(text, static_cast<size_t>(length) + 1) > static_cast<size_t>(length)) {
     puts("LIBDVR : Invaid prama");
     return -1;
   }

@@ -35,7 +35,9 @@ int32_t TimerStart(void *, void (*handler)(int), void *, uint32_t periodMs) {
   return SetPeriod(periodMs, 55);
 }
 
+// The default action would end the process if the timer expired meanwhile; ignoring the signal
+// also drops one that is still to come.
 int32_t TimerStop() {
-  if (SetHandler(SIG_DFL, 0, 88) != 0) return -1;
-  return SetPeriod(0, 98);
+  if (SetHandler(SIG_IGN, 0, 88) != 0 || SetPeriod(0, 98) != 0) return -1;
+  return SetHandler(SIG_DFL, 0, 88);
 }

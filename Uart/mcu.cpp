@@ -47,7 +47,8 @@ bool Receive(uint8_t *data, uint32_t length) {
   return false;
 }
 
-// The sync bytes seen after one more. A second FF starts no new pair, on purpose.
+// The sync bytes seen after one more. A second FF starts no new pair, and a failed read is
+// repeated at once, both on purpose.
 int Hunt(int seen) {
   uint8_t byte = 0;
   if (!Receive(&byte, 1)) return seen;

@@ -48,6 +48,7 @@ struct Path {
 // Another thread may have opened the device meanwhile; its descriptor then stands.
 bool Open(Descriptor &descriptor, const char *path, int flags) {
   int closed = descriptor;
+  if (closed > 0) return true;
   const int opened = open(path, flags | O_CLOEXEC | O_NOCTTY);
   if (opened < 0) return false;
   if (!descriptor.compare_exchange_strong(closed, opened)) close(opened);

@@ -61,8 +61,8 @@ int CopySectors(const MtdPartition &partition, FILE *file, uint8_t *buffer, uint
 int CopyPartition(const MtdPartition &partition, FILE *file) {
   uint32_t sector = 0;
   FlashGetSectorSize(&sector);
-  auto *buffer = static_cast<uint8_t *>(malloc(sector));
   if (sector == 0) return Failure("the flash does not tell the size of its sectors");
+  auto *buffer = static_cast<uint8_t *>(malloc(sector));
   if (buffer == nullptr) return Failure("there is no memory for a sector");
   const int status = CopySectors(partition, file, buffer, sector);
   free(buffer);
@@ -73,7 +73,9 @@ int CopyPartition(const MtdPartition &partition, FILE *file) {
 
 int EnvGet(const Arguments &arguments) {
   Search search = {arguments[0], false};
-  BootEnvForEach(ShowIfWanted, &search);
+  if (BootEnvForEach(ShowIfWanted, &search) != 0) {
+    return Failure("the boot variables cannot be read");
+  }
   return search.found ? kDone : Failure("there is no boot variable '%s'", arguments[0]);
 }
 

@@ -129,7 +129,7 @@ int WatchdogFeed(const Arguments &arguments) {
   if (!Number(arguments[0], "SECONDS", UINT32_MAX, &seconds)) return kUsage;
   StartLibrary();
   if (!UsesWatchdog()) return Failure("this board does not use its watchdog");
-  for (const int number : {SIGINT, SIGTERM}) signal(number, [](int) { interrupted = 1; });
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) signal(number, [](int) { interrupted = 1; });
   const bool fed = WatchdogStart() == 0 && Feed(seconds);
   // Whatever happened: a watchdog that nobody feeds would restart the board.
   if (WatchdogStop() != 0) return Failure("the watchdog does not stop");

@@ -14,7 +14,7 @@ int main(void) {
   puts("keys: reading");
   for (;;) {
     uint8_t event[4] = {0};
-    if (FrontboardRead(event, sizeof event) != (int32_t)sizeof event) continue;
+    if (FrontboardRead(event, sizeof event) != (int32_t)sizeof event) return 1;
     printf("key %02x %02x %02x %02x\n", event[0], event[1], event[2], event[3]);
     const uint8_t led[4] = {0xff, 0xdd, 0x09, event[3]};
     FrontboardWrite(led, sizeof led);

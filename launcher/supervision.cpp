@@ -27,6 +27,7 @@ namespace {
 
 constexpr const char *kApplication = "/var/Vantor";
 constexpr unsigned kPollSeconds = 3;
+constexpr useconds_t kReadPause = 100'000;  // microseconds
 
 // OEM types whose panel is scanned by a thread of its own.
 constexpr std::array kScannedOemTypes = {2, 4, 8, 13};
@@ -110,11 +111,13 @@ bool IsServiceKey(const Key &key) {
   return false;
 }
 
-// A failed read leaves the buffer as it was, and it is looked at all the same.
+// A failed read leaves the buffer as it was, and it is looked at all the same. The port may fail
+// for good: the pause leaves processor and console to others.
 void WaitForServiceKey(Key &key) {
   do {
     if (FrontboardRead(key.data(), static_cast<int32_t>(key.size())) < 0) {
       puts("Test : FrontboardRead faield");
+      usleep(kReadPause);
     }
   } while (!IsServiceKey(key));
 }

@@ -31,7 +31,7 @@ fitted = false
 '''
 
 # Command, exit status, what the output holds or, for JSON, is, and what then happens on the board.
-# A line with "!" acts on the board first, one with "&" while the command runs.
+# A line with "!" acts on the board first; one with "&" acts while the command runs, after an event.
 CASES = [
     ('env set mode night', 0, '', 'flash: erase'),
     ('env get mode', 0, 'night\n'),
@@ -67,10 +67,10 @@ CASES = [
     ('mem write 0x200f0028 1', 1, 'cannot be written'),
     ('uart send 2 9600 0xff 1', 0, '', 'uart2: sent ff 01'),
     ('uart send 2 9601 1', 1, 'does not open with 9601 baud'),
-    ('& uart send 2 4107',),
+    ('& uart send 2 4107', 'uart2: 9600 baud'),
     ('uart listen 2 9600 2', 0, '0x41\nbyte           0x07\n'),
     ('uart listen 0 9600', 2, 'PORT is 1 to 3'),
-    ('& key press 7',),
+    ('! key press 7',),
     ('key 1', 0, 'pressed        1\n'),
     ('key x', 2, 'COUNT is a number'),
     ('led 0x09 1', 0, '', 'gpio: 1,6'),
@@ -146,8 +146,12 @@ class Bench:
         process = subprocess.Popen(self.boardctl + command.split(), stdout=subprocess.PIPE,
                                    stderr=subprocess.PIPE, text=True, errors='replace')
         if action:
-            time.sleep(1)
-            self.act(action)
+            words, after = action
+            for _ in range(300):
+                if after in self.events()[before:]:
+                    break
+                time.sleep(0.1)
+            self.act(words.split())
         output, messages = process.communicate(timeout=60)
         if isinstance(expected, str):
             good = expected in (output if status == 0 else messages)
@@ -166,7 +170,7 @@ class Bench:
             if kind == '!':
                 self.act(words.split())
             elif kind == '&':
-                action = words.split()
+                action = (words, case[1])
             else:
                 failed += not self.check(action, *case)
                 action = None

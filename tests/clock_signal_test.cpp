@@ -53,11 +53,17 @@ int ioctl(int fd, unsigned long request, ...) noexcept {
   va_start(arguments, request);
   auto *word = va_arg(arguments, uint32_t *);
   va_end(arguments);
-  if (fd != kBus || request != 1) {
+  if (fd != kBus || request < 1 || request > 2) {
     errno = ENOTTY;
     return -1;
   }
-  *word |= registers[*word >> 16 & 0xff];
+  std::atomic<uint8_t> &chipRegister = registers[*word >> 16 & 0xff];
+  if (request == 1) {
+    *word |= chipRegister;
+  } else {
+    chipRegister = static_cast<uint8_t>(*word);
+    I2cpCallBack(SIGALRM);  // the timer expires after each byte written
+  }
   return 0;
 }
 
@@ -208,6 +214,18 @@ TEST(ClockSignalTest, AClockThatMayNotBeSetIsShownAsItIs) {
   clockRefuses = true;
   I2cpCallBack(SIGALRM);
   EXPECT_EQ(ExpectedLine(5), output.End().back());
+}
+
+TEST(ClockSignalTest, LeavesAClockAloneThatIsBeingSet) {
+  Output output;
+  UseZone("UTC0");
+  clockSettings = 0;
+  const SystemTime time = {2031, 1, 1, 0, 0, 0, 0};
+  EXPECT_EQ(0, SystemSetCurrentTime(&time));
+  EXPECT_EQ(1, clockSettings);
+  I2cpCallBack(SIGALRM);
+  EXPECT_EQ("LIBDVR : 2031-1-1, today is weekday 3 time:0:0:0", output.End().back());
+  EXPECT_EQ(2, clockSettings);
 }
 
 // Prints, allocates and converts times as an application would.

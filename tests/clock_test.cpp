@@ -69,6 +69,15 @@ TEST_F(ClockTest, TimerRunsItsHandlerAgainAndAgain) {
                    nullptr, [](int) { ++runs; }, nullptr, 1));
   while (runs < 20) pause();
   EXPECT_EQ(0, TimerStop());
+  // Stopped just when it expires: the signal's default action would end the process.
+  for (int round = 0; round < 2000; ++round) {
+    TimerStart(
+        nullptr, [](int) {}, nullptr, 1);
+    const auto expiry =
+        std::chrono::steady_clock::now() + std::chrono::microseconds(900 + round % 200);
+    while (std::chrono::steady_clock::now() < expiry) continue;
+    EXPECT_EQ(0, TimerStop());
+  }
 }
 
 TEST_F(ClockTest, TimerFailuresNameTheirPlace) {

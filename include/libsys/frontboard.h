@@ -29,7 +29,8 @@ extern int32_t FrontboardSubType;
 extern int32_t FrontboardTypeWord;
 extern int32_t FrontboardPanelModel;
 
-// What McuProc received last: type, length, and the payload in reverse order of arrival.
+// What McuProc received last: type, length, and the payload, of a frame of type 2 in reverse order
+// of arrival.
 // FrontMcuFlags become 1 and 0 with each frame of type 2; they are guarded by FrontMcuMutex,
 // which a reader of either holds. FrontMcuIdle is 1 until the first such frame and 0 from then
 // on; it has no lock and is read with an atomic load.
@@ -78,8 +79,9 @@ int32_t FrontKeyQueueGet(uint8_t *event, int32_t length);
 // Closes the front board's port, where the panel has one. Returns 0 or -1.
 int32_t FrontboardExit(void);
 
-// Asks the scanning thread to end and returns when it has; at once when it has ended already.
-// Where none was ever started this blocks for good, on purpose.
+// Asks the scanning thread to end and returns when it has; at once when it has ended already, also
+// while a new one is being created and has not begun. Where none was ever started this blocks for
+// good, on purpose.
 void FrontboardStop(void);
 
 #ifdef __cplusplus

@@ -44,7 +44,8 @@ int32_t NetWorkReadKey(const char *path, const char *key, char *buffer, int32_t 
 /* Writes the line of a key over the first line that holds the key's text anywhere, or appends it;
  * makes the file where there is none. The file does not shrink: a shorter line leaves the rest of
  * the longer one behind it, a longer one covers the start of the next. The value ends at its
- * first control character. Returns 0, or -1 with a message. */
+ * first control character. Returns 0; -1 with a message when the file does not open, without one
+ * when the file system does not take it. */
 int32_t NetWorkWriteKey(const char *path, const char *key, const char *value);
 
 /* Stores one setting, on eth0 also in the clock chip's memory. Returns 0, or -1 with a message,
@@ -172,8 +173,9 @@ int32_t NetGetMode(const char *interfaceName, int32_t *mode);
 /* ---- Name servers, PPPoE, dynamic DNS ------------------------------------------------- */
 
 /* Files for the system's scripts and daemons. Nothing is started here, but for one route command.
- * A text ends in a file at its first control character. When a file cannot be written, the ones
- * written before it stay. Texts of a record are terminated unless they fill their field. */
+ * A text ends in a file at its first control character. When a file cannot be opened, the ones
+ * written before it stay; a file system that is full is not noticed. Texts of a record are
+ * terminated unless they fill their field. */
 
 /* Writes the name servers (resolv.conf(5)) to /opt/sav/Config/resolv.conf, leaving out a null
  * one. Returns 0, or -1 with a message. */

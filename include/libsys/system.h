@@ -95,7 +95,7 @@ int32_t SystemGetCaps(SystemCaps *caps);
 /* ---- Fan and buzzer -------------------------------------------------------------------- */
 
 // Both go to the front panel's microcontroller on boards of chip/board type 0 (serial port 1, the
-// frame McuFrame of libsys/frontboard.h), to a GPIO line on the others. The buzzer of product types
+// frames FF 5A, command, length, value), to a GPIO line on the others. The buzzer of product types
 // 27 to 32, 40 to 43, 45 to 47 and 49 is on a GPIO line whatever their chip/board type.
 
 // Switches the fan by bit 0 of `on`; boards without a fan of their own take it as done. Returns 0;

@@ -17,7 +17,8 @@ extern "C" {
 
 // Opens the device and sets its timeout (WDIOC_SETTIMEOUT); from then on the board restarts
 // unless it is fed within 180 seconds. While it is open already, nothing happens. Returns 0,
-// or -1 with a message when the device does not open or refuses the timeout.
+// or -1 with a message when the device does not open or refuses the timeout; in the latter case it
+// is open and runs with the driver's own timeout.
 int32_t WatchdogStart(void);
 
 // Stops the watchdog: writes the magic close, "V" and a zero byte, and closes the device.
