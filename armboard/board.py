@@ -5,13 +5,16 @@ Run as a program it plays the scenario of a board and shows its console and even
 """
 
 import argparse
+import ctypes
 import json
 import os
 import queue
 import shutil
+import signal
 import socket
 import struct
 import subprocess
+import sys
 import tempfile
 import threading
 import time
@@ -23,8 +26,19 @@ SRAM = 0x48000000
 SRAM_SIZE = 0x2000000
 
 
+# On a busy machine a boot takes long; only a failure waits so long.
+PATIENCE = 120
+# What only the virtual board can do, or log.
+ONLY_VIRTUAL = ('wait uart', 'power hang')
+BROKEN = ('Kernel panic', 'Oops', 'Internal error')
+
+
 class Failure(Exception):
     pass
+
+
+def die_with_parent():
+    ctypes.CDLL(None).prctl(1, signal.SIGKILL)
 
 
 def lines_of(rows):
@@ -54,6 +68,7 @@ class Board:
         self.news = queue.Queue()
         self.qemu = None
         self.started = False
+        self.broken = None  # what the kernel said when it failed
 
     # ---- What the board starts with ----
 
@@ -143,7 +158,7 @@ class Board:
             self.drives[name] = dict(driver='scsi-hd', id=name, drive='drive-' + name,
                                      bus='host%d.0' % host, vendor=disk.get('vendor', 'ATA'),
                                      product=name, removable='on')
-            arguments += ['-drive', 'if=none,id=drive-%s,format=raw,file=%s' %
+            arguments += ['-blockdev', 'driver=raw,node-name=drive-%s,file.driver=file,file.filename=%s' %
                           (name, self.disk_image(disk)),
                           '-device', ','.join('%s=%s' % pair if pair[0] != 'driver' else pair[1]
                                               for pair in self.drives[name].items())]
@@ -193,7 +208,7 @@ class Board:
             listeners[name] = socket.socket(socket.AF_UNIX)
             listeners[name].bind(path(name))
             listeners[name].listen(1)
-            listeners[name].settimeout(10)
+            listeners[name].settimeout(PATIENCE)
         self.drives = {}
         command = ['qemu-system-arm', '-M', 'vexpress-a9', '-m', '256', '-display', 'none',
                    '-kernel', os.path.join(STATIC, 'uImage'),
@@ -214,6 +229,7 @@ class Board:
         self.qemu = subprocess.Popen(command + self.disk_arguments() + list(arguments),
                                      stdin=subprocess.DEVNULL,
                                      env=dict(os.environ, QEMU_AUDIO_DRV='none'),
+                                     preexec_fn=die_with_parent,
                                      stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
         self.started, self.boots, self.begin = False, 0, time.monotonic()
         self.links = {}
@@ -265,6 +281,8 @@ class Board:
                 taker(line.decode('utf-8', 'replace').rstrip('\r\n'))
 
     def take_console(self, line):
+        if any(word in line for word in BROKEN):
+            self.broken = line
         if '\x1estart' in line:
             self.started = True
             self.boots += 1
@@ -298,23 +316,27 @@ class Board:
 
     # ---- Acting on it ----
 
-    def wait(self, text, seconds=30):
+    def wait(self, text, seconds=PATIENCE):
         """Goes on until a line that came after the last one waited for contains the text."""
         end = time.monotonic() + seconds
-        while True:
+        while time.monotonic() < end:
+            if self.broken:
+                raise Failure(self.broken)
             try:
-                _, line = self.news.get(timeout=max(0.01, end - time.monotonic()))
+                _, line = self.news.get(timeout=0.5)
             except queue.Empty:
-                raise Failure("'%s' did not come" % text) from None
+                continue
             if text in line:
                 return line
-            if time.monotonic() >= end:
-                raise Failure("'%s' did not come" % text)
+        raise Failure("'%s' did not come" % text)
 
-    def shell(self, command, seconds=30):
+    def shell(self, command, seconds=PATIENCE):
         """What a shell command on the board prints; its exit status stands in the last line."""
+        return self.ask('shell ' + command + '; echo "status $?"', seconds)
+
+    def ask(self, question, seconds=PATIENCE):
         self.links['commands'].settimeout(seconds)
-        self.commands.write('shell ' + command + '; echo "status $?"\n')
+        self.commands.write(question + '\n')
         self.commands.flush()
         lines = []
         for line in self.commands:
@@ -325,7 +347,11 @@ class Board:
 
     def act(self, step):
         words = step.split()
-        if step.startswith('wait '):
+        if step.startswith('wait sleep:'):
+            while not self.started and not self.broken:
+                time.sleep(0.1)
+            time.sleep(1)  # of sleeps this kernel tells nothing
+        elif step.startswith('wait '):
             self.wait(step[5:])
         elif words[0] in ('frontboard', 'mcu') and words[1] == 'send':
             port = 'uart2' if words[0] == 'frontboard' else 'uart1'
@@ -336,15 +362,19 @@ class Board:
             self.qmp('device_add', **dict(self.drives[words[2]], removable=True))
         elif words[:2] == ['power', 'cut']:
             self.qmp('system_reset')
-        elif words[0] in ('key', 'gpio', 'ir', 'temperature', 'battery', 'note'):
-            self.commands.write('board ' + step + '\n')
-            self.commands.flush()
-        else:
+        elif not words[0] in ('key', 'gpio', 'ir', 'temperature', 'clock') or self.ask('board ' + step):
             raise Failure("'%s': this board cannot do that" % step)
 
     def play(self, scenario=None):
         for step in self.description['scenario'] if scenario is None else scenario:
             self.act(step)
+
+    def only_virtual(self):
+        """What of the board's description this machine lacks, or None."""
+        if 'prepare' in self.description:
+            return 'prepare'
+        return next((step for step in self.description['scenario']
+                     if step.startswith(ONLY_VIRTUAL)), None)
 
 
 def main():
@@ -357,8 +387,13 @@ def main():
     def show(event, line, seconds):
         print('%12.3f  %s' % (seconds, line) if event else '%-14s|  %s' % ('', line), flush=True)
 
+    signal.signal(signal.SIGTERM, lambda *unused: sys.exit(1))
     with tempfile.TemporaryDirectory() as folder:
         with Board(options.name, folder, options.programs, show=show) as board:
+            if board.only_virtual():
+                print("'%s': only the virtual board can do that; ./run %s" %
+                      (board.only_virtual(), options.name))
+                return 2
             print(board.description['summary'] + '\nLeft of the bar: what happens on the board '
                   'and the second. Right of it: its console.\n')
             board.boot()

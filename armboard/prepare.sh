@@ -59,8 +59,9 @@ place, linux, arm, kernel = 0x60208000, 5, 2, 2
 def header(crc):
     return struct.pack('>7I4B32s', 0x27051956, crc, 0, len(image), place, place, zlib.crc32(image),
                        linux, arm, kernel, 0, b'linux')
-open(sys.argv[2], 'wb').write(header(zlib.crc32(header(0))) + image)
+open(sys.argv[2] + '.new', 'wb').write(header(zlib.crc32(header(0))) + image)
 EOT
+  mv "$2.new" "$2"
 }
 
 # Everything the board boots from that is the same for all boards.
@@ -70,13 +71,14 @@ build_arm_board() {
   kernel=$(cat "$target/fetched")
   [[ -e $target/uImage ]] || make_kernel_image "$target/root/boot/vmlinuz-$kernel" "$target/uImage"
   if [[ ! -e $target/board.dtb ]]; then
-    cp "$target/root/usr/lib/linux-image-$kernel/vexpress-v2p-ca9.dtb" "$target/board.dtb"
+    cp "$target/root/usr/lib/linux-image-$kernel/vexpress-v2p-ca9.dtb" "$target/board.dtb.new"
     # Without a seed the first random number takes seconds.
-    fdtput -t x "$target/board.dtb" /chosen rng-seed $(od -An -N64 -tx4 /dev/urandom)
+    fdtput -t x "$target/board.dtb.new" /chosen rng-seed $(od -An -N64 -tx4 /dev/urandom)
+    mv "$target/board.dtb.new" "$target/board.dtb"
   fi
   headers=$target/root/usr/src/linux-headers-$kernel
   mkdir -p "$target/module"
-  cp -u armboard/module/* "$target/module/"
+  cp armboard/module/* "$target/module/"
   echo "include ${headers%-armmp}-common/Makefile" >"$headers/Makefile"
   make -s -C "$headers" M="$target/module" ARCH=arm CROSS_COMPILE=arm-linux-gnueabihf- \
     DEB_HOST_GNU_TYPE=arm-linux-gnueabihf modules >"$target/module.log" 2>&1 ||
@@ -89,6 +91,7 @@ build_arm_board() {
   cp armboard/order "$target/module/armboard.ko" "$tree/modules/"
   for module in $(cat armboard/order); do
     find "$target/root/lib/modules/$kernel" -name "$module.ko" -exec cp {} "$tree/modules/" \;
+    [[ -e $tree/modules/$module.ko ]] || { echo "there is no module $module" >&2; return 1; }
   done
   (cd "$tree" && find . | cpio -o -H newc --quiet) >"$target/base.cpio"
 }

@@ -1,5 +1,5 @@
-"""Measures the ARM programs on the emulated board: usage arm.py, from the project's folder after
-./run --arm. The times are the emulator's; what counts is one beside the other."""
+"""Measures the ARM programs on the emulated board: bench/run --arm builds what it needs and
+runs it. The times are the emulator's; what counts is one beside the other."""
 import os
 import re
 import subprocess

@@ -120,6 +120,8 @@ static int flash_erase(struct mtd_info *mtd, struct erase_info *info)
 {
 	u64 at;
 
+	if ((u32)info->addr % sector || (u32)info->len % sector)
+		return -EINVAL;
 	mutex_lock(&flash_lock);
 	for (at = info->addr; at < info->addr + info->len; at += sector) {
 		event("flash: erase %08llx", at);
@@ -171,7 +173,7 @@ static int flash_start(void)
 		parts[count].offset = total;
 		total += parts[count++].size;
 	}
-	if (total > BATTERY)
+	if (total > BATTERY || !sector)
 		return -EINVAL;
 	if (!count)
 		return 0;
@@ -279,7 +281,8 @@ static bool read_lines(const char *text, int count, void *rows, int width)
 			return false;
 		row[0] = group;
 		row[1] = bit;
-		text += used + 1;
+		text += used;
+		text += *text == ',';
 	}
 	return true;
 }
@@ -306,72 +309,65 @@ static int gpio_start(void)
 /* ---- Clock chip --------------------------------------------------------------------------- */
 
 #define PL031 0x10017000 /* counts seconds, also over a reset */
-#define MAGIC 0x434c4b31
+#define MAGIC 0x434c4b32
+#define FLAT 0x464c4154 /* the battery's end: the next start finds nothing kept */
+#define HALTED 0x80 /* in register 0: the chip does not count */
 
 struct battery {
 	u32 magic;
-	u32 base; /* PL031 seconds at which the chip's time was `time` */
-	s64 time; /* seconds since 1970 in the chip's own time */
-	u8 memory[256];
+	u32 base; /* PL031 seconds at which the registers held what stands in `registers` */
+	u8 registers[256];
 };
 
 static struct battery __iomem *battery;
 static u32 __iomem *pl031;
-static bool flat, fresh;
-static u8 temperature = 40;
+static bool fresh;
+static u8 temperature = 42;
 
-static void chip_time(struct rtc_time *tm)
+static void put_time(time64_t time)
 {
-	s64 time;
+	struct rtc_time tm;
+	u8 registers[7];
 
-	memcpy_fromio(&time, &battery->time, sizeof time);
-	rtc_time64_to_tm(time + (u32)(readl(pl031) - readl(&battery->base)), tm);
+	rtc_time64_to_tm(time, &tm);
+	registers[0] = bin2bcd(tm.tm_sec);
+	registers[1] = bin2bcd(tm.tm_min);
+	registers[2] = bin2bcd(tm.tm_hour);
+	registers[3] = tm.tm_wday + 1;
+	registers[4] = bin2bcd(tm.tm_mday);
+	registers[5] = bin2bcd(tm.tm_mon + 1);
+	registers[6] = bin2bcd(tm.tm_year % 100);
+	memcpy_toio(battery->registers, registers, sizeof registers);
+}
+
+/* Brings the registers up to the second; what was written stays as it is until then. */
+static void count_on(void)
+{
+	u32 now = readl(pl031), passed = now - readl(&battery->base);
+	u8 r[7], weekday;
+
+	memcpy_fromio(r, battery->registers, sizeof r);
+	writel(now, &battery->base);
+	if (!passed || r[0] & HALTED)
+		return;
+	put_time(mktime64(bcd2bin(r[6]) + 2000, bcd2bin(r[5] & 0x1f), bcd2bin(r[4] & 0x3f),
+			  bcd2bin(r[2] & 0x3f), bcd2bin(r[1] & 0x7f), bcd2bin(r[0])) + passed);
+	/* The weekday is a counter of its own. */
+	weekday = readb(&battery->registers[4]) == r[4] ? r[3] : r[3] % 7 + 1;
+	writeb(weekday, &battery->registers[3]);
 }
 
 static u8 chip_read(u8 reg)
 {
-	struct rtc_time tm;
-
-	if (flat)
-		return 0xff;
-	if (reg >= 8)
-		return readb(&battery->memory[reg]);
-	chip_time(&tm);
-	switch (reg) {
-	case 0: return bin2bcd(tm.tm_sec);
-	case 1: return bin2bcd(tm.tm_min);
-	case 2: return bin2bcd(tm.tm_hour);
-	case 3: return tm.tm_wday + 1;
-	case 4: return bin2bcd(tm.tm_mday);
-	case 5: return bin2bcd(tm.tm_mon + 1);
-	case 6: return bin2bcd(tm.tm_year % 100);
-	}
-	return 0;
+	count_on();
+	return readb(&battery->registers[reg]);
 }
 
 static void chip_write(u8 reg, u8 value)
 {
-	struct rtc_time tm;
-	s64 time;
-
 	event("clock: register %u = %02x", reg, value);
-	if (reg >= 8) {
-		writeb(value, &battery->memory[reg]);
-		return;
-	}
-	chip_time(&tm);
-	switch (reg) {
-	case 0: tm.tm_sec = bcd2bin(value & 0x7f); break;
-	case 1: tm.tm_min = bcd2bin(value & 0x7f); break;
-	case 2: tm.tm_hour = bcd2bin(value & 0x3f); break;
-	case 4: tm.tm_mday = bcd2bin(value & 0x3f); break;
-	case 5: tm.tm_mon = bcd2bin(value & 0x1f) - 1; break;
-	case 6: tm.tm_year = bcd2bin(value) + 100; break;
-	default: return;
-	}
-	time = mktime64(tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday, tm.tm_hour, tm.tm_min, tm.tm_sec);
-	writel(readl(pl031), &battery->base);
-	memcpy_toio(&battery->time, &time, sizeof time);
+	count_on();
+	writeb(value, &battery->registers[reg]);
 }
 
 #define REDIRECTED 0x5602 /* request 2, which today's kernel would answer itself */
@@ -427,15 +423,19 @@ static int clock_start(void)
 	pl031 = ioremap(PL031, 4);
 	if (!pl031)
 		return -ENOMEM;
-	if (readl(&battery->magic) != MAGIC) {
-		s64 time = readl(pl031);
-
+	switch (readl(&battery->magic)) {
+	case MAGIC:
+		break;
+	case FLAT:
+		memset_io(battery->registers, 0xff, sizeof battery->registers);
+		break;
+	default:
 		fresh = true;
 		memset_io(battery, 0, sizeof *battery);
-		writel(MAGIC, &battery->magic);
-		writel((u32)time, &battery->base);
-		memcpy_toio(&battery->time, &time, sizeof time);
+		writel(readl(pl031), &battery->base);
+		put_time(readl(pl031));
 	}
+	writel(MAGIC, &battery->magic);
 	return register_kprobe(&ioctl_probe);
 }
 
@@ -503,14 +503,16 @@ static int run_command(const char *line)
 	} else if (sscanf(line, "ir send %i %i", (int *)&a, (int *)&b) == 2) {
 		record[6] = a;
 		record[8] = b;
+		if (kfifo_avail(&codes) < sizeof record)
+			return -ENOSPC;
 		kfifo_in(&codes, record, sizeof record);
 		wake_up_interruptible(&codes_wait);
-	} else if (sscanf(line, "temperature %u", &a) == 1) {
+	} else if (sscanf(line, "temperature set %u", &a) == 1) {
 		temperature = a;
 	} else if (!strncmp(line, "note ", 5)) {
 		line += 5;
-	} else if (!strcmp(line, "battery flat")) {
-		flat = true;
+	} else if (!strcmp(line, "clock battery flat")) {
+		writel(FLAT, &battery->magic);
 	} else {
 		return -EINVAL;
 	}
@@ -536,7 +538,7 @@ static ssize_t contents_write(struct file *file, const char __user *data, size_t
 {
 	u8 *copy;
 
-	if (*offset + size > BATTERY + sizeof(struct battery))
+	if (*offset + size > SRAM_SIZE)
 		return -ENOSPC;
 	copy = memdup_user(data, size);
 	if (IS_ERR(copy))
@@ -563,8 +565,8 @@ static int __init board_start(void)
 		if ((devices[i].fops != &ir_operations || infrared) &&
 		    (devices[i].fops != &console_operations || console))
 			error = misc_register(&devices[i]);
-	if (error)
-		return error;
+	if (error) /* nothing could be relied on */
+		panic("armboard: %d\n", error);
 	for_each_kernel_tracepoint(find_tracepoint, NULL);
 	/* Memory that was never written is that of a board just given power. */
 	if (!proc_mkdir("armboard", NULL) || !proc_mkdir("vss", NULL) ||
