@@ -115,9 +115,9 @@ int32_t DvrGetVideoChannelNumber(void);
 // the first 1024 bytes of /proc/bus/pci/devices; 0 with a message when there are none.
 int32_t DvrGetPciDiskNumber(void);
 
-// Returns the product type, which names the board model: 0, 2 to 10, 12 to 21, 27 to 32,
-// 40 to 43, 46, 49; 99 for an unknown board; -1 when the identifier names no product. A type above 0 is
-// kept, so it follows the boot parameters of the first such call.
+// Returns the product type, which names the board model: 0, 2 to 10, 12 to 21, 27 to 32, 40 to 43,
+// 46, 49; 99 for an unknown board; -1 when the identifier names no product. A type above 0 is kept,
+// so it follows the boot parameters of the first such call.
 int32_t DvrGetProductType(void);
 
 // Returns the chip/board type: 0 or 2, or -1 when the product tells neither.
