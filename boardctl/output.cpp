@@ -21,6 +21,7 @@ struct {
   FILE *rowStream = nullptr;
   char *row = nullptr;
   size_t rowLength = 0;
+  bool rowLost = false;  // there was no memory for it
 } state;
 
 constexpr int kColumn = 14;
@@ -90,7 +91,7 @@ void ShowMessages() {
 }
 
 bool Finish() {
-  return fflush(state.stream) == 0 && ferror(state.stream) == 0;
+  return fflush(state.stream) == 0 && ferror(state.stream) == 0 && !state.rowLost;
 }
 
 FILE *Stream() {
@@ -111,7 +112,10 @@ void EndList() {
 void BeginRecord() {
   state.firstValue = true;
   state.heading[0] = '\0';
-  if (!state.json && state.inList) state.rowStream = open_memstream(&state.row, &state.rowLength);
+  if (!state.json && state.inList) {
+    state.rowStream = open_memstream(&state.row, &state.rowLength);
+    state.rowLost |= state.rowStream == nullptr;
+  }
   if (state.json) fprintf(state.stream, "%s{", state.inList && !state.firstRecord ? ",\n " : "");
 }
 
