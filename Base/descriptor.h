@@ -2,10 +2,11 @@
 // close-on-exec: the application inherits descriptors 0, 1 and 2 and no others.
 #pragma once
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <utility>
+
+#include "Base/standard_descriptors.h"
 
 namespace base {
 
@@ -13,10 +14,9 @@ class Descriptor {
  public:
   Descriptor() = default;
   // The mode is that of a file which the flags create.
-  Descriptor(const char *path, int flags, mode_t mode = 0)
-      : fd_(open(path, flags | O_CLOEXEC, mode)) {}
+  Descriptor(const char *path, int flags, mode_t mode = 0) : fd_(Open(path, flags, mode)) {}
   // Takes over what another call opened, close-on-exec; -1 for a call that failed.
-  explicit Descriptor(int fd) : fd_(fd) {}
+  explicit Descriptor(int fd) : fd_(MoveAboveStandard(fd)) {}
   Descriptor(Descriptor &&other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
   Descriptor(const Descriptor &) = delete;
   Descriptor &operator=(const Descriptor &) = delete;

@@ -5,12 +5,14 @@
 
 #include <stdio.h>
 
+#include "Base/standard_descriptors.h"
+
 namespace base {
 
 // A text file open for reading; closed when it goes out of scope.
 class TextFile {
  public:
-  explicit TextFile(const char *path) : file_(fopen(path, "re")) {}
+  explicit TextFile(const char *path) : file_(OpenFile(path, "re")) {}
   TextFile(const TextFile &) = delete;
   TextFile &operator=(const TextFile &) = delete;
   ~TextFile() {

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "Base/message.h"
+#include "Base/standard_descriptors.h"
 #include "Base/text_file.h"
 #include "Flash/selection.h"
 #include "libsys/version.h"
@@ -103,7 +104,7 @@ bool ReadPartitionList() {
 bool OpenRows() {
   for (uint32_t i = 0; i < state.count; ++i) {
     MtdPartition &row = state.rows[i];
-    row.fd = open(row.path, O_RDWR | O_CLOEXEC);
+    row.fd = base::Open(row.path, O_RDWR);
     if (row.fd >= 0) continue;
     base::PrintAt({"Flash/flash", 201}, "open %s failed\n", row.path);
     return false;

@@ -9,6 +9,7 @@
 #include <initializer_list>
 
 #include "Base/message.h"
+#include "Base/standard_descriptors.h"
 #include "libsys/frontboard.h"
 #include "libsys/version.h"
 
@@ -60,7 +61,7 @@ int32_t Request(unsigned request, void *argument, int line) {
 
 int32_t WatchdogStart() {
   if (!WatchdogInUse() || state.descriptor > 0) return 0;
-  if (state.descriptor == -1) state.descriptor = open(kDevice, O_RDWR | O_CLOEXEC);
+  if (state.descriptor == -1) state.descriptor = base::Open(kDevice, O_RDWR);
   if (state.descriptor == -1) {
     base::PrintAt({kModule, 106}, "Open failed\n");
     return -1;

@@ -5,6 +5,7 @@
 
 #include <span>
 
+#include "Base/standard_descriptors.h"
 #include "Base/text_file.h"
 #include "Network/network_text.h"
 #include "Network/output_file.h"
@@ -147,7 +148,7 @@ int32_t NetSetPPPoEConfig(const PppoeConfig *config) {
 int32_t NetGetPPPoEConfig(PppoeConfig *config) {
   if (config == nullptr) return -1;
   *config = {};
-  FILE *secrets = fopen(kChapSecrets, "re");
+  FILE *secrets = base::OpenFile(kChapSecrets, "re");
   if (secrets == nullptr) return OpenFailed(kChapSecrets);
   char user[33], password[33];
   // Words: a name or a password with a blank in it cannot be read back.

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "Base/standard_descriptors.h"
 #include "Network/network_text.h"
 
 namespace network {
@@ -13,7 +14,7 @@ namespace {
 
 FILE *OpenForOwner(const char *path) {
   constexpr mode_t kOwnerOnly = 0600;
-  const int fd = open(path, O_WRONLY | O_CREAT | O_CLOEXEC, kOwnerOnly);
+  const int fd = base::Open(path, O_WRONLY | O_CREAT, kOwnerOnly);
   if (fd < 0) return nullptr;
   FILE *file = nullptr;
   if (fchmod(fd, kOwnerOnly) == 0 && ftruncate(fd, 0) == 0) file = fdopen(fd, "w");
@@ -24,7 +25,7 @@ FILE *OpenForOwner(const char *path) {
 }  // namespace
 
 OutputFile::OutputFile(const char *path, Readers readers)
-    : file_(readers == Readers::kOwner ? OpenForOwner(path) : fopen(path, "we")) {}
+    : file_(readers == Readers::kOwner ? OpenForOwner(path) : base::OpenFile(path, "we")) {}
 
 void OutputFile::Print(const char *format, ...) {
   va_list arguments;

@@ -9,6 +9,7 @@
 #include <span>
 
 #include "Base/message.h"
+#include "Base/standard_descriptors.h"
 #include "Base/text_file.h"
 #include "Network/network_text.h"
 #include "libsys/network.h"
@@ -213,8 +214,8 @@ int32_t NetWorkReadKey(const char *path, const char *key, char *buffer, int32_t 
 
 int32_t NetWorkWriteKey(const char *path, const char *key, const char *value) {
   if (path == nullptr || key == nullptr || value == nullptr) return InvalidParameter();
-  FILE *file = fopen(path, "r+e");
-  if (file == nullptr) file = fopen(path, "w+e");
+  FILE *file = base::OpenFile(path, "r+e");
+  if (file == nullptr) file = base::OpenFile(path, "w+e");
   if (file == nullptr) {
     base::PrintAt({kModule, 500}, "Open %s failed\n", path);
     return -1;

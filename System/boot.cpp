@@ -11,8 +11,10 @@
 #include <unistd.h>
 
 #include "Base/message.h"
+#include "Base/standard_descriptors.h"
 #include "Flash/mtd.h"
 #include "System/boot_list.h"
+#include "System/held_signals.h"
 #include "libsys/flash.h"
 #include "libsys/version.h"
 
@@ -117,8 +119,8 @@ bool OpenDevice() {
   }
   const char *path = place.partition->path;
   state.offset = place.offset;
-  state.fd = open(path, O_RDWR | O_CLOEXEC);
-  if (state.fd < 0) state.fd = open(path, O_RDWR | O_CLOEXEC);
+  state.fd = base::Open(path, O_RDWR);
+  if (state.fd < 0) state.fd = base::Open(path, O_RDWR);
   if (state.fd >= 0) return true;
   base::PrintAt({"System/boot", 124}, "Open %s falied\n", path);
   return false;
@@ -164,6 +166,7 @@ bool EraseAndWrite() {
     base::PrintAt({"System/boot", 215}, "Address doesn't alias %d \n", static_cast<int>(size));
     return false;
   }
+  const boot::HeldSignals held;
   if (!MtdErase(state.fd, state.offset, BootEnvSize())) {
     base::PrintAt({"System/boot", 242}, "Mem Erase Failed\n");
     return false;

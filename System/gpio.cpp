@@ -9,6 +9,7 @@
 #include <atomic>
 
 #include "Base/message.h"
+#include "Base/standard_descriptors.h"
 
 namespace {
 
@@ -32,7 +33,7 @@ struct Record {
 // Another thread may have opened the device meanwhile; its descriptor then stands.
 bool Open() {
   if (state.descriptor >= 0) return true;
-  const int opened = open(kDevice, O_RDWR | O_CLOEXEC);
+  const int opened = base::Open(kDevice, O_RDWR);
   if (opened < 0) return false;
   int closed = -1;
   if (!state.descriptor.compare_exchange_strong(closed, opened)) close(opened);

@@ -8,6 +8,7 @@
 
 #include <atomic>
 
+#include "Base/standard_descriptors.h"
 #include "System/clock.h"
 #include "libsys/system.h"
 #include "libsys/timer.h"
@@ -56,7 +57,7 @@ const char *ReadMessage(Result result) {
 
 int32_t I2cOpen() {
   if (state.descriptor > 0) return 0;
-  const int opened = open(kDevice, O_RDWR | O_CLOEXEC);
+  const int opened = base::Open(kDevice, O_RDWR);
   if (opened < 0) {
     printf("LIBDVR : open %s failed!!!!\n", kDevice);
     return -1;

@@ -6,6 +6,7 @@
 
 #include <atomic>
 
+#include "Base/standard_descriptors.h"
 #include "libsys/gpio.h"
 
 namespace {
@@ -35,7 +36,7 @@ Slot *FindPersistent(uint32_t address) {
 }
 
 bool Open(Slot &slot, uint32_t pageAddress) {
-  const int descriptor = open(kDevice, O_RDWR | O_CLOEXEC);
+  const int descriptor = base::Open(kDevice, O_RDWR);
   if (descriptor < 0) {
     const auto page = reinterpret_cast<uintptr_t>(slot.page.load());
     printf("LIBDVR : Open %s Failed, MapAddressPiont_p = %x\n", kDevice,

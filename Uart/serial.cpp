@@ -8,6 +8,7 @@
 #include <array>
 
 #include "Base/message.h"
+#include "Base/standard_descriptors.h"
 #include "Uart/ports.h"
 #include "libsys/boot.h"
 #include "libsys/uart.h"
@@ -32,7 +33,7 @@ uint8_t ReadSetting(const char *name, uint8_t mask) {
 // The application that replaces this program keeps 0, 1 and 2 and none of the copies.
 void SaveStandardDescriptors() {
   for (size_t i = 0; i < state.saved.size(); ++i) {
-    state.saved[i] = fcntl(static_cast<int>(i), F_DUPFD_CLOEXEC, 0);
+    state.saved[i] = fcntl(static_cast<int>(i), F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   }
 }
 
@@ -45,7 +46,7 @@ void Close(int &fd) {
 
 int32_t SerialInit() {
   if (state.null > 0) return 0;
-  state.null = open("/dev/null", O_RDWR | O_CLOEXEC);
+  state.null = base::Open("/dev/null", O_RDWR);
   if (state.null < 0) {
     base::PrintAt({"Uart/serial.c", 71}, "Open /dev/null failed\n");
     return -1;

@@ -10,6 +10,7 @@
 #include <atomic>
 
 #include "Base/message.h"
+#include "Base/standard_descriptors.h"
 #include "Uart/ports.h"
 #include "libsys/version.h"
 
@@ -49,7 +50,7 @@ struct Path {
 bool Open(Descriptor &descriptor, const char *path, int flags) {
   int closed = descriptor;
   if (closed > 0) return true;
-  const int opened = open(path, flags | O_CLOEXEC | O_NOCTTY);
+  const int opened = base::Open(path, flags | O_NOCTTY);
   if (opened < 0) return false;
   if (!descriptor.compare_exchange_strong(closed, opened)) close(opened);
   return true;

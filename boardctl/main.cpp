@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 
+#include "Base/standard_descriptors.h"
 #include "boardctl/command.h"
 #include "boardctl/output.h"
 #include "libsys/version.h"
@@ -256,6 +257,7 @@ void StartLibrary() {
 }
 
 int main(int argc, char **argv) {
+  base::OpenStandardDescriptors();
   CommandLine line;
   if (!Parse(argc, argv, &line)) return kUsage;
   if (line.manual) {

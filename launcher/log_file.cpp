@@ -3,6 +3,7 @@
 #include <stdlib.h>
 #include <sys/stat.h>
 
+#include "Base/standard_descriptors.h"
 #include "launcher/launcher.h"
 
 namespace launcher {
@@ -21,7 +22,7 @@ struct State {
 bool ReadLog() {
   struct stat status = {};
   stat(kLog, &status);
-  state.file = fopen(kLog, "re");
+  state.file = base::OpenFile(kLog, "re");
   if (state.file == nullptr) {
     printf("Libsys --:open  %s failed !!\n", kLog);
     return true;

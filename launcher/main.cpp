@@ -1,9 +1,8 @@
 // sentrel: prepares the board at boot, then becomes the recorder's application or supervises it.
-#include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <unistd.h>
 
+#include "Base/standard_descriptors.h"
 #include "launcher/launcher.h"
 #include "libsys/version.h"
 
@@ -32,20 +31,11 @@ void RunRoad(const char *application) {
   launcher::Become(application);
 }
 
-// Where init starts the launcher without a console, the flash's devices must not become the
-// standard output.
-void OpenStandardDescriptors() {
-  int fd = -1;
-  do {
-    fd = open("/dev/null", O_RDWR);
-  } while (fd >= 0 && fd <= STDERR_FILENO);
-  if (fd >= 0) close(fd);
-}
-
 }  // namespace
 
 int main(int argumentCount, char **arguments) {
-  OpenStandardDescriptors();
+  // Init may start the launcher without a console.
+  base::OpenStandardDescriptors();
   // A line at a time, so that nothing is lost or doubled where the process forks, becomes
   // another program or sends its output elsewhere.
   setvbuf(stdout, nullptr, _IOLBF, 0);

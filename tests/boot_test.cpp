@@ -1,7 +1,9 @@
 // The boot variables: where their block lies, what it may hold, and what saving it prints.
 #include <errno.h>
+#include <signal.h>
 #include <stdio.h>
 #include <string.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <optional>
@@ -175,6 +177,29 @@ TEST_F(BootTest, Transcripts) {
     EXPECT_TRUE(before.substr(0, kOffset) == after.substr(0, kOffset));
     EXPECT_EQ(left == kOld, before == after);
     EXPECT_EQ(left == kErased, after.substr(kOffset) == std::string(kSmall, '\xff'));
+  }
+}
+
+// The process ends, or its handler runs, only when the new list is whole; with a second thread to
+// take the signal and without.
+TEST_F(BootTest, SignalsWaitForTheEndOfASave) {
+  static volatile sig_atomic_t handled = 0;
+  for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGTERM}) {
+    for (const bool threaded : {false, true}) {
+      for (const bool hasHandler : {false, true}) {
+        SCOPED_TRACE(testing::Message() << strsignal(number) << threaded << hasHandler);
+        UseSmallBoard();
+        vboard::PlanFault("write", "/dev/mtd0", -number, 1, false);
+        const test::Child child = test::InChild([=] {
+          if (hasHandler) signal(number, [](int) { handled = 1; });
+          if (threaded) std::thread(pause).detach();
+          return BootEnvSet("xuart", "7") == 0 ? handled : -1;
+        });
+        EXPECT_EQ(hasHandler ? 0 : number, child.signal);
+        EXPECT_EQ(hasHandler ? 1 : -1, child.exitStatus);
+        EXPECT_EQ("7", Get("xuart"));
+      }
+    }
   }
 }
 

@@ -20,7 +20,7 @@ HARMLESS = """
     __ctype_b_loc fprintf fputc inet_addr perror putc rewind stderr strchr vfprintf tmpfile
     fdopen fileno tmpfile64 inet_pton open_memstream strndup
     __daylight daylight localtime_r mktime timegm times tzset strftime
-    sigaction sigemptyset signal
+    kill sigaction sigemptyset sigfillset signal
 """.split()
 
 

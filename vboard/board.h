@@ -27,7 +27,7 @@ enum class Power : uint32_t { kOn, kOff, kRestart, kCut };
 struct Fault {
   char call[16];
   char path[64];  // empty: any path
-  int32_t error;  // errno value; 0 marks a free slot
+  int32_t error;  // errno value, or minus a signal that comes before the call; 0 marks a free slot
   uint32_t nth;   // counts down to 1
   uint32_t repeat;
 };

@@ -63,6 +63,11 @@ bool CallFails(const char *call, const char *path) {
     }
   }
   if (error == 0) return false;
+  if (error < 0) {
+    Event("fault: %s %s: %s", call, path, sigdescr_np(-error));
+    kill(getpid(), -error);
+    return false;
+  }
   Event("fault: %s %s: %s", call, path, strerrordesc_np(error));
   errno = error;
   return true;
@@ -91,12 +96,16 @@ void CutPower() {
   _exit(1);
 }
 
-int ErrorNumber(const std::string &name) {
+int FaultNumber(const std::string &name) {
+  for (int signal = 1; signal < SIGRTMIN; ++signal) {
+    const char *known = sigabbrev_np(signal);
+    if (known != nullptr && name == "SIG" + std::string(known)) return -signal;
+  }
   for (int error = 1; error < 200; ++error) {
     const char *known = strerrorname_np(error);
     if (known != nullptr && name == known) return error;
   }
-  throw std::invalid_argument("'" + name + "' is no error name");
+  throw std::invalid_argument("'" + name + "' is no name of an error or a signal");
 }
 
 }  // namespace vboard

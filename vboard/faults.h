@@ -7,12 +7,12 @@
 
 namespace vboard {
 
-// Plans that the nth call of this name on this path (empty: any) fails with an errno value,
-// only that one or all from there on. Throws std::invalid_argument when all places are taken, or
-// when the call is none that can fail.
+// Plans that the nth call of this name on this path (empty: any) fails with an errno value, or that
+// the process gets a signal (minus its number) in front of it; only that one or all from there on.
+// Throws std::invalid_argument when all places are taken, or when the call is none that can fail.
 void PlanFault(const char *call, const std::string &path, int error, unsigned nth, bool repeat);
 
-// Counts a call; true, with errno set, when it is one that fails.
+// Counts a call, and sends its signal; true, with errno set, when it is one that fails.
 bool CallFails(const char *call, const char *path);
 
 // Plans that the power goes in the nth flash operation from now on.
@@ -26,8 +26,8 @@ void WithPowerCut(size_t length, Operation operation);
 // Ends the power now: every program on the board stops where it is.
 [[noreturn]] void CutPower();
 
-// The errno value of a name such as "EIO". Throws std::invalid_argument.
-int ErrorNumber(const std::string &name);
+// What PlanFault takes for a name such as "EIO" or "SIGTERM". Throws std::invalid_argument.
+int FaultNumber(const std::string &name);
 
 // Takes the planned cut out of the state if this operation is the one.
 PowerCut TakePowerCut();

@@ -17,6 +17,11 @@
  * a block whose last byte is 0xFF (the write stopped inside the list): after a cut at any byte the
  * block reads as the old list, the new one or an empty one. The next set on such a block starts
  * from an all-NUL data area. A list that fills its block to the last byte reads up to there.
+ *
+ * From the erase to the end of the write SIGHUP, SIGINT, SIGQUIT, SIGPIPE and SIGTERM are held back
+ * for the whole process: one that comes meanwhile, to whatever thread, is sent to the process again
+ * afterwards, as by kill(2). No other thread may change what the process does about them (sigaction)
+ * while a set runs. Nothing holds back SIGKILL or an exit of the process.
  */
 #ifndef LIBSYS_BOOT_H
 #define LIBSYS_BOOT_H

@@ -1,0 +1,39 @@
+#include "Base/standard_descriptors.h"
+
+#include <errno.h>
+#include <unistd.h>
+
+namespace base {
+
+unsigned OpenStandardDescriptors() {
+  unsigned closed = 0;
+  int fd = open("/dev/null", O_RDWR);
+  for (; fd >= 0 && fd <= STDERR_FILENO; fd = open("/dev/null", O_RDWR)) closed |= 1U << fd;
+  if (fd >= 0) close(fd);
+  return closed;
+}
+
+int Open(const char *path, int flags, mode_t mode) {
+  return MoveAboveStandard(open(path, flags | O_CLOEXEC, mode));
+}
+
+FILE *OpenFile(const char *path, const char *mode) {
+  FILE *file = fopen(path, mode);
+  if (file == nullptr || fileno(file) > STDERR_FILENO) return file;
+  const int fd = fcntl(fileno(file), F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  fclose(file);
+  file = fd < 0 ? nullptr : fdopen(fd, mode);
+  if (file == nullptr && fd >= 0) close(fd);
+  return file;
+}
+
+int MoveAboveStandard(int fd) {
+  if (fd < 0 || fd > STDERR_FILENO) return fd;
+  const int moved = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  const int error = errno;
+  close(fd);
+  errno = error;
+  return moved;
+}
+
+}  // namespace base
