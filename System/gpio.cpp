@@ -10,6 +10,7 @@
 
 #include "Base/message.h"
 #include "Base/standard_descriptors.h"
+#include "System/gpio.h"
 
 namespace {
 
@@ -30,16 +31,6 @@ struct Record {
   uint32_t value;
 };
 
-// Another thread may have opened the device meanwhile; its descriptor then stands.
-bool Open() {
-  if (state.descriptor >= 0) return true;
-  const int opened = base::Open(kDevice, O_RDWR);
-  if (opened < 0) return false;
-  int closed = -1;
-  if (!state.descriptor.compare_exchange_strong(closed, opened)) close(opened);
-  return true;
-}
-
 // A device that refused a request is opened afresh by the next call.
 bool Send(Request request, Record *record) {
   if (ioctl(state.descriptor, request, record) >= 0) return true;
@@ -49,7 +40,7 @@ bool Send(Request request, Record *record) {
 }
 
 bool OpenLine(uint32_t group, int messageLine) {
-  if (!Open()) {
+  if (!gpio::Open()) {
     base::PrintAt({"System/gpio.c", messageLine}, "Open %s\n failed\n", kDevice);
     return false;
   }
@@ -61,6 +52,16 @@ bool OpenLine(uint32_t group, int messageLine) {
 }
 
 }  // namespace
+
+// Another thread may have opened the device meanwhile; its descriptor then stands.
+bool gpio::Open() {
+  if (state.descriptor >= 0) return true;
+  const int opened = base::Open(kDevice, O_RDWR);
+  if (opened < 0) return false;
+  int closed = -1;
+  if (!state.descriptor.compare_exchange_strong(closed, opened)) close(opened);
+  return true;
+}
 
 int32_t GpioWrite(uint32_t group, uint32_t bit, uint32_t value) {
   if (!OpenLine(group, 47)) return -1;

@@ -9,10 +9,13 @@
 namespace panel {
 namespace {
 
-// Keys as their four bytes, one scan line a row; the matrix has no keys beyond the last row.
-consteval Keys Table(std::initializer_list<uint32_t> words) {
+constexpr Key kUnused = {0xff, 0xff, 0xff, 0xff};
+constexpr Key kReleased = {0xff, 0xff, 0xff, 0x01};
+
+// Keys as their four bytes, one scan line a row; beyond the last row all are the same.
+consteval Keys Table(std::initializer_list<uint32_t> words, Key others = kUnused) {
   Keys keys;
-  keys.fill({0xff, 0xff, 0xff, 0xff});
+  keys.fill(others);
   size_t number = 0;
   for (const uint32_t word : words) {
     keys[number++] = {static_cast<uint8_t>(word >> 24), static_cast<uint8_t>(word >> 16),
@@ -113,64 +116,68 @@ constinit struct {
     0xffffffff, 0xffffffff, 0xffffffff, 0xff1adfff, 0xffffffff,
     0xff1a7fff, 0xff1adfff, 0xff1afbff, 0xffffffff, 0xffffffff,
     0xff1afdff, 0xffffffff, 0xff1a7fff, 0xff1aefff, 0xffffffff});
+  // No keys, only their levels, which begin as those of the other OEM-9 panels do: a panel that
+  // nobody presses reports nothing.
+  Keys oem9Unknown = Table({}, kReleased);
 } FrontKeyTable;
 // clang-format on
 
-Keys *KeysOfOem9(const Board &board) {
+Keys &KeysOfOem9(const Board &board) {
   const bool isProduct3 = board.product == 3;
   switch (FrontboardSubType) {
     case 1:
-      return isProduct3 ? &FrontKeyTable.oem9Product3SubType1 : &FrontKeyTable.oem9SubType1;
+      return isProduct3 ? FrontKeyTable.oem9Product3SubType1 : FrontKeyTable.oem9SubType1;
     case 2:
-      return &FrontKeyTable.oem9SubType2;
+      return FrontKeyTable.oem9SubType2;
     case 3:
-      return &FrontKeyTable.oem9SubType3;
+      return FrontKeyTable.oem9SubType3;
     case 4:
-      return isProduct3 ? &FrontKeyTable.oem9SubType3 : &FrontKeyTable.oem9SubType4;
+      return isProduct3 ? FrontKeyTable.oem9SubType3 : FrontKeyTable.oem9SubType4;
     default:
-      return nullptr;
+      return FrontKeyTable.oem9Unknown;
   }
 }
 
 }  // namespace
 
-Keys *KeysOf(const Board &board) {
+Keys &KeysOf(const Board &board) {
+  if (HasProductMatrix(board)) return FrontKeyTable.products27To32;
   switch (board.variant) {
     case 2:
-      return &FrontKeyTable.oem2;
+      return FrontKeyTable.oem2;
     case 4:
-      return &FrontKeyTable.oem4;
+      return FrontKeyTable.oem4;
     case 6:
-      return &FrontKeyTable.oem6;
+      return FrontKeyTable.oem6;
     case 9:
       return KeysOfOem9(board);
     case 11:
-      return &FrontKeyTable.oem11;
+      return FrontKeyTable.oem11;
     case 13:
-      return &FrontKeyTable.oem13;
+      return FrontKeyTable.oem13;
     case 14:
-      return FrontboardPanelModel == 92 ? &FrontKeyTable.oem14Model92 : &FrontKeyTable.oem14;
+      return FrontboardPanelModel == 92 ? FrontKeyTable.oem14Model92 : FrontKeyTable.oem14;
     case 15:
-      return &FrontKeyTable.oem15;
+      return FrontKeyTable.oem15;
     case 20:
-      return &FrontKeyTable.oem20;
+      return FrontKeyTable.oem20;
     default:
-      return HasProductPanel(board) ? &FrontKeyTable.products27To32 : &FrontKeyTable.otherwise;
+      return FrontKeyTable.otherwise;
   }
 }
 
 void KeyEvent(const Board &board, uint8_t number, uint8_t *event) {
-  const Keys *keys = KeysOf(board);
-  if (keys == nullptr) {
+  const Keys &keys = KeysOf(board);
+  if (&keys == &FrontKeyTable.oem9Unknown) {
     puts(board.product == 3 ? "xka frondboard type error!!@" : "xka frondboard type error!!#");
     return;
   }
-  if (number >= keys->size()) return;
-  const Key &key = (*keys)[number];
+  if (number >= keys.size()) return;
+  const Key &key = keys[number];
   event[0] = key.sync;
   event[1] = key.group;
   event[2] = key.code;
-  if (keys == &FrontKeyTable.products27To32) {
+  if (&keys == &FrontKeyTable.products27To32) {
     printf("..........%d %d %d.........\n", event[0], event[1], event[2]);
   }
 }

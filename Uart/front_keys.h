@@ -22,10 +22,11 @@ struct Key {
 using Keys = std::array<Key, 25>;
 
 // The keys of this board's matrix. Only the scanning thread writes to them, and only to the
-// levels. Null for an OEM-9 panel of unknown sub-type.
-Keys *KeysOf(const Board &board);
+// levels.
+Keys &KeysOf(const Board &board);
 
 // Stores a key's group and code, and what stands for sync, in the first three bytes of an event.
+// Leaves them alone, with a message, on an OEM-9 panel of unknown sub-type.
 void KeyEvent(const Board &board, uint8_t number, uint8_t *event);
 
 }  // namespace panel

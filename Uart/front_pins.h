@@ -39,7 +39,7 @@ inline constexpr PinMap kPinMaps[] = {
     {15, Group(7, {3, 4, 5, 6, 7}), Group(3, {0, 1, 2, 4, 5})},
     {20, Group(5, {2, 3, 4, 6, 7}), Group(7, {0, 1, 2, 3, 4})},
 };
-// Products 27 to 32 with another OEM type.
+// For products 27 to 32 where panel::HasProductMatrix says so.
 inline constexpr PinMap kProductPins = {0, Group(7, {3, 4, 5, 6, 7}), Group(6, {0, 1, 2, 4, 5})};
 
 // Buzzers, the fan, and the lines that tell the board's variant.

@@ -7,6 +7,7 @@
 #include <atomic>
 
 #include "Base/descriptor.h"
+#include "System/gpio.h"
 #include "Uart/front_keys.h"
 #include "Uart/front_pins.h"
 #include "Uart/key_queue.h"
@@ -41,11 +42,6 @@ constexpr size_t kRecordState = 8;
 
 char exitValue[] = "expect\n";
 
-struct Matrix {
-  const PinMap *pins;
-  Keys *keys;
-};
-
 void SetScanState(ScanState scan) {
   pthread_mutex_lock(&state.mutex);
   state.FrontScanState = scan;
@@ -68,38 +64,43 @@ bool AskToStop() {
   return stopped;
 }
 
+// Null: this panel has no matrix.
 const PinMap *PinsOf(const Board &board) {
+  if (!panel::HasKeyQueue(board)) return nullptr;
+  if (panel::HasProductMatrix(board)) return &panel::kProductPins;
   for (const PinMap &map : panel::kPinMaps) {
     if (map.variant == board.variant) return &map;
   }
-  return panel::HasProductPanel(board) ? &panel::kProductPins : nullptr;
+  return nullptr;
 }
 
-// No pins or no keys: this panel has no matrix.
-Matrix ThisMatrix() {
-  const Board board = panel::ThisBoard();
-  if (!panel::HasKeyQueue(board)) return {nullptr, nullptr};
-  return {PinsOf(board), panel::KeysOf(board)};
+// A line that fails is passed over. False when the driver is gone, with which all would fail.
+bool Drive(const Line &scan, uint32_t level) {
+  return GpioWrite(scan.group, scan.bit, level) == 0 || gpio::Open();
 }
 
 // A level that differs from the last one becomes an entry; nothing else debounces the keys.
-void Sample(const Line &sense, uint8_t number, Key &key) {
+bool Sample(const Line &sense, uint8_t number, Key &key) {
   uint8_t level = 0;
-  if (GpioRead(sense.group, sense.bit, &level) != 0 || level == key.level) return;
+  if (GpioRead(sense.group, sense.bit, &level) != 0) return gpio::Open();
+  if (level == key.level) return true;
   const uint8_t pressed = level <= 1 ? static_cast<uint8_t>(1 - level) : uint8_t{0};
   panel::PutKey({number, 0, pressed});
   key.level = level;
+  return true;
 }
 
-void ScanMatrix(const Matrix &matrix) {
-  const auto &[variant, scan, sense] = *matrix.pins;
+// Without the driver the pass ends at the first line, so that one message is printed a pass and
+// not fifty.
+void ScanMatrix(const PinMap &pins, Keys &keys) {
+  const auto &[variant, scan, sense] = pins;
   for (size_t k = 0; k < scan.size(); ++k) {
     for (size_t other = 0; other < scan.size(); ++other) {
-      GpioWrite(scan[other].group, scan[other].bit, other == k ? 0 : 1);
+      if (!Drive(scan[other], other == k ? 0 : 1)) return;
     }
     for (size_t j = 0; j < sense.size(); ++j) {
       const size_t number = k * sense.size() + j;
-      Sample(sense[j], static_cast<uint8_t>(number), (*matrix.keys)[number]);
+      if (!Sample(sense[j], static_cast<uint8_t>(number), keys[number])) return;
     }
   }
 }
@@ -109,7 +110,10 @@ void ReadInfrared(int fd) {
   const int ready = poll(&receiver, 1, kInfraredWait);
   if (ready <= 0) return;
   uint8_t record[kRecordLength];
-  if (read(fd, record, sizeof record) == static_cast<ssize_t>(sizeof record)) {
+  const ssize_t length = read(fd, record, sizeof record);
+  // A receiver that is gone is ready all the time.
+  if (length <= 0) usleep(kPassPause);
+  if (length == static_cast<ssize_t>(sizeof record)) {
     const uint8_t code = record[kRecordCode];
     const uint8_t keyState = record[kRecordState];
     panel::PutKey({panel::kInfraredSource, code, keyState});
@@ -120,9 +124,11 @@ void ReadInfrared(int fd) {
 }
 
 void Scan(int infrared) {
-  const Matrix matrix = ThisMatrix();
+  const Board board = panel::ThisBoard();
+  const PinMap *pins = PinsOf(board);
+  Keys &keys = panel::KeysOf(board);
   while (!StopIsAsked()) {
-    if (matrix.pins != nullptr && matrix.keys != nullptr) ScanMatrix(matrix);
+    if (pins != nullptr) ScanMatrix(*pins, keys);
     if (infrared >= 0) {
       ReadInfrared(infrared);
     } else {

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <map>
-#include <set>
 
 #include "libsys/uart.h"
 #include "tests/support/panel_test.h"
@@ -96,15 +95,18 @@ TEST_F(FrontboardTest, EveryKeyOfEveryMatrix) {
     std::string panel;
     int subType;  // 0: as the board's file says
     std::string keys;
+    std::string more;
   };
-  std::vector<Row> rows = {{"oem9-8-channels", 2, "oem9-2"},
-                           {"oem9-8-channels", 3, "oem9-3"},
-                           {"oem9-8-channels", 4, "oem9-3"}};
-  for (const auto &[panel, unused] : tables) rows.push_back({panel, 0, panel});
-  for (const auto &[panel, subType, expected] : rows) {
-    SCOPED_TRACE(panel + " " + std::to_string(subType));
+  std::vector<Row> rows = {{"oem9-8-channels", 2, "oem9-2", ""},
+                           {"oem9-8-channels", 3, "oem9-3", ""},
+                           {"oem9-8-channels", 4, "oem9-3", ""},
+                           // The product's pins too.
+                           {"product30", 0, "product30", "identity.oem = 0x8\n"}};
+  for (const auto &[panel, unused] : tables) rows.push_back({panel, 0, panel, ""});
+  for (const auto &[panel, subType, expected, more] : rows) {
+    SCOPED_TRACE(panel + " " + std::to_string(subType) + more);
     ASSERT_EQ(25U, keys.at(expected).size());
-    UsePanel(panel);
+    UsePanel(panel, more);
     const Finding finding = Find([&] { return EveryKey(subType); });
     EXPECT_EQ(ExpectedEvents(keys.at(expected)), finding.result);
     // Only this panel shows its keys on the console.
@@ -128,23 +130,20 @@ TEST_F(FrontboardTest, PanelOfUnknownSubType) {
     SCOPED_TRACE(row.printed);
     UsePanel(row.panel);
     const Finding finding = Find([&] {
-      test::Thread scanner(FrontScanProc);
-      vboard::Act("key press 3");
-      ReadKey();
-      vboard::Act("key release 3");
-      // Between two records is a scan.
-      vboard::Act("ir send 12 1");
-      vboard::Act("ir send 12 1");
-      while (test::Waiting("/dev/Hi_IR") > 0) usleep(1000);
-      FrontboardStop();
-      scanner.Join();
       FrontboardSubType = row.subType;
-      std::multiset<std::string> events;
-      while (events.size() < 3) events.insert(ReadKey({0xaa, 0xbb, 0xcc, 0xdd}));
-      return *events.begin() + " " + *events.rbegin();
+      test::Thread scanner(FrontScanProc);
+      vboard::Act("ir send 12 7");  // comes after the first scan, which reports no key
+      std::string events = ReadKey();
+      for (const char *change : {"key press 3", "key release 3"}) {
+        vboard::Act(change);
+        events += " " + ReadKey({0xaa, 0xbb, 0xcc, 0xdd});
+      }
+      FrontboardStop();
+      return events + " " + scanner.Join();
     });
-    EXPECT_EQ("aabbcc00 ff1afe01", finding.result);
-    EXPECT_THAT(finding.printed, testing::EndsWith(row.printed));
+    EXPECT_EQ("ff1afe07 aabbcc01 aabbcc00 expect\n", finding.result);
+    EXPECT_EQ(std::string("hiir read(7 , c)......OK\n") + row.printed + row.printed,
+              finding.printed);
   }
 }
 
