@@ -7,9 +7,9 @@
 
 namespace panel {
 
-// Builds the code table of this board's remote control, or clears it where the panel takes
+// Chooses the code table of this board's remote control, or an empty one where the panel takes
 // codes as they are. False where a front board does all that.
-bool BuildInfraredTable(const Board &board);
+bool ChooseInfraredTable(const Board &board);
 
 // Stores the event of a raw code in the first three bytes of an event.
 void InfraredEvent(const Board &board, uint8_t rawCode, uint8_t *event);

@@ -125,7 +125,7 @@ int32_t FrontboardWrite(const uint8_t *event, int32_t length) {
 
 int32_t FrontboardInit() {
   const Board board = panel::ThisBoard();
-  if (panel::BuildInfraredTable(board)) return 0;
+  if (panel::ChooseInfraredTable(board)) return 0;
   if (IsOneOf(board.product, {27, 28, 29})) return 0;
   if (board.type == 2 && board.variant == 6 && FrontboardVariantA != 0) {
     printf("LIBDVR : Frontboard use ttyAMA%d %s%d\n", static_cast<int>(UartFrontboardIndex),

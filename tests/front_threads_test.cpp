@@ -4,6 +4,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <set>
+#include <thread>
 
 #include "libsys/uart.h"
 #include "tests/support/panel_test.h"
@@ -116,6 +119,56 @@ TEST_F(FrontThreadsTest, KeysWorkWithoutReceiver) {
   });
   EXPECT_EQ("ff1afe01 ff1afe00 expect\n", finding.result);
   EXPECT_EQ("LIBDVR : open /dev/Hi_IR failed\n", finding.printed);
+}
+
+// Without its drivers the scanner neither floods the console nor takes the processor.
+TEST_F(FrontThreadsTest, MissingDriversAreAskedAtThePaceOfTheScans) {
+  constexpr std::pair<const char *, const char *> kMissing[] = {{"open", "/dev/hi_gpio"},
+                                                                {"read", "/dev/Hi_IR"}};
+  UsePanel("oem2");
+  for (const auto &[call, device] : kMissing) {
+    SCOPED_TRACE(device);
+    const Finding finding = FindOn(4, 2, [&] {
+      vboard::SetSpeed(1);
+      vboard::PlanFault(call, device, ENODEV, 1, true);
+      Events();
+      const auto start = std::chrono::steady_clock::now();
+      test::Thread scanner(FrontScanProc);
+      Send(1, 1);
+      for (size_t faults = 0; faults < 8;) {
+        for (const std::string &event : Events()) faults += event.starts_with("fault") ? 1 : 0;
+        usleep(1000);
+      }
+      const auto elapsed = std::chrono::steady_clock::now() - start;
+      FrontboardStop();
+      scanner.Join();
+      return std::string(elapsed < std::chrono::milliseconds(200) ? "flood" : "paced");
+    });
+    EXPECT_EQ("paced", finding.result);
+  }
+}
+
+TEST_F(FrontThreadsTest, StartBesideAReaderOfKeys) {
+  UsePanel("oem2");
+  const Finding finding = Find([] {
+    FrontboardInit();
+    test::Thread scanner(FrontScanProc);
+    std::atomic<bool> enough{false};
+    std::thread other([&] {
+      while (!enough) FrontboardInit();
+    });
+    std::set<std::string> events;
+    for (int i = 0; i < 200; ++i) {
+      Send(68, 1);
+      events.insert(ReadKey());
+    }
+    enough = true;
+    other.join();
+    FrontboardStop();
+    scanner.Join();
+    return std::to_string(events.size()) + " " + *events.begin();
+  });
+  EXPECT_EQ("1 ff018e01", finding.result);
 }
 
 // No line of the main board is touched where a front board has the keys.

@@ -50,8 +50,9 @@ void *McuProc(void *unused);
 // scanner at a time.
 void *FrontScanProc(void *unused);
 
-// Prepares the panel: builds the remote control's code table, or opens the front board's port.
-// Returns 0, or -1 when the port cannot be opened.
+// Prepares the panel: chooses the remote control's code table, or opens the front board's port.
+// Until then remote controls whose codes are translated send code 0. Other threads may read keys
+// meanwhile. Returns 0, or -1 when the port cannot be opened.
 int32_t FrontboardInit(void);
 
 struct UartAttribute;
@@ -61,8 +62,8 @@ struct UartAttribute;
 int32_t FrontboardSetAttribute(const struct UartAttribute *attribute);
 
 // Reads one key event into the caller's buffer of length bytes. Blocks until there is one.
-// From the queue: returns 4, or 0 at once when length is not 4; an event of a panel whose type
-// is unknown keeps the buffer's first three bytes. From the port: returns the bytes read, at
+// From the queue: returns 4, or 0 at once when length is not 4; a key of an OEM-9 panel whose
+// sub-type is unknown prints a message and leaves the buffer's first three bytes. From the port: returns the bytes read, at
 // most 4, or -1 with a message.
 int32_t FrontboardRead(uint8_t *event, int32_t length);
 
