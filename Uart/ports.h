@@ -18,6 +18,10 @@ bool IsDualPort(uint32_t index);
 // Product types 13 and 14.
 bool HasDualPort();
 
+// The copy of standard output that serial start lends to the console's port, -1 without one.
+// Closing the port leaves it open, so that serial stop closes what is still its own.
+int SavedOutput();
+
 // Standard output's terminal settings at the start; zero when it is no terminal.
 extern termios consoleTerminal;
 

@@ -44,6 +44,10 @@ void Close(int &fd) {
 
 }  // namespace
 
+int uart::SavedOutput() {
+  return state.saved[kOutput];
+}
+
 int32_t SerialInit() {
   if (state.null > 0) return 0;
   state.null = base::Open("/dev/null", O_RDWR);
@@ -60,7 +64,7 @@ int32_t SerialInit() {
 }
 
 int32_t SerialExit() {
-  const int console = state.saved[kOutput];
+  const int console = uart::SavedOutput();
   if (console > 0 && uart::DescriptorOf(UartConsolePortIndex) == console) {
     UartDeviceSetFd(UartConsolePortIndex, -1);
   }

@@ -123,7 +123,7 @@ int32_t UartDeviceClose(uint32_t index) {
   }
   if (state.ports[index] < 1) return 0;
   const int open = state.ports[index].exchange(-1);
-  if (open > 0) close(open);
+  if (open > 0 && open != uart::SavedOutput()) close(open);
   return 0;
 }
 

@@ -328,6 +328,23 @@ TEST_F(UartTest, SerialStartAndStop) {
   }
 }
 
+// The number of a closed port belongs to whoever opens something next.
+TEST_F(UartTest, SerialStopClosesItsOwnDescriptorsOnly) {
+  EXPECT_THAT(OnBoard(kOrdinary, 0,
+                      [] {
+                        SerialInit();
+                        SerialExit();
+                        const int before = Descriptors();
+                        SerialInit();
+                        UartDeviceClose(3);
+                        const int others[] = {dup(1), dup(1), dup(1), dup(1)};
+                        UartDeviceSetFd(3, others[0]);
+                        SerialExit();
+                        printf("%d more open", Descriptors() - before);
+                      }),
+              testing::EndsWith("4 more open"));
+}
+
 TEST_F(UartTest, SerialStartsThatLeaveSomethingOut) {
   EXPECT_EQ("LIBDVR : FILE -> Uart/serial.c, LINE -> 71: Open /dev/null failed\n= -1\n",
             OnBoard(kOrdinary, 0, [] {

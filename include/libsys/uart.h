@@ -44,7 +44,8 @@ struct UartAttribute {
 // only the suspending fails the result is -1 and the port stays open.
 int32_t UartDeviceOpen(uint32_t index);
 
-// Resumes the console (routed console's port only) and closes the port. Returns 0, also for a
+// Resumes the console (routed console's port only) and closes the port; the copy of standard output
+// that the console's port has from SerialInit stays open until SerialExit. Returns 0, also for a
 // port that is not open; -1 when the console does not resume, and then the port stays open.
 int32_t UartDeviceClose(uint32_t index);
 
@@ -86,8 +87,8 @@ int32_t UartDeviceWrite(uint32_t index, const void *buffer, uint32_t length);
 // or -1 as UartDeviceWrite.
 int32_t UartDeviceWriteOnce(uint32_t index, const void *buffer, uint32_t length);
 
-// Makes a descriptor, or -1, the port's own, without looking at it; the one that the port had
-// is not closed. A bad index is ignored.
+// Makes a descriptor, or -1, the port's own, without looking at it: from then on closing the port
+// closes it, and nobody else may. The one that the port had is not closed. A bad index is ignored.
 void UartDeviceSetFd(uint32_t index, int32_t descriptor);
 
 #ifdef __cplusplus
