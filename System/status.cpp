@@ -28,6 +28,27 @@ Share ShareOf(int64_t counter, int64_t total) {
   return {static_cast<int>(counter * 100 / total), static_cast<int>(counter * 100 % total / 100)};
 }
 
+// The first processor's counters.
+struct Counters {
+  int64_t user, nice, system, idle;
+};
+
+// Within this range sums and percentages do not overflow. A counter beyond it is none: that
+// many ticks are millions of years.
+constexpr int64_t kMostTicks = INT64_MAX / 400;
+
+bool ReadCounters(const char *line, Counters &counters) {
+  auto &[user, nice, system, idle] = counters;
+  if (sscanf(line, "cpu%*d %" SCNd64 " %" SCNd64 " %" SCNd64 " %" SCNd64, &user, &nice, &system,
+             &idle) < 4) {
+    return false;
+  }
+  for (const int64_t counter : {user, nice, system, idle}) {
+    if (counter < 0 || counter > kMostTicks) return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 uint32_t SystemGetMsec() {
@@ -61,12 +82,12 @@ int32_t SystemGetCpuUsage() {
     return -2;
   }
   // The first line sums up all processors, the second is the first processor's.
-  int64_t user = 0, nice = 0, system = 0, idle = 0;
-  if (!file.ReadLine(line) || sscanf(line, "cpu%*d %" SCNd64 " %" SCNd64 " %" SCNd64 " %" SCNd64,
-                                     &user, &nice, &system, &idle) < 4) {
+  Counters counters = {};
+  if (!file.ReadLine(line) || !ReadCounters(line, counters)) {
     base::PrintAt({kModule, 214}, "Fscanf Failed On /proc/stat for cpu\n");
     return -3;
   }
+  const auto &[user, nice, system, idle] = counters;
   const int64_t total = user + system + idle + nice;
   const Share systemShare = ShareOf(system, total), niceShare = ShareOf(nice, total);
   const Share idleShare = ShareOf(idle, total);

@@ -33,6 +33,8 @@ class SystemTest : public test::BoardTest {
 };
 
 TEST_F(SystemTest, LoadOfTheFirstProcessor) {
+  const std::string kNoCounters =
+      "LIBDVR : FILE -> System/system.c, LINE -> 214: Fscanf Failed On /proc/stat for cpu\n";
   struct {
     std::string stat, printed;
     int32_t load;
@@ -47,10 +49,14 @@ TEST_F(SystemTest, LoadOfTheFirstProcessor) {
       {"cpu\ncpu0 9000000000 0 0 1000000000\n",
        "LIBDVR : CPU states: 90.0% user, 0.0% system,  0.0% nice, 10.0% idle\n", 90},
       {"", "LIBDVR : FILE -> System/system.c, LINE -> 205: Read /proc/stat Failed\n", -2},
-      {"cpu 1 2 3 4\ncpu0 1 2 3\n",
-       "LIBDVR : FILE -> System/system.c, LINE -> 214: Fscanf Failed On /proc/stat for cpu\n", -3},
-      {"cpu 1 2 3 4\n",
-       "LIBDVR : FILE -> System/system.c, LINE -> 214: Fscanf Failed On /proc/stat for cpu\n", -3},
+      {"cpu 1 2 3 4\ncpu0 1 2 3\n", kNoCounters, -3},
+      {"cpu\ncpu0 23058430092136939 23058430092136939 23058430092136939 23058430092136939\n",
+       "LIBDVR : CPU states: 50.0% user,25.0% system, 25.0% nice, 25.0% idle\n", 75},
+      {"cpu\ncpu0 -9223372036854775808 9223372036854775807 0 0\n", kNoCounters, -3},
+      {"cpu\ncpu0 9223372036854775807 9223372036854775807 1 1\n", kNoCounters, -3},
+      {"cpu\ncpu0 18446744073709551616 1 1 1\n", kNoCounters, -3},
+      {"cpu\ncpu0 1 1 1 -1\n", kNoCounters, -3},
+      {"cpu 1 2 3 4\n", kNoCounters, -3},
   };
   Start(0);
   for (const auto &row : rows) {

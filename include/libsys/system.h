@@ -80,7 +80,8 @@ void SystemSleepMsec(uint32_t milliseconds);
 
 // Prints the shares of user, system, nice and idle time of the first processor since the board's
 // start (/proc/stat, proc(5)) and returns its load, 0 to 100. With a message: -1 when the file does
-// not open, -2 when it is empty, -3 when there is no such line.
+// not open, -2 when it is empty, -3 when there is no such line or a
+// counter in it is negative or beyond all reason.
 int32_t SystemGetCpuUsage(void);
 
 // The kernel's sysinfo(2), in bytes unless the kernel says otherwise there.
