@@ -1,5 +1,7 @@
 #include "Base/text_file.h"
 
+#include <ctype.h>
+
 namespace base {
 
 bool TextFile::ReadPiece(std::span<char> buffer) {
@@ -17,6 +19,16 @@ bool TextFile::ReadLine(std::span<char> buffer) {
   }
   buffer[length] = '\0';
   return true;
+}
+
+void TextFile::ReadWord(std::span<char> buffer) {
+  size_t length = 0;
+  int c = file_ != nullptr ? getc(file_) : EOF;
+  while (c != EOF && isspace(c) != 0) c = getc(file_);
+  for (; c != EOF && isspace(c) == 0; c = getc(file_)) {
+    if (length + 1 < buffer.size()) buffer[length++] = static_cast<char>(c);
+  }
+  buffer[length] = '\0';
 }
 
 }  // namespace base

@@ -28,6 +28,10 @@ class TextFile {
   // Reads one whole line, without its line feed; what does not fit the buffer is dropped.
   bool ReadLine(std::span<char> buffer);
 
+  // Reads the next word, wherever it stands, and terminates it; what does not fit the buffer is
+  // dropped. The word is empty at the end.
+  void ReadWord(std::span<char> buffer);
+
  private:
   FILE *file_;
 };

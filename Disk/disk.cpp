@@ -83,8 +83,9 @@ bool ReadSectors(const Path &path, uint64_t *sectors) {
     printf("LIBDVR : open %s faild\n", path.text);
     return false;
   }
-  char line[32];
-  *sectors = file.ReadPiece(line) ? strtoull(line, nullptr, 10) : 0;
+  char word[32];
+  file.ReadWord(word);
+  *sectors = strtoull(word, nullptr, 10);
   return true;
 }
 
@@ -167,9 +168,8 @@ void ReadEntry(const Path &device, const char *entry, DiskInfo &disk) {
 bool ReadClass(const Path &device, DiskInfo &disk) {
   base::TextFile file(Join(device.text, "vendor").text);
   if (!file) return false;
-  char line[64];
-  char vendor[32] = "";
-  if (file.ReadPiece(line)) sscanf(line, "%31s", vendor);
+  char vendor[32];
+  file.ReadWord(vendor);
   const bool internal = strcmp(vendor, "ATA") == 0 || disk.host < DvrGetHwidInformation(DISK_NUM);
   disk.diskClass = internal ? DISK_CLASS_INTERNAL : DISK_CLASS_EXTERNAL;
   return true;
@@ -187,15 +187,20 @@ bool ReadDevice(int32_t host, DiskInfo &disk) {
   return true;
 }
 
-int32_t HighestHost() {
+// The lowest host number that the list names beyond this one, or -1. The numbers have gaps of any
+// size: a stick gets a new one whenever it is plugged in.
+int32_t NextHost(int32_t host) {
   Folder devices(kDevices);
   if (!devices) {
     printf("LIBDVR : Open %s failed\n", kDevices);
     return -1;
   }
-  int32_t highest = -1;
-  while (const char *name = devices.Next()) highest = std::max(highest, LeadingNumber(name, -1));
-  return highest;
+  int32_t next = -1;
+  while (const char *name = devices.Next()) {
+    const int32_t number = LeadingNumber(name, -1);
+    if (number > host && (next < 0 || number < next)) next = number;
+  }
+  return next;
 }
 
 }  // namespace
@@ -204,10 +209,10 @@ int32_t DiskEnumerate(DiskInfo **table) {
   state.disks = {};
   state.count = 0;
   state.enumerated = true;
-  const int32_t highest = HighestHost();
-  for (int64_t host = 0; host <= highest && state.count < DISK_MAX_DISKS; ++host) {
+  int32_t host = -1;
+  while (state.count < DISK_MAX_DISKS && (host = NextHost(host)) >= 0) {
     DiskInfo &disk = state.disks[static_cast<size_t>(state.count)];
-    if (ReadDevice(static_cast<int32_t>(host), disk)) ++state.count;
+    if (ReadDevice(host, disk)) ++state.count;
   }
   *table = state.disks.data();
   return state.count;

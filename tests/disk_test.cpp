@@ -72,17 +72,19 @@ TEST_F(DiskTest, BothFormsGiveTheSameRecords) {
       Disk("recorder", 6, "kind = \"optical\"\nletter = \"0\"\nvendor = \"TSSTcorp\"\n") +
       Disk("not ATA", 7, "letter = \"d\"\nvendor = \"ATAPI\"\ngeneric = -1\n") +
       Disk("bridge", 12, "letter = \"e\"\npartitions = [[1, 1, 1], [2, 2, 2]]\n") +
-      Disk("many", 13, "letter = \"f\"\nvendor = \"Generic\"\npartitions = [" + many + "]\n");
+      Disk("many", INT32_MAX,
+           "letter = \"f\"\nvendor = \"Generic\"\npartitions = [" + many + "]\n");
   for (const char *form : {"classic", "modern"}) {
     SCOPED_TRACE(form);
     UseDisks(disks, form);
     std::vector<std::string> found;
     EXPECT_EQ("", test::Printed([&] { found = Enumerate(); }));
-    EXPECT_THAT(found, ElementsAre("0 a 1 3 sg12 7814037168 1:63+100 5:226+50 "
-                                   "6:5000000000+6000000000",
-                                   "3 b 1 3 sg1 1048576", "4 c 1 0 sg2 1048576 1:63+3",
-                                   "6 0 2 0 sg3 1048576", "7 d 1 0 sg0 1048576",
-                                   "12 e 1 3 sg5 1048576", "13 f 1 0 sg6 1048576" + firstFifteen));
+    EXPECT_THAT(found,
+                ElementsAre("0 a 1 3 sg12 7814037168 1:63+100 5:226+50 "
+                            "6:5000000000+6000000000",
+                            "3 b 1 3 sg1 1048576", "4 c 1 0 sg2 1048576 1:63+3",
+                            "6 0 2 0 sg3 1048576", "7 d 1 0 sg0 1048576", "12 e 1 3 sg5 1048576",
+                            "2147483647 f 1 0 sg6 1048576" + firstFifteen));
   }
 }
 
@@ -104,7 +106,7 @@ const Damage kDamages[] = {
     {"classic", "vendor", "", "", "", ""},
     {"classic", "", "vendor", "", "", kWhole},
     {"classic", "", "vendor", "\n", "", kWhole},
-    {"classic", "", "vendor", "  ATA x\n", "", "5 b 1 3 sg1 1048576 1:10+20 2:30+40"},
+    {"classic", "", "vendor", "\n \t\nATA x\n", "", "5 b 1 3 sg1 1048576 1:10+20 2:30+40"},
     {"classic", "block:sdb", "", "", "", "5 - 0 0 sg1 0"},
     {"classic", "block:sdb", "block:sdb", "", "LIBDVR : open dir @block:sdb failed\n",
      "5 b 1 0 sg1 0"},
@@ -116,6 +118,7 @@ const Damage kDamages[] = {
      "5 b 1 0 sg1 1048576 2:30+40"},
     {"classic", "block:sdb/sdb1/size", "", "", "LIBDVR : open @block:sdb/sdb1/size faild\n",
      "5 b 1 0 sg1 1048576 2:30+40"},
+    {"classic", "", "block:sdb/size", "\n \n77 88\n", "", "5 b 1 0 sg1 77 1:10+20 2:30+40"},
     {"classic", "", "block:sdb/sdb1/start", "", "", "5 b 1 0 sg1 1048576 1:0+20 2:30+40"},
     {"classic", "", "block:sdb/sdb1/size", "x", "", "5 b 1 0 sg1 1048576 2:30+40"},
     {"classic", "scsi_generic:sg1", "scsi_generic:sgx", "", "",

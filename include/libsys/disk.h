@@ -40,7 +40,8 @@ typedef struct DiskInfo {
  * to the library and stays valid until the next call. The records are in the order of the host
  * numbers, those of a disk's partitions in the order in which the kernel lists them;
  * partitions of less than 3 sectors, such as the container of logical ones, and those beyond
- * DISK_MAX_PARTITIONS are left out. Returns the number of records, 0 to DISK_MAX_DISKS, and
+ * DISK_MAX_PARTITIONS are left out. It looks only for hosts that the list names, so that a high
+ * host number costs no time; numbers above INT32_MAX are none. Returns the number of records, 0 to DISK_MAX_DISKS, and
  * never a negative value; what cannot be read is reported and skipped. */
 int32_t DiskEnumerate(DiskInfo **table);
 
