@@ -41,8 +41,8 @@ typedef struct DiskInfo {
  * numbers, those of a disk's partitions in the order in which the kernel lists them;
  * partitions of less than 3 sectors, such as the container of logical ones, and those beyond
  * DISK_MAX_PARTITIONS are left out. It looks only for hosts that the list names, so that a high
- * host number costs no time; numbers above INT32_MAX are none. Returns the number of records, 0 to DISK_MAX_DISKS, and
- * never a negative value; what cannot be read is reported and skipped. */
+ * host number costs no time; numbers above INT32_MAX are none. Returns the number of records, 0 to
+ * DISK_MAX_DISKS, and never a negative value; what cannot be read is reported and skipped. */
 int32_t DiskEnumerate(DiskInfo **table);
 
 /* Returns the number of records that the last enumeration found, and enumerates where none has

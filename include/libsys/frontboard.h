@@ -63,8 +63,8 @@ int32_t FrontboardSetAttribute(const struct UartAttribute *attribute);
 
 // Reads one key event into the caller's buffer of length bytes. Blocks until there is one.
 // From the queue: returns 4, or 0 at once when length is not 4; a key of an OEM-9 panel whose
-// sub-type is unknown prints a message and leaves the buffer's first three bytes. From the port: returns the bytes read, at
-// most 4, or -1 with a message.
+// sub-type is unknown prints a message and leaves the buffer's first three bytes. From the port:
+// returns the bytes read, at most 4, or -1 with a message.
 int32_t FrontboardRead(uint8_t *event, int32_t length);
 
 // Carries out a 4-byte command. LEDs are FF DD and 09 to 0E. Where the main board drives them
