@@ -28,6 +28,7 @@ constexpr const char *kDdnsServer = "/opt/sav/Config/ddns-server";
 constexpr const char *kDialIp = "/mnt/mtd/Config/dial-ip";
 
 constexpr int32_t kAddressSize = 16;
+constexpr const char *kSpace = " \t\r\n";
 
 // The records' layouts are shared with the application.
 static_assert(sizeof(PppoeConfig) == 68);
@@ -56,13 +57,14 @@ void ReadNameServer(base::TextFile &file, std::span<char> buffer) {
 }
 
 void WriteNameServer(OutputFile &file, const char *address) {
-  if (address != nullptr) file.Print("nameserver %.*s\n", LineLength(address, 128), address);
+  if (address == nullptr) return;
+  file.Print("nameserver %.*s\n", LineLength(address, strlen(address)), address);
 }
 
 // The scripts read this file with the shell, which expands PIDFILE, and would run what follows
 // a quote in the user's name.
 int32_t WritePppoeConf(const PppoeConfig &config) {
-  constexpr network::Escape kInSingleQuotes = {"'", "'\\", "'"};
+  constexpr network::Escape kInSingleQuotes[] = {{'\'', "'\\''"}};
   OutputFile file(kPppoeConf);
   if (!file) return OpenFailed(kPppoeConf);
   file.Print("ETH='%s'\nUSER='", "eth0");
@@ -74,8 +76,12 @@ int32_t WritePppoeConf(const PppoeConfig &config) {
 
 // A line "user" * "password".
 void WriteSecrets(OutputFile &file, const PppoeConfig &config) {
-  file.Print("\"%.*s\"\t*\t\"%.*s\"\n", LineLength(config.user, sizeof config.user), config.user,
-             LineLength(config.password, sizeof config.password), config.password);
+  constexpr network::Escape kInDoubleQuotes[] = {{'"', "\\\""}, {'\\', "\\\\"}};
+  file.Print("\"");
+  file.PrintEscaped(config.user, sizeof config.user, kInDoubleQuotes);
+  file.Print("\"\t*\t\"");
+  file.PrintEscaped(config.password, sizeof config.password, kInDoubleQuotes);
+  file.Print("\"\n");
 }
 
 int32_t WriteBothSecrets(const PppoeConfig &config) {
@@ -87,12 +93,37 @@ int32_t WriteBothSecrets(const PppoeConfig &config) {
   return 0;
 }
 
-// Without one double quote in front and one behind.
-void CopyUnquoted(std::span<char> to, const char *word) {
-  if (*word == '"') ++word;
-  size_t length = strlen(word);
-  if (length > 0 && word[length - 1] == '"') --length;
-  snprintf(to.data(), to.size(), "%.*s", static_cast<int>(length), word);
+bool IsOneOf(char character, const char *characters) {
+  return strchr(characters, character) != nullptr;  // or the end of the text
+}
+
+// Whether the character after this backslash is the text's own. A quote behind which the line or
+// the field ends is not: earlier versions wrote no backslash in front of the text's characters, and
+// this one is the text's last.
+bool IsEscape(const char *at) {
+  return *at == '\\' && (at[1] == '\\' || (at[1] == '"' && !IsOneOf(at[2], "\t\r\n")));
+}
+
+// Reads a word of a secrets file into a field, which it may fill. Between double quotes it may
+// have blanks, and a quote that no white space follows does not end it.
+bool ReadWord(const char *&at, std::span<char> field) {
+  at += strspn(at, kSpace);
+  const bool quoted = *at == '"';
+  if (quoted) ++at;
+  size_t length = 0;
+  while (quoted ? *at != '"' || !IsOneOf(at[1], kSpace) : !IsOneOf(*at, kSpace)) {
+    if (*at == '\0' || length == field.size()) return false;
+    if (quoted && IsEscape(at)) ++at;
+    field[length++] = *at++;
+  }
+  if (quoted) ++at;
+  return quoted || length > 0;
+}
+
+bool ReadSecrets(const char *at, PppoeConfig *config) {
+  if (!ReadWord(at, config->user)) return false;
+  at += strspn(at, kSpace);
+  return *at == '*' && ReadWord(++at, config->password);
 }
 
 }  // namespace
@@ -150,13 +181,13 @@ int32_t NetGetPPPoEConfig(PppoeConfig *config) {
   *config = {};
   FILE *secrets = base::OpenFile(kChapSecrets, "re");
   if (secrets == nullptr) return OpenFailed(kChapSecrets);
-  char user[33], password[33];
-  // Words: a name or a password with a blank in it cannot be read back.
-  const int words = fscanf(secrets, "%32s * %32s", user, password);
+  char text[256];
+  text[fread(text, 1, sizeof text - 1, secrets)] = '\0';
   fclose(secrets);
-  if (words < 2) return -1;
-  CopyUnquoted(config->user, user);
-  CopyUnquoted(config->password, password);
+  if (!ReadSecrets(text, config)) {
+    *config = {};
+    return -1;
+  }
   base::TextFile enable(kSystemPppoeEnable);
   if (!enable) return OpenFailed(kSystemPppoeEnable);
   char digits[4] = {};

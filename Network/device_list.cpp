@@ -1,6 +1,5 @@
 // The Ethernet devices that the kernel lists, and the choice between the wired and the wireless
 // one.
-#include <inttypes.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -78,8 +77,7 @@ int32_t NetGetEthNameList(char *text, int32_t length, int32_t *count) {
     return -1;
   }
   if (length < kLeastListLength) {
-    base::PrintAt({"Network/network.c", 2066},
-                  "EthNameLen=%" PRId32 " is too short(least is %" PRId32 ")!\n", length,
+    base::PrintAt({"Network/network.c", 2066}, "EthNameLen=%d is too short(least is %d)!\n", length,
                   kLeastListLength);
     return -1;
   }

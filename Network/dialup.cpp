@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include <array>
+#include <span>
 
 #include "Base/message.h"
 #include "Base/text_file.h"
@@ -71,7 +72,13 @@ constexpr const char *kDisconnectScript =
     "SAY  \"\\nGoodbay\\n\"\n";
 
 // pppd would take the word behind a blank for an option, and dial with it as it says.
-constexpr network::Escape kOption = {" '\"\\#", "\\", ""};
+constexpr network::Escape kOptionEscapes[] = {
+    {' ', "\\ "}, {'\'', "\\'"}, {'"', "\\\""}, {'\\', "\\\\"}, {'#', "\\#"},
+};
+
+// chat would wait for the word behind a blank as for an answer, or send the file that it names
+// behind an @. It takes quotes within a word as they are.
+constexpr network::Escape kChatEscapes[] = {{' ', "\\s"}, {'\\', "\\\\"}, {'^', "\\136"}};
 
 template <size_t N>
 void CopyLine(char (&to)[N], const char *text, size_t size) {
@@ -88,6 +95,13 @@ void OpenFailed(const char *path) {
   printf("Open file %s failed!!\n", path);
 }
 
+void WriteOption(OutputFile &file, const char *name, std::span<const char> text) {
+  file.Print("%s  ", name);
+  file.PrintEscaped(text.data(), text.size(), kOptionEscapes);
+  // Without a word of its own the option would take the next line's.
+  file.Print("%s\n", LineLength(text.data(), text.size()) == 0 ? "\"\"" : "");
+}
+
 bool WritePeers(const Wireless3gConfig &config) {
   OutputFile file(kPeers, Readers::kOwner);
   if (!file) {
@@ -95,12 +109,10 @@ bool WritePeers(const Wireless3gConfig &config) {
     return false;
   }
   file.Print("nodetach\nlock\n/dev/ttyUSB0\n115200\n");
-  file.Print("user  ");
-  file.PrintEscaped(config.user, sizeof config.user, kOption);
-  file.Print("\npassword  ");
-  file.PrintEscaped(config.password, sizeof config.password, kOption);
+  WriteOption(file, "user", config.user);
+  WriteOption(file, "password", config.password);
   file.Print(
-      "\ncrtscts\nshow-password\nusepeerdns\nnoauth\nnoipdefault\nnovj\nnovjccomp\nnoccp\n"
+      "crtscts\nshow-password\nusepeerdns\nnoauth\nnoipdefault\nnovj\nnovjccomp\nnoccp\n"
       "defaultroute\nipcp-accept-local\nipcp-accept-remote\n"
       "connect '/sbin/chat -s -v -f /etc/ppp/peers/wcdma-chat-connect'\n"
       "disconnect '/sbin/chat -s -v -f /etc/ppp/peers/wcdma-chat-disconnect'\n");
@@ -115,8 +127,11 @@ void WriteConnectScript(OutputFile &file) {
     case 1:
     case 3:
     case 4:
-      file.Print("%sOK \\rAT+CGDCONT=1,\"IP\",\"%s\",,0,0\nOK-AT-OK ATDT%s\nCONNECT \\d\\c\n",
-                 kConnectStart, state.apn, state.isp);
+      file.Print("%sOK \\rAT+CGDCONT=1,\"IP\",\"", kConnectStart);
+      file.PrintEscaped(state.apn, sizeof state.apn, kChatEscapes);
+      file.Print("\",,0,0\nOK-AT-OK ATDT");
+      file.PrintEscaped(state.isp, sizeof state.isp, kChatEscapes);
+      file.Print("\nCONNECT \\d\\c\n");
       break;
     default:
       base::PrintAt({"Network/network.c", 2917}, "Please check you 3G MODE -----!!!\n");

@@ -1,6 +1,5 @@
 // The link of an Ethernet interface: whether it is there, and its speed and duplex mode.
 #include <errno.h>
-#include <inttypes.h>
 #include <linux/ethtool.h>
 #include <linux/sockios.h>
 #include <stdio.h>
@@ -165,9 +164,8 @@ int32_t NetGetMode(const char *interfaceName, int32_t *mode) {
   if (!ReadSettings(network::OpenSocket(), interfaceName, settings)) return -1;
   const int32_t systemMode = ModeOf(settings);
   const int32_t fileMode = (static_cast<unsigned char>(text[0]) - '0') % kModeCount;
-  printf("#####from system : m_NetWorkMode = %" PRId32 "$$$$ret = %" PRId32 ", from file = %" PRId32
-         "\n",
-         systemMode, result, fileMode);
+  printf("#####from system : m_NetWorkMode = %d$$$$ret = %d, from file = %d\n", systemMode, result,
+         fileMode);
   *mode = systemMode;
   if (result != 0 || fileMode == systemMode) return 0;
   if (NetSetMode(interfaceName, fileMode) == 0) *mode = fileMode;

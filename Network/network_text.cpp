@@ -7,9 +7,10 @@ namespace {
 
 // The digits are looked at one by one: any other character, a line feed too, ends the number.
 const char *SkipOctet(const char *text) {
+  const bool zero = *text == '0';
   int value = 0, digits = 0;
   for (; digits < 3 && *text >= '0' && *text <= '9'; ++digits) value = value * 10 + (*text++ - '0');
-  return digits > 0 && value <= 255 ? text : nullptr;
+  return digits > 0 && value <= 255 && !(zero && digits > 1) ? text : nullptr;
 }
 
 }  // namespace

@@ -5,7 +5,8 @@
 
 namespace network {
 
-// Four decimal numbers from 0 to 255 joined by dots, of one to three digits each.
+// Four decimal numbers from 0 to 255 joined by dots. None begins with a zero before other digits:
+// route would read it as octal.
 bool IsIpv4Text(const char *text);
 
 // Six bytes as two hexadecimal digits each, joined by colons.

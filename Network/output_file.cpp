@@ -2,9 +2,10 @@
 
 #include <fcntl.h>
 #include <stdarg.h>
-#include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <algorithm>
 
 #include "Base/standard_descriptors.h"
 #include "Network/network_text.h"
@@ -34,11 +35,17 @@ void OutputFile::Print(const char *format, ...) {
   va_end(arguments);
 }
 
-void OutputFile::PrintEscaped(const char *field, size_t size, const Escape &escape) {
-  const int length = LineLength(field, size);
-  for (int i = 0; i < length; ++i) {
-    const bool special = strchr(escape.specials, field[i]) != nullptr;
-    Print("%s%c%s", special ? escape.before : "", field[i], special ? escape.after : "");
+void OutputFile::PrintEscaped(const char *field, size_t size, std::span<const Escape> escapes) {
+  const std::span text(field, static_cast<size_t>(LineLength(field, size)));
+  for (const char character : text) {
+    const auto escape = std::find_if(escapes.begin(), escapes.end(), [=](const Escape &candidate) {
+      return candidate.special == character;
+    });
+    if (escape != escapes.end()) {
+      fputs(escape->written, file_);
+    } else {
+      fputc(character, file_);
+    }
   }
 }
 

@@ -4,15 +4,16 @@
 #include <stddef.h>
 #include <stdio.h>
 
+#include <span>
+
 namespace network {
 
 enum class Readers { kAll, kOwner };
 
-// What the reader of a file takes as its own, and what goes around it so that it is the text's.
+// A character that the reader of a file takes as its own, and how it is written to be the text's.
 struct Escape {
-  const char *specials;
-  const char *before;
-  const char *after;
+  char special;
+  const char *written;
 };
 
 class OutputFile {
@@ -32,7 +33,7 @@ class OutputFile {
   [[gnu::format(printf, 2, 3)]] void Print(const char *format, ...);
 
   // Writes a field of so many bytes as far as LineLength goes.
-  void PrintEscaped(const char *field, size_t size, const Escape &escape);
+  void PrintEscaped(const char *field, size_t size, std::span<const Escape> escapes);
 
  private:
   FILE *file_;

@@ -30,12 +30,14 @@ class AccountsTest : public test::BoardTest {
 };
 
 TEST_F(AccountsTest, NameServersAreWritten) {
+  const std::string kLong(200, '1'), kLongLine = "nameserver " + kLong + "\n";
   const struct {
     const char *primary, *secondary, *content;
   } kRows[] = {
       {"10.0.0.1", "10.0.0.2", "nameserver 10.0.0.1\nnameserver 10.0.0.2\n"},
       {nullptr, "10.0.0.2", "nameserver 10.0.0.2\n"},
       {"10.0.0.1\noptions debug", nullptr, "nameserver 10.0.0.1\n"},
+      {kLong.c_str(), nullptr, kLongLine.c_str()},
   };
   for (const auto &row : kRows) {
     EXPECT_EQ("0 ", Call([&] { return NetWorkSetDns(row.primary, row.secondary); }));
@@ -91,6 +93,7 @@ TEST_F(AccountsTest, PppoeFilesAreWritten) {
       {Pppoe(1, full, full), full, full},
       {Pppoe(0, "bob", "pw"), "bob", "pw"},
       {Pppoe(1, "a'; reboot; '", "pw"), "a'; reboot; '", "pw", "a'\\''; reboot; '\\''"},
+      {Pppoe(1, "DOMAIN\\al", "\"#\\"), "DOMAIN\\\\al", "\\\"#\\\\", "DOMAIN\\al"},
   };
   Put(kPap, "an older file that everybody can read, and longer than all of those that follow it\n");
   test::SetRights(kPap, 0644);
@@ -147,31 +150,45 @@ TEST_F(AccountsTest, PppoeAccountIsReadBack) {
   const auto read = [] {
     PppoeConfig config = Pppoe(9, "old", "old");
     const std::string answer = Call([&] { return NetGetPPPoEConfig(&config); });
-    return answer + config.user + "," + config.password + "," + std::to_string(config.enable);
+    return answer + test::Field(config.user) + "," + test::Field(config.password) + "," +
+           std::to_string(config.enable);
   };
   EXPECT_EQ("-1 open file fail: " + kChap + "\n,,0", read());
   Put(kChap, "\"al\"\t*\t\"pw\"\n");
   EXPECT_EQ("-1 open file fail: " + kSystemEnable + "\nal,pw,0", read());
-  const std::string a30(30, 'a'), b31(31, 'b');
+  const std::string a31(31, 'a'), b32(32, 'b');
   const struct {
     std::string secrets, enable, answer;
   } kRows[] = {
       {"\"al\"\t*\t\"pw\"\n", "1", "0 al,pw,1"},
       {"\n al\n* \"\"pw\"\"\n", "1234\n", "0 al,\"pw\",123"},
       {"\"\"\t*\t\"\"\n", "", "0 ,,0"},
-      {"\"\t*\tpw", "x", "0 ,pw,0"},
-      {"\"a b\"\t*\t\"pw\"\n", "1", "-1 ,,0"},
+      {"al\t*\tpw *", "x", "0 al,pw,0"},
+      {"\"a b\" * \"p \\\" w\" *\n", "1", "0 a b,p \" w,1"},
+      {"\"\t*\tpw\n", "1", "-1 ,,0"},
+      // As earlier versions wrote it.
+      {"\"DOMAIN\\al\\\"\t*\t\"p\"w\\\"\n", "1", "0 DOMAIN\\al\\,p\"w\\,1"},
       {"\"al\"\tserver\t\"pw\"\n", "1", "-1 ,,0"},
       {"", "1", "-1 ,,0"},
-      // A word has 32 characters, quotes included.
-      {"\"" + a30 + "\"\t*\t\"" + b31 + "\"\n", "0", "0 " + a30 + "," + b31 + ",0"},
-      {"\"" + a30 + "\"\t*\t" + b31 + "b\n", "0", "0 " + a30 + "," + b31 + ",0"},
-      {"\"" + b31 + "\"\t*\t\"pw\"\n", "1", "-1 ,,0"},
+      {"\"" + a31 + "\"\t*\t" + b32 + "\n", "0", "0 " + a31 + "," + b32 + ",0"},
+      {"\"" + a31 + "\"\t*\t\"" + b32 + "b\"\n", "0", "-1 ,,0"},
   };
   for (const auto &row : kRows) {
     Put(kChap, row.secrets);
     Put(kSystemEnable, row.enable);
     EXPECT_EQ(row.answer, read()) << row.secrets;
+  }
+}
+
+TEST_F(AccountsTest, PppoeAccountIsWhatWasStored) {
+  Put(kSystemEnable, "1");
+  for (const std::string text : {"", "a b", "DOMAIN\\al", "\\", "\"", "\\\"", " \"\" * ",
+                                 "#'\xfc\\\\", "abcdefghijklmnopqrstuvwxyz012345"}) {
+    const PppoeConfig stored = Pppoe(1, text, text);
+    PppoeConfig read;
+    Call([&] { return NetSetPPPoEConfig(&stored); });
+    EXPECT_EQ("0 ", Call([&] { return NetGetPPPoEConfig(&read); })) << text;
+    EXPECT_EQ(0, memcmp(&stored, &read, sizeof read)) << text;
   }
 }
 
@@ -202,9 +219,10 @@ TEST_F(AccountsTest, DialRouteGoesThroughACheckedAddressOnly) {
   const auto set = [&] { return Call([&] { return NetWorkSetDialRoute(address); }); };
   EXPECT_EQ("-1 open file fail: /mnt/mtd/Config/dial-ip\n", set());
   Events();
-  for (const char *text : {"", "\n", "10.0.0.1;reboot\n", "10.0.0.256\n", "10.0.0\n", "10.0.0.1 \n",
-                           "10.0.0.1.2\n", "1000.0.0.1\n", "10..0.1\n", "`reboot`\n",
-                           "10.0.0.1\r\n", "0000000000000000000000010.0.0.1\n"}) {
+  for (const char *text :
+       {"", "\n", "10.0.0.1;reboot\n", "10.0.0.256\n", "10.0.0\n", "10.0.0.1 \n", "10.0.0.1.2\n",
+        "1000.0.0.1\n", "10..0.1\n", "`reboot`\n", "10.0.0.1\r\n", "010.64.0.1\n", "10.64.0.00\n",
+        "0000000000000000000000010.0.0.1\n"}) {
     Put(kDialIp, text);
     EXPECT_EQ("-1 LIBDVR : Invalid parameter\n", set()) << text;
   }

@@ -103,60 +103,73 @@ class DaemonsTest : public testing::Test {
 
   static bool MayRunPppd() { return access("/usr/sbin/pppd", X_OK) == 0; }
 
-  // The user is one that pppd would take for more than a user, were it written as it is.
-  static void Configure(int32_t mode) {
-    const Wireless3gConfig config = {.enable = 1,
-                                     .mode = mode,
-                                     .apn = "internet",
-                                     .isp = "*99#",
-                                     .user = "#al connect '/bin/sh\"\\",
-                                     .password = "secret",
-                                     .unused = {}};
+  // The texts are those of APN, ISP, user and password.
+  static void Configure(int32_t mode, const std::array<std::string, 4> &texts) {
+    Wireless3gConfig config = {};
+    config.mode = mode;
+    texts[0].copy(config.apn, sizeof config.apn);
+    texts[1].copy(config.isp, sizeof config.isp);
+    texts[2].copy(config.user, sizeof config.user);
+    texts[3].copy(config.password, sizeof config.password);
     testing::internal::CaptureStdout();
     EXPECT_EQ(0, Net3gSetConfig(&config, sizeof config));
     testing::internal::GetCapturedStdout();
   }
 };
 
-TEST_F(DaemonsTest, ChatDialsInEveryMode) {
-  const std::string context = "AT+CGDCONT=1,\"IP\",\"internet\",,0,0";
-  const std::vector<std::string> kCommands[] = {{"AT", "ATZ", context, "ATDT*99#"},
-                                                {"AT", "ATZ", "ATDT#777"},
-                                                {"AT", "ATZ", context, "ATDT*99#"}};
-  for (int32_t mode = 0; mode < 3; ++mode) {
+// In every mode, with texts that chat would take for more than texts, were they written as they
+// are.
+TEST_F(DaemonsTest, ChatSendsEveryTextAsItIs) {
+  const std::string texts[][2] = {{"x\" @/etc/passwd '\\T^Q", "*99# -AT- @/etc/passwd"},
+                                  {"", ""},
+                                  {"", ""},
+                                  {"\xfc\x80$HOME \\", "^ TIMEOUT 1\\\\q"}};
+  for (int32_t mode = 0; mode < 4; ++mode) {
     SCOPED_TRACE(mode);
-    Configure(mode);
+    const auto &[apn, isp] = texts[mode];
+    Configure(mode, {apn, isp, "al", "secret"});
+    std::vector<std::string> commands = {"AT", "ATZ", "ATDT#777"};
+    if (mode != 1) {
+      commands = {"AT", "ATZ", "AT+CGDCONT=1,\"IP\",\"" + apn + "\",,0,0", "ATDT" + isp};
+    }
     Modem modem;
     const std::string printed = modem.Serve(kChat);
     EXPECT_THAT(printed, HasSubstr("expect (CONNECT)\n"));
     EXPECT_THAT(printed, HasSubstr("send (\\d)\nexit status 0"));
-    EXPECT_EQ(kCommands[mode], modem.Commands());
+    EXPECT_EQ(commands, modem.Commands());
   }
 }
 
+// With accounts of which pppd would take a part, or the next option, for something else.
 TEST_F(DaemonsTest, PppdTakesEveryOption) {
   if (!MayRunPppd()) GTEST_SKIP() << kNoPppd;
-  Configure(0);
+  const std::pair<std::string, std::string> users[] = {
+      // as they are, and as pppd shows them
+      {"#al connect '/bin/sh\"\\", "#al connect '/bin/sh\\\"\\\\"},
+      {"", ""}};
   const Modem modem;
   const std::string from = "\t\t# (from /etc/ppp/peers/wcdma)";
-  std::istringstream stream(test::Shell("pppd call wcdma dryrun"));
-  std::vector<std::string> options;
-  for (std::string line; std::getline(stream, line);) {
-    if (line.ends_with(from)) options.push_back(line.substr(0, line.size() - from.size()));
+  for (const auto &[user, shown] : users) {
+    Configure(0, {"internet", "*99#", user, user});
+    std::istringstream stream(test::Shell("pppd call wcdma dryrun"));
+    std::vector<std::string> options;
+    for (std::string line; std::getline(stream, line);) {
+      if (line.ends_with(from)) options.push_back(line.substr(0, line.size() - from.size()));
+    }
+    EXPECT_THAT(
+        options,
+        testing::UnorderedElementsAre(
+            "nodetach", "lock", "/dev/ttyUSB0", "115200", "user " + shown, "password ??????",
+            "crtscts", "show-password", "usepeerdns", "noauth", "noipdefault", "novj", "novjccomp",
+            "noccp", "defaultroute", "ipcp-accept-local", "ipcp-accept-remote",
+            "connect /sbin/chat -s -v -f /etc/ppp/peers/wcdma-chat-connect",
+            "disconnect /sbin/chat -s -v -f /etc/ppp/peers/wcdma-chat-disconnect"));
   }
-  EXPECT_THAT(
-      options,
-      testing::UnorderedElementsAre(
-          "nodetach", "lock", "/dev/ttyUSB0", "115200", "user #al connect '/bin/sh\\\"\\\\",
-          "password ??????", "crtscts", "show-password", "usepeerdns", "noauth", "noipdefault",
-          "novj", "novjccomp", "noccp", "defaultroute", "ipcp-accept-local", "ipcp-accept-remote",
-          "connect /sbin/chat -s -v -f /etc/ppp/peers/wcdma-chat-connect",
-          "disconnect /sbin/chat -s -v -f /etc/ppp/peers/wcdma-chat-disconnect"));
 }
 
 TEST_F(DaemonsTest, PppdRunsBothScripts) {
   if (!MayRunPppd()) GTEST_SKIP() << kNoPppd;
-  Configure(0);
+  Configure(0, {"internet", "*99#", "al", "secret"});
   Modem modem;
   const std::string printed = modem.Serve("pppd call wcdma 2>&1");
   EXPECT_THAT(modem.Commands(), ElementsAre("AT", "ATZ", HasSubstr("\"internet\""), "ATDT*99#"));
@@ -167,16 +180,25 @@ TEST_F(DaemonsTest, PppdRunsBothScripts) {
 
 TEST_F(DaemonsTest, PppdFindsTheAccountInBothSecretsFiles) {
   if (!MayRunPppd()) GTEST_SKIP() << kNoPppd;
-  const PppoeConfig config = {.enable = 0, .user = "al b@isp", .password = "secret"};
-  ASSERT_EQ(0, NetSetPPPoEConfig(&config));
   // A secret that is found does not name an address, and that is what is missed then.
   const std::string found = "(None of the available passwords would let it use an IP address.)";
-  for (const char *protocol : {"chap", "pap"}) {
-    const std::string command = std::string("pppd dryrun nodetach notty auth require-") + protocol;
-    EXPECT_THAT(test::Shell(command + " remotename 'al b@isp'"), HasSubstr(found)) << protocol;
-    const std::string other = test::Shell(command + " remotename al");
-    EXPECT_THAT(other, HasSubstr("couldn't find any suitable secret")) << protocol;
-    EXPECT_THAT(other, Not(HasSubstr(found))) << protocol;
+  for (const std::string text : {"al b@isp", "DOMAIN\\al", "\"#'\\\\\""}) {
+    PppoeConfig config = {};
+    text.copy(config.user, sizeof config.user);
+    text.copy(config.password, sizeof config.password);
+    ASSERT_EQ(0, NetSetPPPoEConfig(&config));
+    setenv("USER", text.c_str(), 1);
+    for (const char *protocol : {"chap", "pap"}) {
+      SCOPED_TRACE(protocol + text);
+      const std::string command =
+          std::string("pppd dryrun nodetach notty auth require-") + protocol + " remotename ";
+      const std::string answer = test::Shell(command + "\"$USER\"");
+      EXPECT_THAT(answer, HasSubstr(found));
+      EXPECT_THAT(answer, Not(HasSubstr("warning")));
+      const std::string other = test::Shell(command + "al");
+      EXPECT_THAT(other, HasSubstr("couldn't find any suitable secret"));
+      EXPECT_THAT(other, Not(HasSubstr(found)));
+    }
   }
 }
 

@@ -90,13 +90,20 @@ TEST_F(DialupTest, FilesAreWrittenAndReadBack) {
     Wireless3gConfig config;
     std::string name;
     std::array<std::string, 4> texts;  // in the files
+    std::string chatApn = texts[0], chatIsp = texts[1];
   } kRows[] = {
       {Config(1, 0, {full, full, full, full}), "wcdma", {full, full, full, full}},
       // pppd splits its options at blanks and takes quotes, # and backslashes as its own.
       {Config(-7, 1, {"internet", "*99#", "a b", "#'\"\\"}),
        "cdma2000",
        {"internet", "*99#", "a\\ b", "\\#\\'\\\"\\\\"}},
-      {Config(0, 2, {}), "td-scdma", {}},
+      {Config(0, 2, {}), "td-scdma", {"", "", "\"\"", "\"\""}},
+      // And chat its answers at blanks, where an @ then names a file to send.
+      {Config(3, 3, {"a\" @b\\T", "'1^Q-#2 ", "", "x"}),
+       "unknow",
+       {"a\" @b\\T", "'1^Q-#2 ", "\"\"", "x"},
+       "a\"\\s@b\\\\T",
+       "'1\\136Q-#2\\s"},
       // No field can add a line.
       {Config(2, 3, {"a\nISP:1", "9\rAT", "al\nconnect /bin/sh", "pw\tx"}),
        "unknow",
@@ -104,7 +111,7 @@ TEST_F(DialupTest, FilesAreWrittenAndReadBack) {
   };
   Put(kPeers, "open to everybody\n");
   test::SetRights(kPeers, 0644);
-  for (const auto &[config, name, texts] : kRows) {
+  for (const auto &[config, name, texts, chatApn, chatIsp] : kRows) {
     SCOPED_TRACE(name);
     const auto &[apn, isp, user, password] = texts;
     const std::string enable = std::to_string(config.enable);
@@ -114,8 +121,8 @@ TEST_F(DialupTest, FilesAreWrittenAndReadBack) {
     EXPECT_EQ(kPeersStart + user + "\npassword  " + password + kPeersEnd, Content(kPeers));
     EXPECT_EQ(kConnectStart + (config.mode == 1
                                    ? "OK ATDT#777\nCONNECT \\d\\c\n"
-                                   : "OK \\rAT+CGDCONT=1,\"IP\",\"" + apn +
-                                         "\",,0,0\nOK-AT-OK ATDT" + isp + "\nCONNECT \\d\\c\n"),
+                                   : "OK \\rAT+CGDCONT=1,\"IP\",\"" + chatApn +
+                                         "\",,0,0\nOK-AT-OK ATDT" + chatIsp + "\nCONNECT \\d\\c\n"),
               Content(kConnect));
     EXPECT_EQ(kDisconnectText, Content(kDisconnect));
     // A line of the summary is read back in pieces of 31 characters.

@@ -141,9 +141,9 @@ int32_t NetWorkSetGateway(const char *interfaceName, const char *gateway, int32_
  * as up. Without any socket left the process ends. */
 int32_t NetGetLinkState(const char *interfaceName);
 
-/* Stores the interface's priority (PRIO): 0 where the last Ethernet device listed is the
- * interface itself, otherwise 1. Returns 0, also when the settings cannot be saved; -1 when
- * there is no Ethernet device. */
+/* Stores the interface's priority (PRIO): 0 where the interface itself is the last of eth0, eth1
+ * and eth2 that the kernel lists, otherwise 1; where it lists none of these, nothing. Returns 0,
+ * also when the settings cannot be saved; -1 when there is no Ethernet device. */
 int32_t NetWorkSetPriority(const char *interfaceName);
 
 /* Writes the name of the interface to use, "eth2" where that device exists and has the priority
@@ -181,9 +181,10 @@ int32_t NetGetMode(const char *interfaceName, int32_t *mode);
  * one. Returns 0, or -1 with a message. */
 int32_t NetWorkSetDns(const char *primary, const char *secondary);
 
-/* Reads the name servers back into buffers of at least 16 bytes; one whose line is missing stays
- * as it is, and what does not fit is cut. Without a file they are 8.8.8.8 and 192.168.1.1.
- * Returns 0, or -1 with a message. */
+/* Reads the name servers back, from the first two lines, into buffers of at least 16 bytes; one
+ * whose line is missing stays as it is, and what does not fit is cut. What a line has behind 127
+ * characters counts as the next one. Without a file they are 8.8.8.8 and 192.168.1.1. Returns 0, or
+ * -1 with a message. */
 int32_t NetWorkGetDns(char *primary, int32_t primaryLength, char *secondary,
                       int32_t secondaryLength);
 
@@ -195,14 +196,16 @@ typedef struct PppoeConfig {
 
 /* Writes the account into the secrets files of pppd(8) below /opt/sav/Config/ppp, readable by
  * their owner only, the file that says whether PPPoE is on, and, to start it, the settings of the
- * PPPoE scripts. The secrets files hold the texts as they are: a double quote or a backslash in
- * one means there what it means to pppd. Prints the script that the system runs next. Returns 0;
- * -1 for null, or with a message. */
+ * PPPoE scripts. In the secrets files double quotes and backslashes of a text have a backslash in
+ * front, so that pppd takes them as they are. A password that begins with "@/" it takes for the
+ * name of a file that holds the password; that it cannot be told otherwise. Prints the script that
+ * the system runs next. Returns 0; -1 for null, or with a message. */
 int32_t NetSetPPPoEConfig(const PppoeConfig *config);
 
-/* Reads the account back, and whether PPPoE is on from /mnt/mtd/Config/ppp, where the system keeps
- * it. A user or password with a blank, or a user of more than 30 characters, cannot be read.
- * Returns 0, or -1; the record, zeroed first, then holds what had been read. */
+/* Reads the account back as it was stored, and whether PPPoE is on from /mnt/mtd/Config/ppp, where
+ * the system keeps it. A text of 32 characters fills its field and is not terminated. Returns 0; -1
+ * for null, or when a file does not open, with a message, or the secrets file holds no account of
+ * texts that fit; the record, zeroed first, then holds what had been read. */
 int32_t NetGetPPPoEConfig(PppoeConfig *config);
 
 typedef struct DdnsConfig {
@@ -215,14 +218,15 @@ typedef struct DdnsConfig {
  * message at the first key that cannot be written. */
 int32_t NetWorkSetDdns(const DdnsConfig *config);
 
-/* Reads the account back, texts of at most 31 characters. Returns 0; -1 when a key is missing or
- * its value longer, and the record, zeroed first, then holds what had been read. */
+/* Reads the account back, texts of at most 31 characters and, as NetWorkReadKey, up to their first
+ * blank. Returns 0; -1 when a key is missing, has no value or a longer one, and the record, zeroed
+ * first, then holds what had been read. */
 int32_t NetWorkGetDdns(DdnsConfig *config);
 
 /* Copies the first line of /mnt/mtd/Config/dial-ip, the dial-up link's gateway, into the caller's
  * buffer, of which 32 bytes are written, and makes it the default route with route(8), through the
  * shell, whose exit status is not looked at. Returns 0; -1 for null; -1 with a message when there
- * is no such file, it holds no IPv4 address, or no shell starts. */
+ * is no such file, it holds no IPv4 address (010.0.0.1 is none), or no shell starts. */
 int32_t NetWorkSetDialRoute(char *address);
 
 /* ---- 3G dial-up ----------------------------------------------------------------------- */
@@ -239,8 +243,9 @@ typedef struct Wireless3gConfig {
 
 /* Writes what pppd(8) and chat(8) need to dial with the modem at /dev/ttyUSB0 into
  * /opt/sav/Config/ppp: options with the account, readable by their owner only, the two chat
- * scripts, the enable file, and a summary of the record. Blanks, quotes, # and \ in the account
- * have a backslash in front, so that pppd takes them as they are. size is
+ * scripts, the enable file, and a summary of the record. What pppd would take as its own in the
+ * account (blanks, quotes, # and \) and chat in the APN and the number (blanks, \ and ^) is
+ * escaped, so that both take every text as it is; an empty user or password is "" for pppd. size is
  * sizeof(Wireless3gConfig), 168. Returns 0, also when a file cannot be written, which is reported;
  * -1 for null; -1 with a message for another size, before any file is touched, and for another
  * mode, after the enable file. */

@@ -1,6 +1,7 @@
 // Test cases on the files that the system's daemons read and write.
 #pragma once
 
+#include <string.h>
 #include <sys/stat.h>
 
 #include <filesystem>
@@ -40,6 +41,11 @@ inline std::string Call(const std::function<int32_t()> &operation) {
 template <size_t N>
 void Fill(char (&field)[N], const std::string &text) {
   text.copy(field, N);
+}
+
+template <size_t N>
+std::string Field(const char (&field)[N]) {
+  return {field, strnlen(field, N)};
 }
 
 }  // namespace test
