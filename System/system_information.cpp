@@ -1,6 +1,5 @@
 // The system-information start: reads what the board is, settles what depends on it, and
 // prints it.
-#include <inttypes.h>
 #include <stdio.h>
 
 #include <array>
@@ -95,12 +94,12 @@ void Print() {
   char identifier[17];
   DvrGetHwidString(identifier, sizeof identifier);
   printf("LIBDVR : hardware identifier : %s\n", identifier);
-  printf("LIBDVR : OEM type : %" PRId32 "\n", DvrGetHwidInformation(OEM_TYPE));
-  printf("LIBDVR : custom OEM type : %" PRId32 "\n", DvrGetHwidInformation(CUSTOM_OEM_TYPE));
-  printf("LIBDVR : product type : %" PRId32 "\n", DvrGetProductType());
-  printf("LIBDVR : board type : %" PRId32 "\n", DvrGetBoardType());
+  printf("LIBDVR : OEM type : %d\n", DvrGetHwidInformation(OEM_TYPE));
+  printf("LIBDVR : custom OEM type : %d\n", DvrGetHwidInformation(CUSTOM_OEM_TYPE));
+  printf("LIBDVR : product type : %d\n", DvrGetProductType());
+  printf("LIBDVR : board type : %d\n", DvrGetBoardType());
   for (const CountFact &fact : kCountFacts) {
-    printf("LIBDVR : %s : %" PRId32 "\n", fact.what, DvrGetHwidInformation(fact.command));
+    printf("LIBDVR : %s : %d\n", fact.what, DvrGetHwidInformation(fact.command));
   }
   for (const NamedFact &fact : kNamedFacts) {
     printf("LIBDVR : %s : %s\n", fact.what, NameOf(fact));

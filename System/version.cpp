@@ -1,7 +1,6 @@
 // The hardware query: one answer for every command, by the identifier's generation.
 #include "libsys/version.h"
 
-#include <inttypes.h>
 #include <stdio.h>
 
 #include <array>
@@ -168,8 +167,8 @@ int32_t DvrGetHwidString(char *buffer, int32_t length) {
     return -1;
   }
   const uint64_t identifier = identity::Identifier();
-  snprintf(buffer, static_cast<size_t>(length), "%08" PRIX32 "%08" PRIX32,
-           static_cast<uint32_t>(identifier >> 32), static_cast<uint32_t>(identifier));
+  snprintf(buffer, static_cast<size_t>(length), "%08X%08X", static_cast<uint32_t>(identifier >> 32),
+           static_cast<uint32_t>(identifier));
   buffer[16] = '\0';  // on purpose for length 16 too: callers give 17 bytes
   return 0;
 }

@@ -259,8 +259,10 @@ TEST_F(InterfaceTest, TheDevicesAreListed) {
   Call(0, [] { return NetWorkSetPriority("eth1"); });
   EXPECT_EQ(Read("/opt/sav/Config/network1"), last == "eth1" ? "PRIO = 0\n" : "PRIO = 1\n");
   Shell("ip link delete eth2; ip link delete eth0");
+  Shell("ip link add eth3 type veth peer name peer3");  // does not count
   Call(0, [] { return NetWorkSetPriority("eth1"); });
   EXPECT_EQ(Read("/opt/sav/Config/network1"), "PRIO = 0\n");
+  Shell("ip link delete eth3");
   EXPECT_EQ(Call(0, [&] { return NetWorkGetPriorityDevice(text); }), "");
   EXPECT_STREQ(text, "eth0");
   Call(0, [&] { return list(sizeof text); });
