@@ -73,8 +73,8 @@ int Key(const Arguments &arguments);
 int Led(const Arguments &arguments);
 int Beep(const Arguments &arguments);
 int Fan(const Arguments &arguments);
-int NetShow(const Arguments &arguments);  // services.cpp
+int NetShow(const Arguments &arguments);  // network.cpp
 int NetSet(const Arguments &arguments);
-int Disks(const Arguments &arguments);
+int Disks(const Arguments &arguments);  // services.cpp
 int WatchdogFeed(const Arguments &arguments);
 int WatchdogReboot(const Arguments &arguments);

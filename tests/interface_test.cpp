@@ -151,6 +151,29 @@ TEST_F(InterfaceTest, TheGatewayReplacesEveryDefaultRoute) {
               EndsWith(At(1572, "Get netmask failed\n")));
 }
 
+TEST_F(InterfaceTest, ASetThatFailsLeavesEverythingAsItWas) {
+  EXPECT_EQ(Shell(BOARDCTL " net set eth0 10.1.2.3 255.255.255.0 10.1.2.1"), "");
+  EXPECT_EQ(Shell("ip address add 10.7.0.2/30 brd + dev eth1; ip link set eth2 down;"
+                  "ip route add default via 10.7.0.1 dev eth1 metric 7;"
+                  "ip route add 10.9.0.0/16 via 10.1.2.9; ip route add 10.8.8.8 dev eth0"),
+            "");
+  ASSERT_EQ(mount("none", "/opt", "tmpfs", MS_REMOUNT | MS_RDONLY, nullptr), 0);
+  const auto state = [] {
+    return Shell("sort /proc/net/route; ip -4 -o address; ip -o link; cat /opt/sav/Config/*");
+  };
+  const std::string before = state();
+  for (const char *words : {"eth0 10.1.3.4 255.255.0.0 10.1.0.1", "eth0 10.1.2.4 255.255.255.128",
+                            "eth1 10.5.0.2 255.0.0.0 10.1.0.1"}) {
+    EXPECT_THAT(Shell(std::string(BOARDCTL " net set ") + words),
+                HasSubstr("; everything is as it was\n"));
+    EXPECT_EQ(state(), before) << words;
+  }
+  EXPECT_EQ(Shell("ip address flush dev eth1; ip link set eth1 down"), "");
+  const std::string without = state();
+  Shell(BOARDCTL " net set eth1 10.5.0.2 255.0.0.0 10.1.0.1");
+  EXPECT_EQ(state(), without);
+}
+
 TEST_F(InterfaceTest, WhatIsWrongIsRefusedBeforeAnythingChanges) {
   const std::string invalid = "LIBDVR : Invalid parameter\n";
   const std::string format = "LIBDVR : Address format error\n";

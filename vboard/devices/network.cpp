@@ -4,6 +4,7 @@
 // with the power; the cable and the radio link are not.
 #include <arpa/inet.h>
 #include <errno.h>
+#include <net/route.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -90,6 +91,33 @@ std::string LinesWith(const std::string &word, const std::string &text) {
   return found;
 }
 
+// Numbers as they lie in memory. A host's route is not told apart.
+std::string RouteListText() {
+  const Lock lock;
+  std::string text =
+      "Iface\tDestination\tGateway \tFlags\tRefCnt\tUse\tMetric\tMask\t\tMTU\tWindow\tIRTT\n";
+  for (const Route &route : Routes()) {
+    char line[160];
+    snprintf(line, sizeof line, "%s\t%08X\t%08X\t%04X\t0\t0\t0\t%08X\t0\t0\t0\n",
+             Kernel().interfaces[route.interface].name, route.destination, route.gateway,
+             route.gateway != 0 ? RTF_UP | RTF_GATEWAY : RTF_UP, route.netmask);
+    text += line;
+  }
+  return text;
+}
+
+// Without the lock, which the program's own calls take.
+void WriteRouteList() {
+  WriteFile(RootPath("/proc/net/route"), RouteListText());
+}
+
+int Run(std::span<const std::string> words, std::string *printed) {
+  const Lock lock;
+  const int error = words[0] == "route" ? RouteCommand(words) : Ifconfig(words, printed);
+  if (error != 0) Event("%s: %s", words[0].c_str(), strerrordesc_np(error));
+  return error;
+}
+
 // One command, or one whose output goes through grep with a plain word.
 int Command(std::string_view line, std::string *output) {
   std::istringstream stream{std::string(line)};
@@ -99,10 +127,9 @@ int Command(std::string_view line, std::string *output) {
   if (words.empty() || (words[0] != "ifconfig" && words[0] != "route")) return -1;
   const bool filtered = pipe != all.end();
   if (filtered && (all.end() - pipe != 3 || pipe[1] != "grep")) return -1;
-  const Lock lock;
   std::string printed;
-  const int error = words[0] == "route" ? RouteCommand(words) : Ifconfig(words, &printed);
-  if (error != 0) Event("%s: %s", words[0].c_str(), strerrordesc_np(error));
+  const int error = Run(words, &printed);
+  WriteRouteList();
   if (filtered) printed = LinesWith(pipe[2], printed);
   *output += printed;
   return filtered ? printed.empty() : error != 0;
@@ -163,6 +190,13 @@ void Make(Section &section) {
 
 void ResetAll() {
   for (Interface &interface : Interfaces()) Reset(interface);
+  if (!Interfaces().empty()) WriteRouteList();
+}
+
+int RequestOfProgram(unsigned long request, void *argument) {
+  const int result = Request(request, argument);
+  if (result == 0) WriteRouteList();
+  return result;
 }
 
 void ChangeLink(std::span<const std::string> words) {
@@ -207,7 +241,7 @@ const Device kNetwork = {
     .make = Make,
     .powerOn = ResetAll,
     .command = Command,
-    .interfaceRequest = Request,
+    .interfaceRequest = RequestOfProgram,
     .send = Send,
     .actions = kActions,
 };

@@ -1,0 +1,131 @@
+// The network interfaces and their settings.
+#include <arpa/inet.h>
+#include <stdint.h>
+#include <string.h>
+
+#include "boardctl/command.h"
+#include "boardctl/network_backup.h"
+#include "boardctl/output.h"
+#include "libsys/network.h"
+#include "libsys/system.h"
+
+namespace {
+
+constexpr int32_t kTextSize = 16;
+
+void ShowInterface(const char *name) {
+  char mac[18] = "", text[kTextSize];
+  struct {
+    const char *title;
+    int32_t type;
+  } const settings[] = {{"address", HOSTIP}, {"netmask", SUBMASK}, {"gateway", GATEWAYIP}};
+  output::BeginRecord();
+  output::Text("interface", name);
+  NetWorkGetMACAddress(name, mac, sizeof mac);
+  output::Text("mac", mac);
+  for (const auto &setting : settings) {
+    text[0] = '\0';
+    NetWorkGetAttributes(name, setting.type, text, sizeof text);
+    output::Text(setting.title, text);
+  }
+  const int32_t link = NetGetLinkState(name);
+  output::Text("link", link == 0 ? "up" : link == -1 ? "down" : "unknown");
+  output::EndRecord();
+}
+
+// The words of "net set", null where there is no gateway.
+struct Addresses {
+  const char *address, *netmask, *gateway;
+};
+
+bool ReadAddress(const char *text, uint32_t *number) {
+  in_addr address;
+  if (inet_pton(AF_INET, text, &address) != 1) {
+    UsageError("'%s' is no address", text);
+    return false;
+  }
+  *number = ntohl(address.s_addr);
+  return true;
+}
+
+// A network has addresses for hosts: neither the whole Internet nor one address is one.
+bool IsNetmask(uint32_t number) {
+  const uint32_t hosts = ~number;
+  return number != 0 && hosts != 0 && (hosts & (hosts + 1)) == 0;
+}
+
+// Whether the number can be a host's in its network. The first and the last address of a network
+// are its own, unless there are only these two (RFC 3021).
+bool IsHost(uint32_t number, uint32_t netmask) {
+  const uint32_t hosts = ~netmask;
+  const bool ownToNetwork = (number & hosts) == 0 || (number & hosts) == hosts;
+  const bool unicast = number >> 24 != 0 && number >> 24 != 127 && number >> 28 < 14;
+  return unicast && (hosts == 1 || !ownToNetwork);
+}
+
+// kDone, or what UsageError gives.
+int Check(const Addresses &words) {
+  uint32_t address = 0, netmask = 0, gateway = 0;
+  if (!ReadAddress(words.address, &address) || !ReadAddress(words.netmask, &netmask)) return kUsage;
+  if (words.gateway != nullptr && !ReadAddress(words.gateway, &gateway)) return kUsage;
+  if (!IsNetmask(netmask)) return UsageError("'%s' is no netmask", words.netmask);
+  if (!IsHost(address, netmask)) return UsageError("'%s' is no host's address", words.address);
+  const bool near = ((gateway ^ address) & netmask) == 0 && gateway != address;
+  if (words.gateway == nullptr || (near && IsHost(gateway, netmask))) return kDone;
+  return UsageError("'%s' is no other host in the network of %s", words.gateway, words.address);
+}
+
+// Whether the interface's settings file holds what was set.
+bool IsStored(const char *name, int32_t type, const char *expected) {
+  char path[64], key[32], stored[kTextSize] = "";
+  return NetWorkGetConfigFileName(name, path, sizeof path) == 0 &&
+         NetWorkGetKeyNameFromType(type, key, sizeof key) == 0 &&
+         NetWorkReadKey(path, key, stored, sizeof stored) == 0 && strcmp(stored, expected) == 0;
+}
+
+// Null, or what went wrong.
+const char *Set(const char *name, const Addresses &words) {
+  if (NetWorkSetAddress(name, words.address, words.netmask, 1) != 0) {
+    return "the interface does not take this address";
+  }
+  if (words.gateway != nullptr) {
+    if (NetWorkSetInterface(name, GATEWAYIP, words.gateway) != 0) {
+      return "the interface does not take this gateway";
+    }
+    NetWorkSaveAttributes(name, GATEWAYIP, words.gateway);
+  }
+  const bool stored = IsStored(name, HOSTIP, words.address) &&
+                      IsStored(name, SUBMASK, words.netmask) &&
+                      (words.gateway == nullptr || IsStored(name, GATEWAYIP, words.gateway));
+  return stored ? nullptr : "this could not be stored";
+}
+
+}  // namespace
+
+int NetShow(const Arguments &) {
+  NetDeviceEntry entries[NET_MAX_DEVICES];
+  I2cOpen();  // the settings may be in the clock chip's memory
+  const int32_t count = NetGetEthName(entries, NET_MAX_DEVICES);
+  if (count == 0) return Failure("there are no network interfaces");
+  output::BeginList();
+  for (int32_t i = 0; i < count; ++i) ShowInterface(entries[i].name);
+  output::EndList();
+  return kDone;
+}
+
+int NetSet(const Arguments &arguments) {
+  const char *name = arguments[0];
+  const Addresses words = {arguments[1], arguments[2], arguments.Or(3, nullptr)};
+  if (strcmp(name, "eth0") != 0 && strcmp(name, "eth1") != 0) {
+    return UsageError("INTERFACE is eth0 or eth1");
+  }
+  if (const int status = Check(words); status != kDone) return status;
+  I2cOpen();
+  NetworkBackup before;
+  if (!before.Take(name)) return Failure("%s is not there, or its settings cannot be read", name);
+  const char *fault = Set(name, words);
+  if (fault == nullptr) return kDone;
+  return Failure("%s; %s", fault,
+                 before.PutBack() ? "everything is as it was"
+                                  : "what was there before could not be put back entirely");
+}
