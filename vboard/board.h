@@ -103,7 +103,7 @@ void CreateState(const std::string &folder);
 int64_t Lifetime();
 // Board time: seconds since power-on.
 double BoardTime();
-void SetSpeed(uint32_t speed);
+void SetSpeed(uint32_t speed);  // board seconds a second; at 0 board time stands still
 
 // The kernel's clock in nanoseconds since 1970. It begins there at each power-on.
 int64_t SystemClock();

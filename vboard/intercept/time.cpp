@@ -1,6 +1,8 @@
 // Waiting: sleeps, time-outs and interval timers are divided by the board's speed.
 #include <errno.h>
 
+#include <algorithm>
+
 #include "vboard/board.h"
 #include "vboard/faults.h"
 #include "vboard/intercept/intercept.h"
@@ -21,7 +23,7 @@ timespec Time(int64_t nanoseconds) {
 }
 
 int64_t Speed() {
-  return vboard::Attached() ? vboard::State().speed.load() : 1;
+  return vboard::Attached() ? std::max<int64_t>(1, vboard::State().speed) : 1;
 }
 
 // Rounded up, so that a wait never becomes none at all.
