@@ -115,12 +115,12 @@ TEST_F(SystemTest, FanAndBuzzerOfTheMicrocontroller) {
 TEST_F(SystemTest, BeepIsExtendedWhileItRuns) {
   Start(2);
   vboard::SetSpeed(1);
+  const uint32_t begin = SystemGetMsec();
   // 70 ms would pass zero and never end; the other thread ends it.
   std::thread other([] {
     SystemSleepMsec(200);
     SystemBeepExtend(0, 100);
   });
-  const uint32_t begin = SystemGetMsec();
   EXPECT_EQ(0, SystemBeep(0, 70));
   const uint32_t lasted = SystemGetMsec() - begin;
   other.join();
@@ -137,8 +137,8 @@ TEST_F(SystemTest, AnExtensionReplacesWhatIsLeft) {
   vboard::SetSpeed(1);
   SystemBeepExtend(0, 100);
   const uint32_t begin = SystemGetMsec();
-  EXPECT_EQ(0, SystemBeep(0, 5000));
-  EXPECT_LT(SystemGetMsec() - begin, 2000U);
+  EXPECT_EQ(0, SystemBeep(0, 60'000));
+  EXPECT_LT(SystemGetMsec() - begin, 60'000U);
 }
 
 TEST_F(SystemTest, CommandsThatEndTheBoard) {
