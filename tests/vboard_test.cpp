@@ -285,7 +285,11 @@ TEST_F(VboardTest, FileSystemsMountByWhatTheFlashHolds) {
       EXPECT_EQ(row.error, errno);
     }
     EXPECT_EQ(row.filesKept, access("/opt/sav/Config", F_OK) == 0);
+    const std::string mounts = vboard::RootPath("/proc/mounts"),
+                      line = "/dev/mtdblock1 /opt/sav jffs2";
+    EXPECT_EQ(row.error == 0, vboard::ReadFile(mounts).find(line) != std::string::npos);
     EXPECT_EQ(row.error == 0, umount2("/opt/sav", MNT_DETACH) == 0);
+    EXPECT_EQ(std::string::npos, vboard::ReadFile(mounts).find(line));
     EXPECT_NE(0, access("/opt/sav/Config", F_OK));
     EXPECT_NE(0, umount("/opt/sav"));
   }

@@ -45,6 +45,7 @@ struct PowerCut {
 struct Mount {
   char point[64];    // empty marks a free slot
   char source[64];   // the device that is mounted there
+  char type[16];     // of the file system
   char content[64];  // folder below disks/
   int32_t error;     // of every call on a file below the point; 0: none
 };

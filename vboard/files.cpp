@@ -148,6 +148,7 @@ int MountDevice(std::string_view source, std::string_view point, std::string_vie
     if (mount.point[0] != '\0') continue;
     mount = {};
     Store(mount.source, source);
+    Store(mount.type, type);
     Store(mount.content, content);
     Store(mount.point, point);
     return 0;

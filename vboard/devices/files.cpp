@@ -1,6 +1,7 @@
 // The board's plain files and folders: what its root file system holds besides the devices.
 #include <stdexcept>
 
+#include "vboard/board.h"
 #include "vboard/description.h"
 #include "vboard/device.h"
 #include "vboard/files.h"
@@ -22,12 +23,30 @@ void Make(Section &section) {
   }
 }
 
-constexpr const char *kPaths[] = {"/opt",        "/mnt/mtd", "/share",       "/tool",
-                                  "/var/Vantor", "/sbin",    "/proc/bus/pci"};
+// What the kernel tells about the mounts.
+void WriteMounts() {
+  std::string table = "rootfs / rootfs rw 0 0\n/dev/root / jffs2 rw,relatime 0 0\n";
+  const Lock lock;
+  for (const Mount &mount : State().mounts) {
+    if (mount.point[0] == '\0') continue;
+    table +=
+        std::string(mount.source) + " " + mount.point + " " + mount.type + " rw,relatime 0 0\n";
+  }
+  WriteFile(RootPath("/proc/mounts"), table);
+}
+
+constexpr const char *kPaths[] = {"/opt",        "/mnt/mtd", "/share",        "/tool",
+                                  "/var/Vantor", "/sbin",    "/proc/bus/pci", "/proc/mounts"};
 
 }  // namespace
 
 extern const Device kFiles;
-const Device kFiles = {.name = "files", .paths = kPaths, .make = Make};
+const Device kFiles = {
+    .name = "files",
+    .paths = kPaths,
+    .make = Make,
+    .powerOn = WriteMounts,
+    .remounted = WriteMounts,
+};
 
 }  // namespace vboard

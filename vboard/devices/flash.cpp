@@ -101,6 +101,15 @@ void PutEnvironment(Section &section, const std::vector<std::string> &names,
   content.replace(offset, size, EnvironmentBlock(environment, size));
 }
 
+// The kernel's parameters on a board whose root file system is the partition of that name.
+std::string CommandLine(const std::vector<std::string> &names) {
+  const std::string common = "console=ttyAMA0,115200";
+  const auto root = std::find(names.begin(), names.end(), "rootfs");
+  if (root == names.end()) return common + "\n";
+  return common + " root=" + DevicePath(kBlockDevice, static_cast<size_t>(root - names.begin())) +
+         " rootfstype=jffs2\n";
+}
+
 void Make(Section &section) {
   FlashState &flash = Flash();
   flash.sectorSize = static_cast<uint32_t>(section.Number("sector_size", 0x20000, 0x100, 0x400000));
@@ -133,6 +142,7 @@ void Make(Section &section) {
     WriteFile(RootPath(DevicePath(kBlockDevice, unit)), "");
   }
   if (!contents.empty()) WriteFile(RootPath("/proc/mtd"), table);
+  WriteFile(RootPath("/proc/cmdline"), CommandLine(names));
 }
 
 int Unit(std::string_view path) {
@@ -254,7 +264,7 @@ void CutAtOperation(std::span<const std::string> words) {
   PlanPowerCut(NumberOf(words[0]), moment->second, NumberOf(words[2]));
 }
 
-constexpr const char *kPaths[] = {"/proc/mtd", "/dev/mtd"};
+constexpr const char *kPaths[] = {"/proc/mtd", "/proc/cmdline", "/dev/mtd"};
 constexpr Action kActions[] = {
     {"flash cut", "OPERATION MOMENT BYTES",
      "cut the power at the OPERATIONth erase or write from now on, MOMENT 'before' it, 'inside' "
