@@ -11,6 +11,7 @@ enum Status { kDone = 0, kFailed = 1, kUsage = 2 };
 struct Arguments {
   std::span<const char *const> words;  // behind the command's name
   bool force = false;
+  bool json = false;
 
   size_t size() const { return words.size(); }
   const char *operator[](size_t index) const { return words[index]; }
@@ -29,7 +30,7 @@ struct Command {
 
 std::span<const Command> Commands();
 
-// Each gives kUsage after a message, for the caller to return.
+// Each gives kUsage after a message, for the caller to return; in JSON it is the result.
 [[gnu::format(printf, 1, 2)]] int UsageError(const char *format, ...);
 // And kFailed.
 [[gnu::format(printf, 1, 2)]] int Failure(const char *format, ...);
@@ -44,6 +45,9 @@ bool Bytes(const Arguments &arguments, size_t first, std::span<uint8_t> buffer, 
 // What the board is: the words that other modules go by are set from then on. This also sets the
 // system clock from the clock chip.
 void StartLibrary();
+
+// The bus of the clock chip and the sensor, which also sets the system clock.
+bool OpenBus();
 
 // The commands, in the files that the comments name.
 int EnvGet(const Arguments &arguments);  // flash.cpp

@@ -8,7 +8,9 @@
 #include <algorithm>
 
 #include "boardctl/command.h"
+#include "boardctl/messages.h"
 #include "boardctl/output.h"
+#include "boardctl/partition_use.h"
 #include "libsys/boot.h"
 
 namespace {
@@ -43,6 +45,7 @@ const MtdPartition *FindPartition(const char *name) {
   char quoted[40];
   snprintf(quoted, sizeof quoted, "\"%s\"", name);
   if (FlashInit() != 0) return nullptr;
+  messages::Forget();
   return FlashFindPartition(quoted);
 }
 
@@ -53,9 +56,9 @@ int CopySectors(const MtdPartition &partition, FILE *file, uint8_t *buffer, uint
     if (FlashRead(buffer, partition.start + done, count) != 0) {
       return Failure("cannot read the flash at 0x%08x", partition.start + done);
     }
-    if (fwrite(buffer, 1, count, file) != count) return Failure("cannot write the file");
+    if (fwrite(buffer, 1, count, file) != count) return Failure("the copy cannot be written");
   }
-  return fflush(file) == 0 ? kDone : Failure("cannot write the file");
+  return fflush(file) == 0 ? kDone : Failure("the copy cannot be written");
 }
 
 int CopyPartition(const MtdPartition &partition, FILE *file) {
@@ -69,6 +72,19 @@ int CopyPartition(const MtdPartition &partition, FILE *file) {
   return status;
 }
 
+// The boot loader and its variables are what a board does not start without.
+bool MayErase(const MtdPartition &partition, const char *name) {
+  char by[160];
+  if (strcmp(name, "boot") == 0 || strcmp(name, "env") == 0) {
+    Failure("without '%s' this board does not start: erase it with --force only", name);
+  } else if (IsPartitionInUse(partition, by, sizeof by)) {
+    Failure("'%s' is in use (%s): erase it with --force only", name, by);
+  } else {
+    return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 int EnvGet(const Arguments &arguments) {
@@ -76,6 +92,7 @@ int EnvGet(const Arguments &arguments) {
   if (BootEnvForEach(ShowIfWanted, &search) != 0) {
     return Failure("the boot variables cannot be read");
   }
+  messages::Forget();
   return search.found ? kDone : Failure("there is no boot variable '%s'", arguments[0]);
 }
 
@@ -125,24 +142,21 @@ int FlashList(const Arguments &) {
 }
 
 int FlashDump(const Arguments &arguments) {
+  if (arguments.json && arguments.size() == 1) return UsageError("with --json there is a FILE");
   const MtdPartition *partition = FindPartition(arguments[0]);
   if (partition == nullptr) return Failure("there is no flash partition '%s'", arguments[0]);
   if (arguments.size() == 1) return CopyPartition(*partition, output::Stream());
   FILE *file = fopen(arguments[1], "we");
   if (file == nullptr) return Failure("cannot create %s", arguments[1]);
   const int status = CopyPartition(*partition, file);
-  return fclose(file) == 0 || status != kDone ? status : Failure("cannot write the file");
+  return fclose(file) == 0 || status != kDone ? status : Failure("the copy cannot be written");
 }
 
-// The boot loader and its variables are what a board does not start without.
 int FlashErasePartition(const Arguments &arguments) {
   const char *name = arguments[0];
   const MtdPartition *partition = FindPartition(name);
   if (partition == nullptr) return Failure("there is no flash partition '%s'", name);
-  const bool vital = strcmp(name, "boot") == 0 || strcmp(name, "env") == 0;
-  if (vital && !arguments.force) {
-    return Failure("without '%s' this board does not start: erase it with --force only", name);
-  }
+  if (!arguments.force && !MayErase(*partition, name)) return kFailed;
   uint32_t sector = 0;
   FlashGetSectorSize(&sector);
   if (sector == 0) return Failure("the flash does not tell the size of its sectors");

@@ -13,7 +13,7 @@
 namespace {
 
 constexpr uint32_t kCommands = 32;
-constexpr int32_t kSerialLength = 31;
+constexpr int32_t kSerialLength = 32;
 
 // By the command's number; the names of libsys/version.h.
 constexpr std::array<const char *, kCommands> kNames = {
@@ -48,15 +48,15 @@ const char *LinkName() {
 }  // namespace
 
 int Hwid(const Arguments &arguments) {
+  uint32_t wanted = 0;
+  if (!Number(arguments.Or(0, "0"), "COMMAND", kCommands - 1, &wanted)) return kUsage;
   StartLibrary();
-  uint32_t command = 0;
   if (arguments.size() > 0) {
-    if (!Number(arguments[0], "COMMAND", kCommands - 1, &command)) return kUsage;
-    ShowCapability(command);
+    ShowCapability(wanted);
     return kDone;
   }
   output::BeginList();
-  for (command = 0; command < kCommands; ++command) ShowCapability(command);
+  for (uint32_t command = 0; command < kCommands; ++command) ShowCapability(command);
   output::EndList();
   return kDone;
 }
@@ -90,6 +90,10 @@ int SerialSet(const Arguments &arguments) {
   char serial[kSerialLength + 1] = {};
   if (*arguments[0] == '\0' || strlen(arguments[0]) > static_cast<size_t>(kSerialLength)) {
     return UsageError("NUMBER has 1 to %d characters", static_cast<int>(kSerialLength));
+  }
+  StartLibrary();
+  if (DvrGetHwidInformation(OEM_TYPE) == 8) {
+    return Failure("this board's serial number is made from its network address");
   }
   snprintf(serial, sizeof serial, "%s", arguments[0]);
   if (SystemSetSerialNumber(serial, kSerialLength) == 0) return kDone;

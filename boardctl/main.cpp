@@ -1,16 +1,21 @@
 // boardctl: one command over the library, for bringing up boards and for service.
 #include <errno.h>
+#include <signal.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 
 #include "Base/standard_descriptors.h"
 #include "boardctl/command.h"
+#include "boardctl/help.h"
+#include "boardctl/messages.h"
 #include "boardctl/output.h"
+#include "libsys/system.h"
 #include "libsys/version.h"
 
 namespace {
@@ -23,12 +28,13 @@ constexpr std::array kCommands = {
     Command{"flash list", "", "show the flash partitions", FlashList},
     Command{"flash dump", "PARTITION [FILE]", "copy a partition into a file, or to standard output",
             FlashDump},
-    Command{"flash erase", "PARTITION", "erase a partition; \"boot\" and \"env\" only with --force",
+    Command{"flash erase", "PARTITION",
+            "erase a partition; one that the board needs or uses only with --force",
             FlashErasePartition},
     Command{"hwid", "[COMMAND]", "ask for one of the board's capabilities, or for all", Hwid},
     Command{"product", "", "show which board this is", Product},
     Command{"serial get", "", "show the serial number", SerialGet},
-    Command{"serial set", "NUMBER", "store the serial number, at most 31 characters", SerialSet},
+    Command{"serial set", "NUMBER", "store the serial number, at most 32 characters", SerialSet},
     Command{"gpio get", "GROUP BIT", "make a line an input and show its level", GpioGet},
     Command{"gpio set", "GROUP BIT LEVEL", "make a line an output and drive it", GpioSet},
     Command{"mem read", "ADDRESS [COUNT]", "show 32-bit words of physical memory", MemRead},
@@ -52,81 +58,14 @@ constexpr std::array kCommands = {
             "set and store the addresses of eth0 or eth1", NetSet},
     Command{"disks", "", "show disks and sticks", Disks},
     Command{"watchdog feed", "SECONDS",
-            "start the watchdog, feed it every second, stop it; so does Ctrl-C", WatchdogFeed},
+            "start the watchdog, feed it every second, stop it; so does any signal, as Ctrl-C",
+            WatchdogFeed},
     Command{"watchdog reboot", "", "reboot the board through the watchdog", WatchdogReboot},
     Command{"status", "", "show load, memory, temperature, time and link", ShowStatus},
 };
 
-struct Option {
-  const char *name;
-  const char *help;
-};
-constexpr std::array kOptions = {
-    Option{"--json", "show the result as JSON"},
-    Option{"--force", "do what is refused otherwise"},
-    Option{"--verbose", "show the library's messages as they come, not only after a failure"},
-    Option{"--help", "show what there is, or what a command takes; also -h"},
-    Option{"--man", "print the manual page"},
-};
-
-constexpr const char *kNotes =
-    "Numbers are decimal, or hexadecimal with 0x. After a failure the messages of the library\n"
-    "are on standard error.\n"
-    "Commands that go by the board's identity, its clock chip or its settings start the library\n"
-    "as an application does: the system clock then follows the clock chip.";
-constexpr const char *kExitStatus = "0 done, 1 failed, 2 wrong usage.";
-
 const Command *current = nullptr;
-
-void PrintCommand(FILE *file, const Command &command) {
-  char line[80];
-  snprintf(line, sizeof line, "%s %s", command.name, command.arguments);
-  fprintf(file, "  %-44s %s\n", line, command.help);
-}
-
-int NoSuchCommand() {
-  fprintf(stderr, "boardctl: there is no such command; boardctl --help names them\n");
-  return kUsage;
-}
-
-void PrintHelp(FILE *file) {
-  fprintf(file, "usage: boardctl [OPTION...] COMMAND [ARGUMENT...]\n\nCommands:\n");
-  for (const Command &command : kCommands) PrintCommand(file, command);
-  fprintf(file, "\nOptions:\n");
-  for (const Option &option : kOptions) fprintf(file, "  %-44s %s\n", option.name, option.help);
-  fprintf(file, "\n%s\n\nExit status: %s\n", kNotes, kExitStatus);
-}
-
-// Of the commands whose name begins with the word.
-int PrintGroupHelp(const char *word) {
-  const size_t length = strlen(word);
-  bool any = false;
-  for (const Command &command : kCommands) {
-    if (strncmp(command.name, word, length) != 0 || command.name[length] != ' ') continue;
-    if (!any) printf("Commands:\n");
-    PrintCommand(stdout, command);
-    any = true;
-  }
-  return any ? kDone : NoSuchCommand();
-}
-
-int PrintCommandHelp(const Command &command) {
-  printf("usage: boardctl [OPTION...] %s %s\n%s\n", command.name, command.arguments, command.help);
-  return kDone;
-}
-
-// A line that begins with a dot or holds a backslash would be one of the formatter's own; no
-// help text does.
-void PrintManual() {
-  printf(".TH BOARDCTL 8\n.SH NAME\nboardctl \\- look at a recorder board and act on it\n");
-  printf(".SH SYNOPSIS\n.B boardctl\n[OPTION...] COMMAND [ARGUMENT...]\n.SH COMMANDS\n");
-  for (const Command &command : kCommands) {
-    printf(".TP\n\\fB%s\\fR %s\n%s\n", command.name, command.arguments, command.help);
-  }
-  printf(".SH OPTIONS\n");
-  for (const Option &option : kOptions) printf(".TP\n\\fB\\%s\\fR\n%s\n", option.name, option.help);
-  printf(".SH NOTES\n%s\n.SH \"EXIT STATUS\"\n%s\n", kNotes, kExitStatus);
-}
+bool finished = false;
 
 // The command that the words begin with, and how many of them are its name.
 const Command *Find(std::span<const char *const> words, size_t *nameLength) {
@@ -161,14 +100,15 @@ struct CommandLine {
   bool json = false, force = false, verbose = false, help = false, manual = false;
 };
 
-// An option may stand anywhere before a "--".
+// An option may stand anywhere before a "--". False after a message; what else the line holds is
+// known even then.
 bool Parse(int argc, char **argv, CommandLine *line) {
   const struct {
     const char *name;
     bool *flag;
   } flags[] = {{"--json", &line->json}, {"--force", &line->force}, {"--verbose", &line->verbose},
                {"--help", &line->help}, {"-h", &line->help},       {"--man", &line->manual}};
-  bool optionsEnded = false;
+  bool optionsEnded = false, good = true;
   for (int i = 1; i < argc; ++i) {
     const char *word = argv[i];
     const auto *flag = std::find_if(std::begin(flags), std::end(flags), [&](const auto &candidate) {
@@ -178,49 +118,119 @@ bool Parse(int argc, char **argv, CommandLine *line) {
       optionsEnded = true;
     } else if (!optionsEnded && flag != std::end(flags)) {
       *flag->flag = true;
-    } else if (line->count == line->words.size()) {
-      fprintf(stderr, "boardctl: too many words\n");
-      return false;
     } else if (!optionsEnded && strncmp(word, "--", 2) == 0) {
-      fprintf(stderr, "boardctl: '%s' is no option; boardctl --help names them\n", word);
-      return false;
-    } else {
+      if (good) Failure("'%s' is no option; boardctl --help names them", word);
+      good = false;
+    } else if (line->count < line->words.size()) {
       line->words[line->count++] = word;
+    } else {
+      if (good) Failure("too many words");
+      good = false;
     }
   }
-  return true;
+  return good;
 }
 
-int RunCommand(const Command &command, const Arguments &arguments, const CommandLine &line) {
+int NoSuchCommand(const char *word) {
+  if (!IsGroup(word)) {
+    Failure("there is no such command; boardctl --help names them");
+  } else {
+    Failure("there is no such command; these begin with '%s'", word);
+    PrintGroupHelp(stderr, word);
+  }
+  return kUsage;
+}
+
+int NoCommand() {
+  Failure("there is no command");
+  PrintHelp(stderr);
+  return kUsage;
+}
+
+int RunCommand(const Command &command, const Arguments &arguments) {
   current = &command;
   if (!Fits(command.arguments, arguments.size())) return UsageError("wrong number of arguments");
-  output::Start(line.json, line.verbose);
   DvrReadBootParameters();  // where the boot variables lie depends on them
-  int status = command.run(arguments);
-  if (status == kDone && !output::Finish()) status = Failure("the output cannot be written");
-  if (status != kDone) output::ShowMessages();
+  messages::Forget();
+  return command.run(arguments);
+}
+
+int Help(const Command *command, std::span<const char *const> words) {
+  FILE *file = output::Stream();
+  if (words.empty()) {
+    PrintHelp(file);
+  } else if (command != nullptr) {
+    PrintCommandHelp(file, *command);
+  } else if (words.size() == 1 && IsGroup(words[0])) {
+    PrintGroupHelp(file, words[0]);
+  } else {
+    return NoSuchCommand(words[0]);
+  }
+  return kDone;
+}
+
+int Run(const CommandLine &line) {
+  if (line.manual) {
+    PrintManual(output::Stream());
+    return kDone;
+  }
+  size_t nameLength = 0;
+  const std::span<const char *const> words = std::span(line.words).first(line.count);
+  const Command *command = Find(words, &nameLength);
+  if (line.help) return Help(command, words);
+  if (words.empty()) return NoCommand();
+  if (command == nullptr) return NoSuchCommand(words[0]);
+  return RunCommand(*command, {words.subspan(nameLength), line.force, line.json});
+}
+
+// Shows what is left to show, and gives the status of it all.
+int Finish(int status) {
+  finished = true;
+  if (!output::Finish(status != kDone) && status == kDone) {
+    messages::Forget();
+    status = Failure("the output cannot be written");
+  }
+  messages::Finish(status != kDone);
   return status;
+}
+
+// The library ends a process that gets no socket.
+void FinishAfterExit() {
+  if (!finished) _exit(Finish(Failure("the library ended the command")));
+}
+
+void Complain(const char *format, va_list arguments) {
+  char text[512];
+  va_list again;
+  va_copy(again, arguments);
+  vsnprintf(text, sizeof text, format, again);
+  va_end(again);
+  output::SetError(text);
+  fprintf(stderr, "boardctl: ");
+  vfprintf(stderr, format, arguments);
+  putc('\n', stderr);
 }
 
 }  // namespace
 
+std::span<const Command> Commands() {
+  return kCommands;
+}
+
 int UsageError(const char *format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  fprintf(stderr, "boardctl: ");
-  vfprintf(stderr, format, arguments);
+  Complain(format, arguments);
   va_end(arguments);
-  fprintf(stderr, "\nusage: boardctl %s %s\n", current->name, current->arguments);
+  fprintf(stderr, "usage: boardctl %s %s\n", current->name, current->arguments);
   return kUsage;
 }
 
 int Failure(const char *format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  fprintf(stderr, "boardctl: ");
-  vfprintf(stderr, format, arguments);
+  Complain(format, arguments);
   va_end(arguments);
-  fprintf(stderr, "\n");
   return kFailed;
 }
 
@@ -254,25 +264,22 @@ bool Bytes(const Arguments &arguments, size_t first, std::span<uint8_t> buffer, 
 
 void StartLibrary() {
   DvrSystemInformationStart();
+  messages::Forget();
+}
+
+bool OpenBus() {
+  if (I2cOpen() != 0) return false;
+  messages::Forget();
+  return true;
 }
 
 int main(int argc, char **argv) {
-  base::OpenStandardDescriptors();
+  const unsigned closed = base::OpenStandardDescriptors();
+  signal(SIGPIPE, [](int) {});  // a reader that goes away is an output that cannot be written
   CommandLine line;
-  if (!Parse(argc, argv, &line)) return kUsage;
-  if (line.manual) {
-    PrintManual();
-    return kDone;
-  }
-  if (line.count == 0) {
-    PrintHelp(line.help ? stdout : stderr);
-    return line.help ? kDone : kUsage;
-  }
-  size_t nameLength = 0;
-  const std::span<const char *const> words = std::span(line.words).first(line.count);
-  const Command *command = Find(words, &nameLength);
-  if (line.help && command == nullptr && line.count == 1) return PrintGroupHelp(line.words[0]);
-  if (command == nullptr) return NoSuchCommand();
-  if (line.help) return PrintCommandHelp(*command);
-  return RunCommand(*command, {words.subspan(nameLength), line.force}, line);
+  const bool good = Parse(argc, argv, &line);
+  output::Start(line.json && !line.help && !line.manual, (closed & 1U << STDOUT_FILENO) == 0);
+  messages::Start(line.verbose);
+  atexit(FinishAfterExit);
+  return Finish(good ? Run(line) : kUsage);
 }

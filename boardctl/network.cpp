@@ -104,7 +104,7 @@ const char *Set(const char *name, const Addresses &words) {
 
 int NetShow(const Arguments &) {
   NetDeviceEntry entries[NET_MAX_DEVICES];
-  I2cOpen();  // the settings may be in the clock chip's memory
+  OpenBus();  // the settings may be in the clock chip's memory
   const int32_t count = NetGetEthName(entries, NET_MAX_DEVICES);
   if (count == 0) return Failure("there are no network interfaces");
   output::BeginList();
@@ -120,7 +120,7 @@ int NetSet(const Arguments &arguments) {
     return UsageError("INTERFACE is eth0 or eth1");
   }
   if (const int status = Check(words); status != kDone) return status;
-  I2cOpen();
+  OpenBus();
   NetworkBackup before;
   if (!before.Take(name)) return Failure("%s is not there, or its settings cannot be read", name);
   const char *fault = Set(name, words);

@@ -1,139 +1,196 @@
 #include "boardctl/output.h"
 
+#include <fcntl.h>
 #include <inttypes.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
 
+#include "boardctl/json.h"
+
 namespace output {
 namespace {
 
-struct {
+// A text of any length that is being built; without memory for it there is no stream.
+struct Builder {
   FILE *stream = nullptr;
-  FILE *messages = nullptr;  // set aside; null: on standard error
+  char *text = nullptr;
+  size_t length = 0;
+};
+
+struct {
+  FILE *results = nullptr;
   bool json = false;
   bool inList = false;
   bool firstRecord = true;
   bool firstValue = true;
+  bool lost = false;  // there was no memory for a part of the result
+  // The records in JSON, which are shown when the command has done well.
+  Builder document;
+  bool asTheyCome = false;
   // The table's lines while their record is being built: the heading of names, which are short,
-  // and the values, which may be of any length.
+  // and the values.
   char heading[256] = {};
-  FILE *rowStream = nullptr;
-  char *row = nullptr;
-  size_t rowLength = 0;
-  bool rowLost = false;  // there was no memory for it
+  Builder row;
+  char error[512] = {};
 } state;
 
 constexpr int kColumn = 14;
 
-void PrintJsonText(const char *text) {
-  putc('"', state.stream);
-  for (; *text != '\0'; ++text) {
-    const auto c = static_cast<unsigned char>(*text);
-    if (c == '"' || c == '\\') {
-      fprintf(state.stream, "\\%c", c);
-    } else if (c < ' ' || c >= 0x7f) {
-      fprintf(state.stream, "\\u%04x", static_cast<unsigned>(c));
-    } else {
-      putc(c, state.stream);
-    }
-  }
-  putc('"', state.stream);
+void Open(Builder &builder) {
+  builder.stream = open_memstream(&builder.text, &builder.length);
+  state.lost |= builder.stream == nullptr;
+}
+
+// The text, for the caller to free; null when there was no memory.
+char *Close(Builder &builder) {
+  if (builder.stream == nullptr) return nullptr;
+  const bool failed = ferror(builder.stream) != 0;
+  state.lost |= fclose(builder.stream) != 0 || failed;
+  builder.stream = nullptr;
+  return builder.text;
+}
+
+FILE *Records() {
+  return state.document.stream != nullptr ? state.document.stream : state.results;
+}
+
+// False for a name that is not UTF-8.
+bool PrintName(const char *name, const char *suffix) {
+  fputs(state.firstValue ? "\"" : ", \"", Records());
+  state.firstValue = false;
+  const bool valid = json::PrintText(Records(), name);
+  fprintf(Records(), "%s\": ", suffix);
+  return valid;
+}
+
+void PrintBytesOf(const char *name, const char *text) {
+  PrintName(name, "-bytes");
+  putc('"', Records());
+  json::PrintBytes(Records(), text);
+  putc('"', Records());
+}
+
+void PrintJsonText(const char *name, const char *text) {
+  const bool validName = PrintName(name, "");
+  putc('"', Records());
+  const bool valid = json::PrintText(Records(), text);
+  putc('"', Records());
+  if (!valid) PrintBytesOf(name, text);
+  if (!validName) PrintBytesOf("name", name);
 }
 
 void AddColumn(const char *name, const char *text) {
   const size_t length = strlen(state.heading);
   snprintf(state.heading + length, sizeof state.heading - length, "%-*s ", kColumn, name);
-  if (state.rowStream != nullptr) fprintf(state.rowStream, "%-*s ", kColumn, text);
+  if (state.row.stream != nullptr) fprintf(state.row.stream, "%-*s ", kColumn, text);
 }
 
 // Without the blanks at its end.
 void PrintLine(const char *line) {
   size_t length = strlen(line);
   while (length > 0 && line[length - 1] == ' ') --length;
-  fprintf(state.stream, "%.*s\n", static_cast<int>(length), line);
+  fprintf(Records(), "%.*s\n", static_cast<int>(length), line);
+}
+
+void EndRow() {
+  char *row = Close(state.row);
+  if (row == nullptr) return;
+  if (state.firstRecord) PrintLine(state.heading);
+  PrintLine(row);
+  free(row);
 }
 
 void Value(const char *name, const char *text, bool quoted) {
-  if (state.json) {
-    fprintf(state.stream, "%s", state.firstValue ? "" : ", ");
-    PrintJsonText(name);
-    fprintf(state.stream, ": ");
-    if (quoted) {
-      PrintJsonText(text);
-    } else {
-      fprintf(state.stream, "%s", text);
-    }
-  } else if (state.inList) {
+  if (!state.json && state.inList) {
     AddColumn(name, text);
+  } else if (!state.json) {
+    fprintf(Records(), "%-*s %s\n", kColumn, name, text);
+  } else if (quoted) {
+    PrintJsonText(name, text);
   } else {
-    fprintf(state.stream, "%-*s %s\n", kColumn, name, text);
+    PrintName(name, "");
+    fputs(text, Records());
   }
-  state.firstValue = false;
+}
+
+void ShowDocument(bool failed) {
+  char *text = Close(state.document);
+  if (failed) {
+    state.inList = false;
+    BeginRecord();
+    Text("error", state.error);
+    EndRecord();
+  } else if (text != nullptr && !state.asTheyCome) {
+    fputs(*text != '\0' ? text : "{}\n", state.results);
+  }
+  free(text);
 }
 
 }  // namespace
 
-void Start(bool json, bool verbose) {
+void Start(bool json, bool open) {
   state.json = json;
-  state.stream = fdopen(dup(STDOUT_FILENO), "w");
-  if (state.stream == nullptr) state.stream = stderr;
-  setvbuf(state.stream, nullptr, _IOLBF, 0);
-  state.messages = verbose ? nullptr : tmpfile();
-  dup2(state.messages != nullptr ? fileno(state.messages) : STDERR_FILENO, STDOUT_FILENO);
-}
-
-void ShowMessages() {
-  fflush(stdout);
-  if (state.messages == nullptr) return;
-  rewind(state.messages);
-  for (int c = getc(state.messages); c != EOF; c = getc(state.messages)) putc(c, stderr);
-}
-
-bool Finish() {
-  return fflush(state.stream) == 0 && ferror(state.stream) == 0 && !state.rowLost;
+  const int copy = open ? fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1) : -1;
+  if (copy >= 0) state.results = fdopen(copy, "w");
+  // Open for reading only: what is written to it counts as lost.
+  if (state.results == nullptr) state.results = stdin;
+  setvbuf(state.results, nullptr, _IOLBF, 0);
+  if (json) Open(state.document);
 }
 
 FILE *Stream() {
-  return state.stream;
+  return state.results;
+}
+
+void SetError(const char *text) {
+  snprintf(state.error, sizeof state.error, "%s", text);
+}
+
+bool Works() {
+  return ferror(state.results) == 0 && !state.lost;
+}
+
+bool Finish(bool failed) {
+  if (state.json) ShowDocument(failed);
+  return fflush(state.results) == 0 && Works();
+}
+
+void BeginLines() {
+  state.asTheyCome = true;
+  free(Close(state.document));
 }
 
 void BeginList() {
   state.inList = true;
   state.firstRecord = true;
-  if (state.json) fputs("[", state.stream);
+  if (state.json) putc('[', Records());
 }
 
 void EndList() {
-  if (state.json) fputs("]\n", state.stream);
+  if (state.json) fputs("]\n", Records());
   state.inList = false;
 }
 
 void BeginRecord() {
   state.firstValue = true;
   state.heading[0] = '\0';
-  if (!state.json && state.inList) {
-    state.rowStream = open_memstream(&state.row, &state.rowLength);
-    state.rowLost |= state.rowStream == nullptr;
-  }
-  if (state.json) fprintf(state.stream, "%s{", state.inList && !state.firstRecord ? ",\n " : "");
+  if (!state.json && state.inList) Open(state.row);
+  if (state.json) fprintf(Records(), "%s{", state.inList && !state.firstRecord ? ",\n " : "");
 }
 
 void EndRecord() {
   if (state.json) {
-    fprintf(state.stream, "}%s", state.inList ? "" : "\n");
-  } else if (state.inList && state.rowStream != nullptr) {
-    fclose(state.rowStream);
-    if (state.firstRecord) PrintLine(state.heading);
-    PrintLine(state.row);
-    free(state.row);
+    fprintf(Records(), "}%s", state.inList ? "" : "\n");
+  } else if (state.inList) {
+    EndRow();
   }
   state.firstRecord = false;
 }
 
 void Single(const char *name, const char *value) {
   if (!state.json) {
-    fprintf(state.stream, "%s\n", value);
+    fprintf(Records(), "%s\n", value);
     return;
   }
   BeginRecord();
@@ -143,7 +200,7 @@ void Single(const char *name, const char *value) {
 
 void Single(const char *name, int64_t value) {
   if (!state.json) {
-    fprintf(state.stream, "%" PRId64 "\n", value);
+    fprintf(Records(), "%" PRId64 "\n", value);
     return;
   }
   BeginRecord();

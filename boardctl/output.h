@@ -1,5 +1,4 @@
-// What a command shows: records of named values, as text for people or as JSON for scripts. The
-// library's own messages stay out of it.
+// What a command shows: records of named values, as text for people or as JSON for scripts.
 #pragma once
 
 #include <stdint.h>
@@ -7,17 +6,25 @@
 
 namespace output {
 
-// Sets the library's messages aside; `json` and `verbose` are the options of that name.
-void Start(bool json, bool verbose);
+// Results go to the standard output of now, which the process may give to others afterwards.
+// Where there is none, `open` is false and everything shown is lost.
+void Start(bool json, bool open);
 
-// Shows the messages set aside, on standard error.
-void ShowMessages();
-
-// False when not all of the output could be written.
-bool Finish();
-
-// Where the command's own output goes; lines are flushed as they end.
+// For what is no record: help, or the bytes of a partition.
 FILE *Stream();
+
+// What was shown last in JSON when the command fails; of any length, cut to a few hundred bytes.
+void SetError(const char *text);
+
+// Ends the result. In JSON that is one value: what the command showed, {} when that was nothing,
+// or after a failure an object with the error. False when not all of it could be written.
+bool Finish(bool failed);
+
+// False when a result could not be written: a command that has no end should stop.
+bool Works();
+
+// Records from here on are shown as they come, in JSON as an object a line.
+void BeginLines();
 
 // A list is an array in JSON and a table with a heading as text. A record outside a list is shown
 // as one line for each value.
@@ -28,6 +35,7 @@ void Single(const char *name, const char *value);
 void Single(const char *name, int64_t value);
 void BeginRecord();
 void EndRecord();
+// In JSON a text that is not UTF-8 is followed by its bytes in hexadecimal, as NAME-bytes.
 void Text(const char *name, const char *value);
 void Number(const char *name, int64_t value);
 // Shown in hexadecimal to people, in JSON as text.

@@ -1,9 +1,12 @@
 // Serial ports and the front panel: keys, LEDs, buzzer, fan.
 #include <pthread.h>
+#include <signal.h>
 #include <stdio.h>
 
 #include "boardctl/command.h"
+#include "boardctl/messages.h"
 #include "boardctl/output.h"
+#include "boardctl/signals.h"
 #include "libsys/frontboard.h"
 #include "libsys/system.h"
 #include "libsys/uart.h"
@@ -13,6 +16,16 @@ namespace {
 
 // Port 0 is the console's, on which the person may be.
 constexpr uint32_t kFirstPort = 1, kLastPort = 3;
+
+constexpr uint32_t kStep = 50;  // the library's steps of a beep, milliseconds
+
+volatile sig_atomic_t endedBy = 0;
+
+// The beep is over after one more step, and the buzzer off.
+void EndBeep(int number) {
+  endedBy = number;
+  SystemBeepExtend(0, kStep);
+}
 
 // The port, open and set to 8 data bits, no parity, one stop bit.
 bool OpenPort(const Arguments &arguments, uint32_t *port, int *status) {
@@ -57,7 +70,8 @@ int UartListen(const Arguments &arguments) {
   int status = kDone;
   if (!Number(arguments.Or(2, "0"), "COUNT", UINT32_MAX, &count)) return kUsage;
   if (!OpenPort(arguments, &port, &status)) return status;
-  for (uint32_t seen = 0; count == 0 || seen < count; ++seen) {
+  output::BeginLines();
+  for (uint32_t seen = 0; output::Works() && (count == 0 || seen < count); ++seen) {
     uint8_t byte = 0;
     if (UartDeviceRead(port, &byte, 1) != 1) return Failure("the port cannot be read");
     output::BeginRecord();
@@ -71,7 +85,8 @@ int Key(const Arguments &arguments) {
   uint32_t count = 0;
   if (!Number(arguments.Or(0, "0"), "COUNT", UINT32_MAX, &count)) return kUsage;
   if (!StartPanel()) return Failure("the front panel does not start");
-  for (uint32_t seen = 0; count == 0 || seen < count; ++seen) {
+  output::BeginLines();
+  for (uint32_t seen = 0; output::Works() && (count == 0 || seen < count); ++seen) {
     uint8_t event[4] = {};
     const int32_t length = FrontboardRead(event, sizeof event);
     if (length < 0) return Failure("the front panel cannot be read");
@@ -102,7 +117,7 @@ int Led(const Arguments &arguments) {
 }
 
 int Beep(const Arguments &arguments) {
-  constexpr uint32_t kStep = 50, kLongest = 60'000;
+  constexpr uint32_t kLongest = 60'000;
   uint32_t milliseconds = 0;
   if (!Number(arguments.Or(0, "100"), "MILLISECONDS", kLongest, &milliseconds)) return kUsage;
   // Any other time would never end.
@@ -110,7 +125,9 @@ int Beep(const Arguments &arguments) {
   StartLibrary();
   // What the line's write returns, and what the microcontroller's.
   constexpr int32_t kLine = 0, kFrame = 5;
+  signals::Catch(EndBeep);
   const int32_t result = SystemBeep(0, milliseconds);
+  if (endedBy != 0) signals::EndBy(endedBy);
   return result == kLine || result == kFrame ? kDone : Failure("the buzzer cannot be switched");
 }
 
@@ -121,7 +138,8 @@ int Fan(const Arguments &arguments) {
   if (DvrGetBoardType() != 0 && DvrGetProductType() != 4) {
     return Failure("this board has no fan to switch");
   }
-  if (SystemFanControl(on) != 0) return Failure("the fan cannot be switched");
-  output::ShowMessages();  // a line that fails is only reported
-  return kDone;
+  // A line that fails is only reported.
+  messages::SetAside();
+  const bool switched = SystemFanControl(on) == 0 && !messages::Any();
+  return switched ? kDone : Failure("the fan cannot be switched");
 }

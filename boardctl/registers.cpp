@@ -86,6 +86,7 @@ int MemRead(const Arguments &arguments) {
   uint32_t address = 0, count = 1;
   if (!Address(arguments[0], &address)) return kUsage;
   if (!Number(arguments.Or(1, "1"), "COUNT", 1024, &count)) return kUsage;
+  if (count > (UINT32_MAX - address) / 4 + 1) return UsageError("memory ends at 0xffffffff");
   output::BeginList();
   for (uint32_t i = 0; i < count; ++i) {
     uint8_t word[4];
@@ -120,7 +121,7 @@ int NvramShow(const Arguments &arguments) {
   if (!Number(arguments.Or(0, "0"), "ADDRESS", kNvramSize - 1, &address)) return kUsage;
   const char *word = arguments.size() == 1 ? "1" : arguments.Or(1, "64");
   if (!Number(word, "COUNT", kNvramSize - address, &count)) return kUsage;
-  if (I2cOpen() != 0 || NvramRead(address, bytes.data(), count) != 0) {
+  if (!OpenBus() || NvramRead(address, bytes.data(), count) != 0) {
     return Failure("the clock chip does not answer");
   }
   ShowBytes("address", address, std::span(bytes).first(count));
@@ -133,14 +134,14 @@ int NvramStore(const Arguments &arguments) {
   std::array<uint8_t, kNvramSize> bytes;
   if (!Number(arguments[0], "ADDRESS", kNvramSize - 1, &address)) return kUsage;
   if (!Bytes(arguments, 1, std::span(bytes).first(kNvramSize - address), &count)) return kUsage;
-  if (I2cOpen() != 0 || NvramWrite(address, bytes.data(), static_cast<uint32_t>(count)) != 0) {
+  if (!OpenBus() || NvramWrite(address, bytes.data(), static_cast<uint32_t>(count)) != 0) {
     return Failure("the clock chip does not answer");
   }
   return kDone;
 }
 
 int Temperature(const Arguments &) {
-  if (I2cOpen() != 0) return Failure("the bus of the sensor does not open");
+  if (!OpenBus()) return Failure("the bus of the sensor does not open");
   const int32_t degrees = SystemGetTemperature();
   if (degrees == 255) return Failure("the temperature sensor does not answer");
   output::Single("celsius", degrees);
@@ -150,7 +151,7 @@ int Temperature(const Arguments &) {
 int ClockGet(const Arguments &) {
   SystemTime time = {};
   uint8_t second = 0;
-  if (I2cOpen() != 0 || I2cRead(0xd0, 0, &second, 1) != 0 || SystemGetCurrentTime(&time) != 0) {
+  if (!OpenBus() || I2cRead(0xd0, 0, &second, 1) != 0 || SystemGetCurrentTime(&time) != 0) {
     return Failure("the clock chip does not answer");
   }
   ShowTime(time);
@@ -162,6 +163,6 @@ int ClockSet(const Arguments &arguments) {
   if (!ParseTime(arguments[0], arguments[1], &time)) {
     return UsageError("a time of the years 2000 to 2099");
   }
-  if (I2cOpen() != 0 || SystemSetCurrentTime(&time) != 0) return Failure("the clock cannot be set");
+  if (!OpenBus() || SystemSetCurrentTime(&time) != 0) return Failure("the clock cannot be set");
   return kDone;
 }

@@ -6,6 +6,7 @@
 
 #include "boardctl/command.h"
 #include "boardctl/output.h"
+#include "boardctl/signals.h"
 #include "libsys/disk.h"
 #include "libsys/system.h"
 #include "libsys/watchdog.h"
@@ -17,6 +18,13 @@ volatile sig_atomic_t interrupted = 0;
 // A write to the closed device fails where the board uses its watchdog, and is none elsewhere.
 bool UsesWatchdog() {
   return WatchdogWrite("", 0) != 0;
+}
+
+// A watchdog that nobody feeds restarts the board: it is stopped whatever happened. The status, or
+// that of a watchdog that goes on.
+int StopWatchdog(int status) {
+  if (WatchdogStop() == 0) return status;
+  return Failure("the watchdog does not stop: the board restarts within 180 s");
 }
 
 // For so many seconds, or until a signal comes.
@@ -55,16 +63,15 @@ int WatchdogFeed(const Arguments &arguments) {
   if (!Number(arguments[0], "SECONDS", UINT32_MAX, &seconds)) return kUsage;
   StartLibrary();
   if (!UsesWatchdog()) return Failure("this board does not use its watchdog");
-  for (const int number : {SIGINT, SIGTERM, SIGHUP}) signal(number, [](int) { interrupted = 1; });
+  signals::Catch([](int) { interrupted = 1; });
   const bool fed = WatchdogStart() == 0 && Feed(seconds);
-  // Whatever happened: a watchdog that nobody feeds would restart the board.
-  if (WatchdogStop() != 0) return Failure("the watchdog does not stop");
-  return fed ? kDone : Failure("the watchdog does not answer");
+  return StopWatchdog(fed ? kDone : Failure("the watchdog does not answer"));
 }
 
 int WatchdogReboot(const Arguments &) {
   StartLibrary();
   const bool used = UsesWatchdog();
-  if (WatchdogVendorCommand() != 0) return Failure("the watchdog does not answer");
+  // The request has started the watchdog first.
+  if (WatchdogVendorCommand() != 0) return StopWatchdog(Failure("the watchdog does not answer"));
   return used ? kDone : Failure("this board does not use its watchdog");
 }

@@ -1,12 +1,15 @@
 """Each of boardctl's commands on a virtual board: usage: boardctl.py VBOARD PROGRAMS."""
 import json
 import os
+import signal
 import subprocess
 import sys
 import tempfile
 import time
 
 LONG = 'x' * 700
+# Too long, a surrogate, too high, cut, no beginning.
+MALFORMED = b'\xc0\x80\xed\xa0\x80\xf4\x90\x80\x80\xe2\x82\xff'.decode(errors='surrogateescape')
 BOARD = '''
 base = "%s/boards/panel-oem2.toml"
 [network.eth0]
@@ -20,6 +23,13 @@ letter = "a"
 size = 1000
 partitions = [[1, 63, 900]]
 '''
+# Its serial number is the network card's.
+MAC_BOARD = '''
+summary = "a board of OEM type 8"
+[identity]
+product = "0000000000000004"
+oem = 8
+'''
 # Little is there: no flash, no clock chip, no watchdog in use, a fan of its own.
 BARE_BOARD = '''
 summary = "a bare board"
@@ -30,8 +40,9 @@ oem = 0
 fitted = false
 '''
 
-# Command, exit status, what the output holds or, for JSON, is, and what then happens on the board.
-# A line with "!" acts on the board first; one with "&" acts while the command runs, after an event.
+# Command, exit status, what the output or after a failure the messages hold or, for JSON, what the
+# output is, and what then happens on the board. A line with "!" acts on the board first; those with
+# "&" and "%" act or send a signal while the command runs, after an event.
 CASES = [
     ('env set mode night', 0, '', 'flash: erase'),
     ('env get mode', 0, 'night\n'),
@@ -39,6 +50,13 @@ CASES = [
     ('env delete mode', 0, ''),
     ('env get mode', 1, "there is no boot variable 'mode'"),
     ('env delete mode', 1, 'there is no boot variable'),
+    (r'env set odd a"\é漢🎉', 0, ''),
+    ('--json env get odd', 0, '{"odd": "a\\"\\\\é漢🎉"}\n'),
+    ('env set odd ' + MALFORMED, 0, ''),
+    ('--json env get odd', 0, {'odd': '\ufffd' * len(MALFORMED),
+                               'odd-bytes': 'c080eda080f4908080e282ff'}),
+    ('env', 2, 'env delete NAME'),
+    ('env nothing', 2, 'env delete NAME'),
     ('env set a=b c', 2, 'this is no name'),
     ('env set long ' + LONG, 0, ''),
     ('env get long', 0, LONG + '\n'),
@@ -46,6 +64,7 @@ CASES = [
     ('env list', 0, 'long           ' + LONG + '\n'),
     ('flash list', 0, 'config         0x80640000     0x00100000     0x10000        /dev/mtd3\n'),
     ('flash dump boot', 0, 'xuart=0'),
+    ('--json flash dump boot', 2, 'there is a FILE'),
     ('flash dump nowhere', 1, "there is no flash partition 'nowhere'"),
     ('flash erase boot', 1, 'erase it with --force only'),
     ('flash erase kernel', 0, '', 'flash: erase mtd1 0x1f0000'),
@@ -55,13 +74,16 @@ CASES = [
     ('serial get', 1, 'there is no serial number'),
     ('serial set 4711', 0, ''),
     ('serial get', 0, '4711\n'),
-    ('serial set %s' % ('x' * 32), 2, '1 to 31 characters'),
+    ('serial set ' + 'x' * 32, 0, ''),
+    ('serial get', 0, 'x' * 32 + '\n'),
+    ('serial set ' + 'x' * 33, 2, '1 to 32 characters'),
     ('gpio get 1 5', 0, '0\n'),
     ('gpio get 8 0', 2, 'GROUP is a number from 0 to 7'),
     ('gpio set 3 1 1', 0, '', 'gpio: 3,1 = 1'),
     ('gpio set 3 1 2', 2, 'LEVEL is a number from 0 to 1'),
     ('mem write 0x200f0028 0x12345678', 0, ''),
     ('mem read 0x200f0028', 0, '0x200f0028     0x12345678\n'),
+    ('mem read 0xfffffff8 3', 2, 'memory ends at 0xffffffff'),
     ('mem read 3', 2, 'ADDRESS is a multiple of 4'),
     ('! fault once open /dev/mem 1 EACCES',),
     ('mem write 0x200f0028 1', 1, 'cannot be written'),
@@ -77,6 +99,8 @@ CASES = [
     ('led 0x08 1', 2, 'CODE is 0x09 to 0x0e'),
     ('beep', 0, '', 'gpio: 5,5 buzzer = 1'),
     ('beep 70', 2, 'a multiple of 50'),
+    ('% INT', '5,5 buzzer = 1'),
+    ('beep 60000', -signal.SIGINT, '', 'gpio: 5,5 buzzer = 0'),
     ('fan 1', 1, 'has no fan'),
     ('fan on', 2, 'STATE is a number'),
     ('clock set 2031-02-28 23:59:58', 0, '', 'clock set to'),
@@ -115,11 +139,21 @@ CASES = [
     ('watchdog feed', 2, 'wrong number of arguments'),
     ('! fault once ioctl /dev/watchdog 2 EIO',),
     ('watchdog feed 2', 1, 'the watchdog does not answer', 'watchdog: stopped'),
+    ('% QUIT', 'watchdog: fed'),
+    ('watchdog feed 1000', 0, '', 'watchdog: stopped'),
+    ('! fault once ioctl /dev/watchdog 2 EIO',),
+    ('watchdog reboot', 1, 'the watchdog does not answer', 'watchdog: stopped'),
+    ('! fault once ioctl /dev/watchdog 2 EIO',),
+    ('! fault once write /dev/watchdog 1 EIO',),
+    ('watchdog reboot', 1, 'does not stop: the board restarts within 180 s'),
+    ('! fault once socket AF_INET 1 EMFILE',),
+    ('status', 1, 'the library ended the command'),
     ('status', 0, 'load-percent   15\n'),
     ('watchdog reboot', 0, '', 'watchdog: restart requested'),
     ('nothing', 2, 'there is no such command'),
     ('nothing --help', 2, 'there is no such command'),
     ('--help', 0, 'usage: boardctl'),
+    ('--json', 2, 'there is no command'),
     ('env --help', 0, 'env delete NAME'),
     ('env get --help', 0, 'usage: boardctl [OPTION...] env get NAME\n'),
     ('--man', 0, '.SH COMMANDS'),
@@ -135,7 +169,33 @@ BARE_CASES = [
     ('fan 1', 0, '', 'gpio: 0,6 = 1'),
     ('watchdog feed 1', 1, 'does not use its watchdog'),
     ('watchdog reboot', 1, 'does not use its watchdog'),
+    ('! fault always ioctl /dev/hi_gpio 1 EIO',),
+    ('fan 1', 1, 'Fan control failed'),
+    ('--verbose fan 1', 1, 'Fan control failed'),
 ]
+MAC_CASES = [('serial set 4711', 1, 'made from its network address')]
+
+
+# What the kernel tells, and the partition that cannot be erased then; the others can.
+IN_USE = [
+    ('/proc/mounts', '/dev/mtdblock3 /opt/sav jffs2 rw 0 0', 'config'),
+    ('/proc/mounts', 'rootfs / rootfs rw 0 0\nmtd:kernel /mnt/mtd jffs2 rw 0 0', 'kernel'),
+    ('/proc/mounts', 'mtd2 / ubifs rw 0 0', 'rootfs'),
+    ('/proc/mounts', '/dev/mtdblock13 /opt/sav jffs2 rw 0 0', None),
+    ('/proc/cmdline', 'mem=64M root=/dev/mtdblock2 rw', 'rootfs'),
+    ('/proc/cmdline', 'mem=64M root=1f02', 'rootfs'),
+    ('/proc/cmdline', 'root=31:1', 'kernel'),
+    ('/proc/cmdline', 'root=mtd:config', 'config'),
+    ('/proc/cmdline', 'ubi.mtd=rootfs,2048 root=ubi0:root', 'rootfs'),
+    ('/proc/cmdline', 'ubi.mtd=3', 'config'),
+    ('/proc/cmdline', 'init=3 mtdparts=nor:256k(boot),2M(kernel),4M(rootfs),1M(config) mtd2', None),
+]
+STREAMS = ('key', 'uart listen')
+TEXTS = ('help', '--man', 'flash dump')
+READER, BROKEN_PIPE = os.pipe()
+os.close(READER)
+# Where a result is lost.
+LOST = ['>/dev/full', '>&-', '>&- 2>&-', '>&%d' % BROKEN_PIPE]
 
 
 class Bench:
@@ -145,7 +205,8 @@ class Bench:
         self.folder = folder
         self.vboard = [vboard, '--folder', folder + '/board', '--programs', programs]
         self.boardctl = self.vboard + ['exec', programs + '/boardctl']
-        os.mkdir(folder)
+        self.failed = 0
+        os.makedirs(folder)
         with open(folder + '/board.toml', 'w') as file:
             file.write(description)
         self.act(['make', folder + '/board.toml'])
@@ -158,48 +219,121 @@ class Bench:
         with open(self.folder + '/board/events') as file:
             return file.read()
 
-    def check(self, action, command, status, expected, event=''):
-        before = len(self.events())
-        process = subprocess.Popen(self.boardctl + command.split(), stdout=subprocess.PIPE,
-                                   stderr=subprocess.PIPE, text=True, errors='replace')
-        if action:
-            words, after = action
-            for _ in range(300):
-                if after in self.events()[before:]:
-                    break
-                time.sleep(0.1)
-            self.act(words.split())
-        output, messages = process.communicate(timeout=60)
-        if isinstance(expected, str):
-            good = expected in (output if status == 0 else messages)
-        else:
-            good = json.loads(output) == expected
-        if process.returncode == status and good and event in self.events()[before:]:
-            return True
-        print('boardctl %s: %d\n%s%s%s' % (command, process.returncode, output, messages,
-                                          self.events()[before:]))
-        return False
+    def wait(self, before, event):
+        for _ in range(600):
+            if event in self.events()[before:]:
+                return
+            time.sleep(0.05)
 
-    def check_all(self, cases):
-        failed, action = 0, None
-        for case in cases:
-            kind, _, words = case[0].partition(' ')
+    def run(self, command, meanwhile=(), redirection=''):
+        """Status, output, messages, and what happened on the board."""
+        before = len(self.events())
+        words = ['bash', '-c', 'exec "$@" ' + redirection, '-', *self.boardctl, *command.split()]
+        process = subprocess.Popen(words, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                   pass_fds=[BROKEN_PIPE], encoding='utf-8',
+                                   errors='surrogateescape')
+        for kind, action, event in meanwhile:
+            self.wait(before, event)
+            if kind == '&':
+                self.act(action.split())
+            else:
+                process.send_signal(getattr(signal, 'SIG' + action))
+        try:
+            output, messages = process.communicate(timeout=100)
+        except subprocess.TimeoutExpired:
+            process.kill()
+            output, messages = process.communicate()
+        return process.returncode, output, messages, self.events()[before:]
+
+    def expect(self, good, command, result):
+        self.failed += not good
+        if not good:
+            print('boardctl %s: %d\n%s%s%s' % (command, *result))
+
+    def rows(self, cases):
+        """The commands of the table, with the actions while they run."""
+        meanwhile = []
+        for row in cases:
+            kind, _, words = row[0].partition(' ')
             if kind == '!':
                 self.act(words.split())
-            elif kind == '&':
-                action = (words, case[1])
+            elif kind in '&%':
+                meanwhile.append((kind, words, row[1]))
             else:
-                failed += not self.check(action, *case)
-                action = None
-        return failed
+                yield row, meanwhile
+                meanwhile = []
+
+    def check(self, cases):
+        """As a person sees it; wrong usage touches nothing, and success says nothing else."""
+        for (command, status, expected, *event), meanwhile in self.rows(cases):
+            result = self.run(command, meanwhile)
+            _, output, messages, events = result
+            if isinstance(expected, str):
+                good = expected in (output if status == 0 else messages)
+            else:
+                good = json.loads(output) == expected
+            if status == 2:
+                good &= all(' missing: ' in line or ' exit: ' in line for line in events.splitlines())
+            if 'verbose' not in command:
+                good &= 'hardware identifier' not in messages and (status != 0 or messages == '')
+            good &= result[0] == status and all(each in events for each in event)
+            self.expect(good, command, result)
+
+    def check_json(self, cases):
+        """Every output parses, also that of failures and with standard error closed."""
+        for (command, status, *_), meanwhile in self.rows(cases):
+            if status < 0 or any(each in command for each in TEXTS):
+                continue
+            result = self.run('--json ' + command, meanwhile, '2>&-')
+            try:
+                lines = result[1].splitlines() if command.startswith(STREAMS) else [result[1]]
+                last = [json.loads(line) for line in lines][-1]
+                good = result[0] == status and (status == 0) == ('error' not in last)
+            except json.JSONDecodeError:
+                good = False
+            self.expect(good, '--json ' + command, result)
+
+    def check_lost(self, cases):
+        """A result that does not arrive is a failure, and is found nowhere else."""
+        for number, ((command, status, expected, *_), meanwhile) in enumerate(self.rows(cases)):
+            redirection = LOST[number % len(LOST)]
+            result = self.run(command, meanwhile, redirection)
+            lost = status == 0 and expected != ''
+            good = result[0] == (1 if lost else status) and result[1] == ''
+            if lost and '2>' not in redirection:
+                good &= result[2].endswith(' cannot be written\n')
+            self.expect(good, command + ' ' + redirection, result)
+
+    def check_use(self):
+        """Partitions in use are erased with --force only."""
+        self.run('product')  # switches the board on
+        for file, text, used in IN_USE:
+            for name in ('/proc/mounts', '/proc/cmdline'):
+                with open(self.folder + '/board/root' + name, 'w') as content:
+                    content.write(text + '\n' if name == file else 'nothing\n')
+            for partition in ('kernel', 'rootfs', 'config'):
+                result = self.run('flash erase ' + partition)
+                erased = 'flash: erase' in result[3]
+                good = (result[0] == 0) == erased == (partition != used)
+                self.expect(good, 'flash erase %s with %s in %s' % (partition, text, file), result)
+        self.check([('--force flash erase boot', 0, '', 'flash: erase mtd0 0x0')])
+        os.unlink(self.folder + '/board/root/proc/mounts')
+        self.check([('flash erase kernel', 1, '/proc/mounts cannot be read')])
 
 
 def main(vboard, programs):
-    source = __file__.rsplit('/', 2)[0]
+    full = BOARD % __file__.rsplit('/', 2)[0]
+    failed = 0
     with tempfile.TemporaryDirectory() as folder:
-        bench = Bench(vboard, programs, folder + '/full', BOARD % source)
-        bare = Bench(vboard, programs, folder + '/bare', BARE_BOARD)
-        return bench.check_all(CASES) + bare.check_all(BARE_CASES) != 0
+        for check in (Bench.check, Bench.check_json, Bench.check_lost):
+            for name, board, cases in (('full', full, CASES), ('bare', BARE_BOARD, BARE_CASES),
+                                       ('mac', MAC_BOARD, MAC_CASES)):
+                bench = Bench(vboard, programs, '%s/%s-%s' % (folder, name, check.__name__), board)
+                check(bench, cases)
+                failed += bench.failed
+        bench = Bench(vboard, programs, folder + '/use', full)
+        bench.check_use()
+    return failed + bench.failed != 0
 
 
 sys.exit(main(*sys.argv[1:]))

@@ -17,8 +17,8 @@ HARMLESS = """
     strtoul strtoull vprintf lseek64 fork getpid
     cfmakeraw cfsetispeed cfsetospeed
     pthread_create pthread_mutex_lock pthread_mutex_unlock pthread_tryjoin_np
-    __ctype_b_loc fprintf fputc inet_addr perror putc rewind stderr strchr vfprintf tmpfile
-    fdopen fileno tmpfile64 inet_pton open_memstream strndup
+    __ctype_b_loc fprintf fputc inet_addr perror putc rewind stderr strchr vfprintf
+    fdopen fileno __cxa_atexit pipe2 raise strpbrk strtok_r vsnprintf inet_pton open_memstream strndup
     __daylight daylight localtime_r mktime timegm times tzset strftime
     kill sigaction sigemptyset sigfillset signal
 """.split()

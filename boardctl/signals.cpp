@@ -1,0 +1,26 @@
+#include "boardctl/signals.h"
+
+#include <signal.h>
+
+namespace signals {
+namespace {
+
+constexpr int kEnding[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1,   SIGUSR2, SIGVTALRM, SIGPROF,
+                           SIGIO,  SIGPWR, SIGXCPU, SIGXFSZ, SIGSTKFLT, SIGTRAP, SIGSYS};
+constexpr int kStopping[] = {SIGTSTP, SIGTTIN, SIGTTOU};
+
+}  // namespace
+
+void Catch(void (*handler)(int number)) {
+  for (const int number : kEnding) {
+    if (signal(number, handler) == SIG_IGN) signal(number, SIG_IGN);
+  }
+  for (const int number : kStopping) signal(number, SIG_IGN);
+}
+
+void EndBy(int number) {
+  signal(number, SIG_DFL);
+  raise(number);
+}
+
+}  // namespace signals
