@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include "boardctl/command.h"
+#include "boardctl/messages.h"
 #include "boardctl/network_backup.h"
 #include "boardctl/output.h"
 #include "libsys/network.h"
@@ -88,6 +89,7 @@ const char *Set(const char *name, const Addresses &words) {
   if (NetWorkSetAddress(name, words.address, words.netmask, 1) != 0) {
     return "the interface does not take this address";
   }
+  messages::Forget();
   if (words.gateway != nullptr) {
     if (NetWorkSetInterface(name, GATEWAYIP, words.gateway) != 0) {
       return "the interface does not take this gateway";
@@ -123,6 +125,7 @@ int NetSet(const Arguments &arguments) {
   OpenBus();
   NetworkBackup before;
   if (!before.Take(name)) return Failure("%s is not there, or its settings cannot be read", name);
+  messages::Forget();
   const char *fault = Set(name, words);
   if (fault == nullptr) return kDone;
   return Failure("%s; %s", fault,
