@@ -13,6 +13,7 @@
 #include "Base/message.h"
 #include "Base/standard_descriptors.h"
 #include "Base/text_file.h"
+#include "Base/text_scanner.h"
 #include "Flash/selection.h"
 #include "libsys/version.h"
 
@@ -62,7 +63,11 @@ int32_t ParseIndex(const char *digits) {
 // Fills the next row from one line of /proc/mtd; a line that is no partition is skipped.
 void AddRow(const char *line) {
   char device[kLineSize], size[kLineSize], eraseSize[kLineSize], name[kLineSize];
-  if (sscanf(line, "%127s %127s %127s %127s", device, size, eraseSize, name) != 4) return;
+  base::TextScanner columns(line);
+  if (!columns.Word(device) || !columns.Word(size) || !columns.Word(eraseSize) ||
+      !columns.Word(name)) {
+    return;
+  }
   const size_t lastLetter = std::string_view(device).find_last_of("dk");
   if (lastLetter == std::string_view::npos) return;
   const int stemLength = static_cast<int>(lastLetter + 1);

@@ -5,12 +5,12 @@
 
 #include <array>
 #include <initializer_list>
-#include <optional>
 #include <span>
 
 #include "Base/message.h"
 #include "Base/standard_descriptors.h"
 #include "Base/text_file.h"
+#include "Base/text_scanner.h"
 #include "Network/network_text.h"
 #include "libsys/network.h"
 #include "libsys/system.h"
@@ -57,11 +57,16 @@ int32_t InvalidParameter() {
   return -1;
 }
 
-// The second word of a line "KEY = value".
-std::optional<std::array<char, kLineSize>> ValueOf(const char *line) {
-  std::array<char, kLineSize> value;
-  if (sscanf(line, "%*s = %127s", value.data()) != 1) return std::nullopt;
-  return value;
+// The value of a line "KEY = value", cut to the buffer.
+bool TakeValue(const char *line, std::span<char> value) {
+  base::TextScanner words(line);
+  return words.SkipWord() && words.Match(" = ") && words.Word(value);
+}
+
+// Leaves the number as it is when the line is none of this key.
+void TakeNumber(const char *line, const char *keyAndSign, int *number) {
+  base::TextScanner words(line);
+  if (words.Match(keyAndSign)) words.Number(number);
 }
 
 // Reads on to the next line that holds the key's text anywhere. A longer line counts as several.
@@ -80,8 +85,8 @@ Dhcp ReadDhcpState(const char *path) {
   int used = 0, hasAddress = 0;
   char line[kLineSize];
   while ((used == 0 || hasAddress == 0) && file.ReadPiece(line)) {
-    if (strstr(line, "USEDHCP") != nullptr) sscanf(line, "USEDHCP = %d", &used);
-    if (strstr(line, "DHCPHAVEIP") != nullptr) sscanf(line, "DHCPHAVEIP = %d", &hasAddress);
+    TakeNumber(line, "USEDHCP = ", &used);
+    TakeNumber(line, "DHCPHAVEIP = ", &hasAddress);
   }
   if (used <= 0) return Dhcp::kNotUsed;
   return hasAddress != 0 ? Dhcp::kHasAddress : Dhcp::kNoAddress;
@@ -95,7 +100,7 @@ bool GetFromDhcp(const char *path, const Setting &setting, char *buffer) {
   base::TextFile file(path);
   char line[kLineSize];
   if (!FindLine(file, setting.dhcpKey, line)) return false;
-  return sscanf(line, "%*s = %15s", buffer) == 1;
+  return TakeValue(line, {buffer, kValueSize});
 }
 
 bool NetWorkGetFromCmos(const char *path, const Setting &setting, char *buffer) {
@@ -201,14 +206,14 @@ int32_t NetWorkReadKey(const char *path, const char *key, char *buffer, int32_t 
   base::TextFile file(path);
   char line[kLineSize];
   if (!FindLine(file, key, line)) return -1;
-  const auto value = ValueOf(line);
-  if (!value) return -1;
-  const auto needed = static_cast<int32_t>(strlen(value->data()));
+  char value[kLineSize];
+  if (!TakeValue(line, value)) return -1;
+  const auto needed = static_cast<int32_t>(strlen(value));
   if (length < needed + 1) {
     printf("LIBDVR : Buffer length too short, must longer than %d\n", needed);
     return -1;
   }
-  memcpy(buffer, value->data(), static_cast<size_t>(needed) + 1);
+  memcpy(buffer, value, static_cast<size_t>(needed) + 1);
   return 0;
 }
 
