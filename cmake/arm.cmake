@@ -37,8 +37,9 @@ if(SENTREL_MUSL)
 -isystem /usr/${triple}/include/c++/${version} \
 -isystem /usr/${triple}/include/c++/${version}/${triple} \
 -isystem ${headers} ${kernel_headers} -include ${CMAKE_CURRENT_LIST_DIR}/musl.h")
-  set(CMAKE_EXE_LINKER_FLAGS_INIT
-      "-static -nostdlib -Wl,--gc-sections ${libraries}/crt1.o ${libraries}/crti.o")
+  # No pages are set apart for a loader to protect: there is none.
+  set(CMAKE_EXE_LINKER_FLAGS_INIT "-static -nostdlib -Wl,--gc-sections -Wl,-z,norelro \
+${libraries}/crt1.o ${libraries}/crti.o")
   set(ends "-L${libraries} -Wl,--start-group -lc ${libgcc} -Wl,--end-group ${libraries}/crtn.o")
   set(CMAKE_C_STANDARD_LIBRARIES "${ends}")
   set(CMAKE_CXX_STANDARD_LIBRARIES "${ends}")

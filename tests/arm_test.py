@@ -293,11 +293,20 @@ class ReleaseTest(unittest.TestCase):
                 self.assertNotIn('INTERP', shown)
             for kind in ([], ['-static']):
                 application = os.path.join(folder, 'application')
+                # The archive suits a linker that optimises nothing.
                 self.output('arm-linux-gnueabi-gcc', '-o', application, *kind,
+                            '-fno-use-linker-plugin',
                             os.path.join(ROOT, 'examples/recorder/recorder.c'),
                             '-I' + release + '/include', '-L' + release + '/lib', '-lsys')
                 needs = self.output('arm-linux-gnueabi-readelf', '-d', application)
                 self.assertEqual(not kind, '[libsys.so.1]' in needs)
+
+    def test_the_launcher_is_small(self):
+        for preset, most in (('arm-musl', 100), ('armhf-musl', 80)):
+            with tempfile.NamedTemporaryFile() as stripped:
+                self.output('arm-linux-gnueabi-strip', '-o', stripped.name,
+                            os.path.join(ROOT, 'build', preset, 'bin/sentrel'))
+                self.assertLessEqual(os.path.getsize(stripped.name), most * 1024, preset)
 
     def output(self, *command):
         return subprocess.run(command, check=True, capture_output=True, text=True).stdout

@@ -85,6 +85,7 @@ TEST_F(FlashTest, PartitionLists) {
       {"eleven", Sectors(11), 11, kSize},
       {"twelve", Sectors(12), kFailed,
        kSize + "LIBDVR : Parrtion count > 10 error\n" + kInitFailed},
+      {"three columns", "mtd0: 10000 10000 \n\t mtd1:\t10000\v10000\f\"b\"\n", 1, kSize},
       {"a long line", "mtd0: 10000 10000 \"" + std::string(200, 'n') + "\"\n" + Sectors(1), 2,
        kSize},
       {"sizes that differ", "mtd0: 10000 10000 \"a\"\nmtd1: 20000 20000 \"b\"", 2, kSize},

@@ -170,6 +170,8 @@ TEST_F(SettingsTest, AKeyIsReadFromTheFirstLineThatHoldsIt) {
       {"PRIO = 0\nHOSTIP = 10.0.0.5\nHOSTIP = 10.0.0.6\n", 9, "10.0.0.5 0 "},
       {"DHCPHOSTIP = 10.0.0.7\nHOSTIP = 10.0.0.5\n", 32, "10.0.0.7 0 "},
       {"  HOSTIP   =   10.0.0.5 and more", 32, "10.0.0.5 0 "},
+      {"HOSTIP\v=10.0.0.5\f7\n", 32, "10.0.0.5 0 "},
+      {"my HOSTIP = 10.0.0.5\n", 32, "# -1 "},
       {kFiller + "HOSTIP = 10.0.0.5\n", 32, "10.0.0.5 0 "},
       {"HOSTIP = 10.0.0.5\n", 8, tooShort},
       {"HOSTIP = 10.0.0.5\n", -1, tooShort},
@@ -244,6 +246,10 @@ TEST_F(SettingsTest, WhatDhcpGaveComesFirst) {
       {own + "USEDHCP = 0\nDHCPHAVEIP = 1\n" + given, HOSTIP, "10.0.0.5 0 "},
       {own + "USEDHCP = -1\nDHCPHAVEIP = 1\n" + given, HOSTIP, "10.0.0.5 0 "},
       {own + "NOUSEDHCP = 1\nDHCPHAVEIP = 1\n" + given, HOSTIP, "10.0.0.5 0 "},
+      {own + " USEDHCP = 1\nDHCPHAVEIP = 1\n" + given, HOSTIP, "10.0.0.5 0 "},
+      {own + "USEDHCP = 0x1\nDHCPHAVEIP = 1\n" + given, HOSTIP, "10.0.0.5 0 "},
+      {own + "USEDHCP = 1\nDHCPHAVEIP = yes\n" + given, HOSTIP, "10.0.0.5 0 " + cannot},
+      {"USEDHCP=+1.5\nDHCPHAVEIP\t=\t4294967296\n" + given, HOSTIP, "10.9.0.2 0 "},
   };
   for (const auto &row : rows) {
     SetFile(0, row.file);
