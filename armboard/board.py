@@ -5,47 +5,36 @@ Run as a program it plays the scenario of a board and shows its console and even
 """
 
 import argparse
-import ctypes
 import json
 import os
-import queue
 import shutil
 import signal
-import socket
 import struct
 import subprocess
 import sys
 import tempfile
-import threading
 import time
+
+from machine import Failure, Machine, PATIENCE
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 STATIC = os.path.join(ROOT, 'build', 'armboard')
 VBOARD = os.path.join(ROOT, 'build', 'release', 'bin', 'vboard')
 SRAM = 0x48000000
 SRAM_SIZE = 0x2000000
+PAGE = 4096
 
-
-# On a busy machine a boot takes long; only a failure waits so long.
-PATIENCE = 120
 # What only the virtual board can do, or log.
 ONLY_VIRTUAL = ('wait uart', 'power hang')
-BROKEN = ('Kernel panic', 'Oops', 'Internal error')
-
-
-class Failure(Exception):
-    pass
-
-
-def die_with_parent():
-    ctypes.CDLL(None).prctl(1, signal.SIGKILL)
+# What the board's own module does.
+ON_BOARD = ('key', 'gpio', 'ir', 'temperature', 'clock', 'flash')
 
 
 def lines_of(rows):
     return ','.join('.'.join(str(number) for number in row) for row in rows)
 
 
-class Board:
+class Board(Machine):
     """The folder holds everything of the board; programs is the folder of its programs. Options are
     parameters of the kernel module, tools further programs that the board gets, files further
     files by their place on it."""
@@ -54,57 +43,61 @@ class Board:
         self.folder, self.programs, self.options = folder, programs, list(options)
         self.tools = [os.path.join(programs, 'boardctl'), *tools]
         self.files = files or {}
-        self.show = show
+        super().__init__(show)
         path = os.path.join(ROOT, 'boards', name + '.toml')
         self.made = os.path.join(folder, 'made')
         os.makedirs(folder, exist_ok=True)
-        # A unix socket's path is short, whatever the folder's is.
-        self.sockets = tempfile.mkdtemp(prefix='armboard-')
         subprocess.run([VBOARD, '--folder', self.made, '--programs', programs, 'make', path],
                        check=True, stdout=subprocess.DEVNULL)
         self.description = json.loads(
-            subprocess.run([VBOARD, 'describe', path], check=True, capture_output=True).stdout)
-        self.console, self.events = [], []
-        self.news = queue.Queue()
-        self.qemu = None
-        self.started = False
-        self.broken = None  # what the kernel said when it failed
+            subprocess.run([VBOARD, '--programs', programs, 'describe', path], check=True,
+                           capture_output=True).stdout)
 
     # ---- What the board starts with ----
 
     def flash_image(self):
         image = b''
-        for index, part in enumerate(self.description.get('flash', {}).get('partition', [])):
+        for index, part in enumerate(self.description['flash']['partition']):
             with open(os.path.join(self.made, 'root/dev/mtd%d' % index), 'rb') as file:
                 content = file.read()
-            if part.get('content') == 'jffs2':
+            if part['content'] == 'jffs2':
                 content = self.jffs2(os.path.join(self.made, 'disks/mtd%d' % index), len(content))
             image += content
         return image
 
     def jffs2(self, folder, size):
         image = os.path.join(self.folder, 'jffs2')
-        sector = self.description['flash'].get('sector_size', 0x10000)
-        subprocess.run(['mkfs.jffs2', '-l', '-q', '-r', folder, '-e', hex(sector),
+        subprocess.run(['mkfs.jffs2', '-l', '-q', '-r', folder,
+                        '-e', hex(self.description['flash']['sector_size']),
                         '--pad=%#x' % size, '-o', image], check=True)
         with open(image, 'rb') as file:
             return file.read()
 
+    def records(self, image):
+        """The pages of memory that are not what they are at power on, each behind its place."""
+        flash = sum(part['size'] for part in self.description['flash']['partition'])
+        for at in range(0, len(image), PAGE):
+            page = image[at:at + PAGE]
+            if page.strip(b'\xff' if at < flash else b'\0'):
+                yield struct.pack('<I', at) + page
+
     def hardware(self):
         """The kernel module's parameters."""
-        get = self.description.get
-        flash, identity, panel = get('flash', {}), get('identity', {}), get('panel', {})
+        board = self.description
+        flash, identity, panel = board['flash'], board['identity'], board['panel']
         words = {
+            'sram_at': SRAM,
+            'sram_size': SRAM_SIZE,
             'partitions': ','.join('%s:%d' % (part['name'], part['size'])
-                                   for part in flash.get('partition', [])),
-            'sector': flash.get('sector_size', 0x10000),
-            'product': identity.get('product', ''),
-            'oem': '%x' % identity['oem'] if 'oem' in identity else '',
-            'scan_lines': lines_of(panel.get('scan', [])),
+                                   for part in flash['partition']),
+            'sector': flash['sector_size'],
+            'product': identity['product'],
+            'oem': '%x' % identity['oem'] if identity['oem'] >= 0 else '',
+            'scan_lines': lines_of(panel.get('scan', [])),  # a board without a panel has none
             'sense_lines': lines_of(panel.get('sense', [])),
-            'inputs': lines_of(get('gpio', {}).get('inputs', [])),
-            'infrared': int(get('infrared', {}).get('fitted', False)),
-            'console': int(get('console', {}).get('fitted', True)),
+            'inputs': lines_of(board['gpio']['inputs']),
+            'infrared': int(board['infrared']['fitted']),
+            'console': int(board['console']['fitted']),
         }
         words.update(option.split('=', 1) for option in self.options)
         return ' '.join('%s=%s' % (key, value) for key, value in words.items() if value != '')
@@ -129,13 +122,13 @@ class Board:
         for target, source in self.files.items():
             os.makedirs(os.path.dirname(tree + target), exist_ok=True)
             shutil.copy(source, tree + target)
-        disks = self.description.get('scsi', {}).get('disk', [])
+        disks = self.description['scsi']['disk']
         for name, text in (('hardware', self.hardware()), ('disks', str(len(disks))),
                            ('start', ' '.join(self.description['start']))):
             with open(os.path.join(tree, 'board', name), 'w') as file:
                 file.write(text + '\n')
-        with open(os.path.join(tree, 'board/flash.gz'), 'wb') as file:
-            subprocess.run(['gzip', '-1c'], input=image, stdout=file, check=True)
+        with open(os.path.join(tree, 'board/flash'), 'wb') as file:
+            file.writelines(self.records(image))
         names = subprocess.run(['find', '.'], cwd=tree, capture_output=True, check=True).stdout
         cpio = subprocess.run(['cpio', '-o', '-H', 'newc', '--quiet'], cwd=tree, input=names,
                               capture_output=True, check=True).stdout
@@ -148,15 +141,15 @@ class Board:
 
     def disk_arguments(self):
         """Each of the board's disks as a drive of its own SCSI host."""
-        disks = self.description.get('scsi', {}).get('disk', [])
+        disks = self.description['scsi']['disk']
         arguments = []
         # The kernel numbers them from the last one to the first.
-        for host in range(max((disk.get('host', 0) for disk in disks), default=-1), -1, -1):
+        for host in range(max((disk['host'] for disk in disks), default=-1), -1, -1):
             arguments += ['-device', 'virtio-scsi-device,id=host%d' % host]
         for disk in disks:
-            host, name = disk.get('host', 0), disk['name']
+            host, name = disk['host'], disk['name']
             self.drives[name] = dict(driver='scsi-hd', id=name, drive='drive-' + name,
-                                     bus='host%d.0' % host, vendor=disk.get('vendor', 'ATA'),
+                                     bus='host%d.0' % host, vendor=disk['vendor'],
                                      product=name, removable='on')
             arguments += ['-blockdev', 'driver=raw,node-name=drive-%s,file.driver=file,file.filename=%s' %
                           (name, self.disk_image(disk)),
@@ -168,7 +161,7 @@ class Board:
         path = os.path.join(self.folder, disk['name'] + '.img')
         if os.path.exists(path):
             return path
-        partitions = disk.get('partitions', [])
+        partitions = disk['partitions']
         with open(path, 'wb') as file:
             file.truncate(disk['size'] * 512)
             if partitions:
@@ -176,7 +169,7 @@ class Board:
                                  for _, start, size in partitions)
                 file.seek(446)
                 file.write(table.ljust(64, b'\0') + b'\x55\xaa')
-        if disk.get('vendor', 'ATA') != 'ATA' and disk.get('mounts', True):
+        if disk['vendor'] != 'ATA' and disk['mounts']:
             start, size = partitions[0][1:] if partitions else (0, disk['size'])
             subprocess.run(['mkfs.vfat', '-F', '32', '--offset', str(start), path, str(size // 2)],
                            check=True, stdout=subprocess.DEVNULL)
@@ -190,73 +183,28 @@ class Board:
         """The content of a file on a disk's first partition, or None."""
         disk = next(each for each in self.description['scsi']['disk']
                     if each['name'] == disk_name)
-        start = disk['partitions'][0][1] if disk.get('partitions') else 0
+        start = disk['partitions'][0][1] if disk['partitions'] else 0
         image = '%s@@%d' % (os.path.join(self.folder, disk_name + '.img'), start * 512)
         result = subprocess.run(['mcopy', '-n', '-i', image, '::' + name, '-'],
                                 capture_output=True)
         return result.stdout if result.returncode == 0 else None
 
-    # ---- The machine ----
+    # ---- Power ----
 
     def boot(self, image=None, arguments=()):
         """Gives the board power, with the flash image of the description or another one."""
         initrd = self.archive(self.flash_image() if image is None else image)
-        path = lambda name: os.path.join(self.sockets, name)
-        names = ['console', 'uart1', 'uart2', 'uart3', 'qmp', 'events', 'commands']
-        listeners = {}
-        for name in names:
-            listeners[name] = socket.socket(socket.AF_UNIX)
-            listeners[name].bind(path(name))
-            listeners[name].listen(1)
-            listeners[name].settimeout(PATIENCE)
         self.drives = {}
         command = ['qemu-system-arm', '-M', 'vexpress-a9', '-m', '256', '-display', 'none',
                    '-kernel', os.path.join(STATIC, 'uImage'),
                    '-dtb', os.path.join(STATIC, 'board.dtb'), '-initrd', initrd,
                    '-append', 'console=ttyAMA0 quiet loglevel=1 panic=1 cryptomgr.notests',
                    '-device', 'virtio-serial-device']
-        for name in names[:4]:
-            command += ['-serial', 'unix:' + path(name)]
-        command += ['-qmp', 'unix:' + path('qmp')]
-        for name in names[5:]:
-            command += ['-chardev', 'socket,id=%s,path=%s' % (name, path(name)),
-                        '-device', 'virtserialport,chardev=%s,name=%s' % (name, name)]
-        eth0 = self.description.get('network', {}).get('eth0')
-        mac = ',mac=' + eth0['mac'] if eth0 else ''
-        command += ['-nic', 'user,id=eth0,restrict=on' + mac if eth0 else 'none',
+        eth0 = self.description['network'].get('eth0')
+        command += ['-nic', 'user,id=eth0,restrict=on,mac=' + eth0['mac'],
                     '-object', 'filter-dump,id=dump,netdev=eth0,file=' +
                     os.path.join(self.folder, 'frames.pcap')] if eth0 else ['-nic', 'none']
-        self.qemu = subprocess.Popen(command + self.disk_arguments() + list(arguments),
-                                     stdin=subprocess.DEVNULL,
-                                     env=dict(os.environ, QEMU_AUDIO_DRV='none'),
-                                     preexec_fn=die_with_parent,
-                                     stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
-        self.started, self.boots, self.begin = False, 0, time.monotonic()
-        self.links = {}
-        for name in names:
-            try:
-                self.links[name] = listeners[name].accept()[0]
-            except socket.timeout:
-                self.qemu.kill()
-                raise Failure(self.qemu.communicate()[1].decode('utf-8', 'replace'))
-            listeners[name].close()
-            os.unlink(path(name))
-        self.qmp_file = self.links['qmp'].makefile('rw')
-        self.qmp_file.readline()
-        self.qmp('qmp_capabilities')
-        for name, taker in (('console', self.take_console), ('events', self.take_event)):
-            threading.Thread(target=self.follow, args=(self.links[name], taker),
-                             daemon=True).start()
-        self.commands = self.links['commands'].makefile('rw')
-
-    def off(self):
-        """Pulls the plug."""
-        if self.qemu is not None:
-            self.qemu.kill()
-            self.qemu.communicate()
-            self.qemu = None
-        for link in self.links.values():
-            link.close()
+        self.start(command + self.disk_arguments() + list(arguments))
 
     def cut_power(self):
         """Pulls the plug and returns what the flash and the clock chip hold at that moment."""
@@ -267,83 +215,7 @@ class Board:
         with open(path, 'rb') as file:
             return file.read()
 
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *unused):
-        if self.qemu is not None:
-            self.off()
-        shutil.rmtree(self.sockets, ignore_errors=True)
-
-    def follow(self, link, taker):
-        with link.makefile('rb') as file:
-            for line in file:
-                taker(line.decode('utf-8', 'replace').rstrip('\r\n'))
-
-    def take_console(self, line):
-        if any(word in line for word in BROKEN):
-            self.broken = line
-        if '\x1estart' in line:
-            self.started = True
-            self.boots += 1
-            self.events_append('power: on, boot %d' % self.boots)
-        elif line.startswith('\x1eexit '):
-            self.events_append('exit: status ' + line[6:])
-        elif self.started:
-            self.console.append(line)
-            self.news.put((False, line))
-            if self.show:
-                self.show(False, line, time.monotonic() - self.begin)
-
-    def take_event(self, line):
-        self.events_append(line)
-
-    def events_append(self, line):
-        self.events.append(line)
-        self.news.put((True, line))
-        if self.show:
-            self.show(True, line, time.monotonic() - self.begin)
-
-    def qmp(self, execute, **arguments):
-        self.qmp_file.write(json.dumps({'execute': execute, 'arguments': arguments}) + '\n')
-        self.qmp_file.flush()
-        while True:
-            answer = json.loads(self.qmp_file.readline())
-            if 'return' in answer:
-                return answer['return']
-            if 'error' in answer:
-                raise Failure('%s: %s' % (execute, answer['error']['desc']))
-
     # ---- Acting on it ----
-
-    def wait(self, text, seconds=PATIENCE):
-        """Goes on until a line that came after the last one waited for contains the text."""
-        end = time.monotonic() + seconds
-        while time.monotonic() < end:
-            if self.broken:
-                raise Failure(self.broken)
-            try:
-                _, line = self.news.get(timeout=0.5)
-            except queue.Empty:
-                continue
-            if text in line:
-                return line
-        raise Failure("'%s' did not come" % text)
-
-    def shell(self, command, seconds=PATIENCE):
-        """What a shell command on the board prints; its exit status stands in the last line."""
-        return self.ask('shell ' + command + '; echo "status $?"', seconds)
-
-    def ask(self, question, seconds=PATIENCE):
-        self.links['commands'].settimeout(seconds)
-        self.commands.write(question + '\n')
-        self.commands.flush()
-        lines = []
-        for line in self.commands:
-            if line == '.\n':
-                return lines
-            lines.append(line[2:].rstrip('\n'))
-        raise Failure('the board does not answer')
 
     def act(self, step):
         words = step.split()
@@ -362,7 +234,7 @@ class Board:
             self.qmp('device_add', **dict(self.drives[words[2]], removable=True))
         elif words[:2] == ['power', 'cut']:
             self.qmp('system_reset')
-        elif not words[0] in ('key', 'gpio', 'ir', 'temperature', 'clock') or self.ask('board ' + step):
+        elif words[0] not in ON_BOARD or self.ask('board ' + step):
             raise Failure("'%s': this board cannot do that" % step)
 
     def play(self, scenario=None):
@@ -371,7 +243,7 @@ class Board:
 
     def only_virtual(self):
         """What of the board's description this machine lacks, or None."""
-        if 'prepare' in self.description:
+        if self.description['prepare']:
             return 'prepare'
         return next((step for step in self.description['scenario']
                      if step.startswith(ONLY_VIRTUAL)), None)

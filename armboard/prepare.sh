@@ -88,8 +88,8 @@ build_arm_board() {
   mkdir -p "$tree"/{bin,sbin,proc,sys,dev,modules,opt/app,opt/sav,share,var,mnt/mtd,tool,tmp,etc}
   cp "$target/root/bin/busybox" "$tree/bin/"
   cp armboard/init "$tree/init"
-  cp armboard/order "$target/module/armboard.ko" "$tree/modules/"
-  for module in $(cat armboard/order); do
+  cp armboard/order armboard/order.disks "$target/module/armboard.ko" "$tree/modules/"
+  for module in $(cat armboard/order armboard/order.disks); do
     find "$target/root/lib/modules/$kernel" -name "$module.ko" -exec cp {} "$tree/modules/" \;
     [[ -e $tree/modules/$module.ko ]] || { echo "there is no module $module" >&2; return 1; }
   done

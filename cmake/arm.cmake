@@ -19,6 +19,9 @@ endif()
 string(APPEND flags " -fno-asynchronous-unwind-tables -fno-unwind-tables")
 
 if(SENTREL_MUSL)
+  if(NOT IS_DIRECTORY ${SENTREL_MUSL})
+    message(FATAL_ERROR "There is no ${SENTREL_MUSL}. './run --arm' unpacks the small C library there.")
+  endif()
   # The cross compiler's own C++ headers on another C library: the product uses only those that
   # need no library behind them.
   execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=include

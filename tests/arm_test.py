@@ -129,7 +129,10 @@ class TranscriptTest(BoardTest):
 
     def test_nothing_to_start(self):
         board = self.compare('nothing', 'xapp')
-        self.assertIn('exit: status 0', board.events)
+        self.assertEqual('power: on, boot 1', board.events[0])
+        self.assertIn('exit: status 0', board.events[board.events.index('launcher starts'):])
+        # A board without disks does not wait for their drivers.
+        self.assertNotIn('vfat', ' '.join(self.run_on(board, 'lsmod')))
 
     def test_idle(self):
         board = self.compare('idle', 'xapp')
@@ -181,6 +184,29 @@ class RealKernelTest(BoardTest):
                 self.run_on(board, 'boardctl env set xapp 1')
                 self.assertEqual(['1'], self.run_on(board, 'boardctl env get xapp'))
                 self.assertEqual(others, board.cut_power()[:self.BLOCK])
+
+    def test_flash_that_fails(self):
+        board = self.start('direct')
+        for operation, said in (('erase', 'Mem Erase Failed'), ('write', 'Write Mtd Failed')):
+            board.act('flash fail %s 1' % operation)
+            lines = board.shell('boardctl env set service lost')
+            self.assertIn(said, ' '.join(lines))
+            self.assertNotEqual('status 0', lines[-1])
+            self.run_on(board, 'boardctl env set xapp 1')
+            self.assertEqual(['1'], self.run_on(board, 'boardctl env get xapp'))
+
+    def test_a_guest_that_is_gone_is_a_failure(self):
+        board = self.start('direct')
+        board.qmp('stop')
+        with self.assertRaisesRegex(armboard.Failure, '(?s)does not answer.*recorder: running'):
+            board.shell('true', seconds=1)
+        board.qmp('cont')
+        board.shell('(sleep 1; echo c >/proc/sysrq-trigger) &')
+        with self.assertRaisesRegex(armboard.Failure, 'Kernel panic'):
+            board.wait('never')
+        board.qemu.kill()
+        with self.assertRaisesRegex(armboard.Failure, 'QEMU ended|Kernel panic'):
+            board.wait('never')
 
     def test_network(self):
         board = self.start('direct')
@@ -310,6 +336,33 @@ class ReleaseTest(unittest.TestCase):
 
     def output(self, *command):
         return subprocess.run(command, check=True, capture_output=True, text=True).stdout
+
+
+class ToolTest(unittest.TestCase):
+    def test_what_cannot_be_done_is_refused_with_the_reason(self):
+        with tempfile.TemporaryDirectory() as folder:
+            for command, reason in (
+                    ('./run direct --arm --speed 20', 'keeps its own time'),
+                    ('cmake --preset arm-musl -DSENTREL_MUSL=/none -B ' + folder, "'./run --arm'")):
+                result = subprocess.run(command.split(), cwd=ROOT, capture_output=True, text=True)
+                self.assertNotEqual(0, result.returncode)
+                self.assertIn(reason, result.stderr)
+
+    def test_a_description_is_complete(self):
+        with tempfile.NamedTemporaryFile(mode='w', suffix='.toml') as file:
+            file.write('summary = ""\n[[flash.partition]]\nname = "boot"\nsize = 0x40000\n'
+                       '[[scsi.disk]]\nname = "a"\nletter = "a"\nhost = 2\n')
+            file.flush()
+            described = subprocess.run([armboard.VBOARD, 'describe', file.name], check=True,
+                                       capture_output=True).stdout
+        board = json.loads(described)
+        self.assertEqual((0x20000, 'erased', 'ATA', 0x40000, 2),
+                         (board['flash']['sector_size'], board['flash']['partition'][0]['content'],
+                          board['scsi']['disk'][0]['vendor'], board['flash']['partition'][0]['size'],
+                          board['scsi']['disk'][0]['host']))
+        self.assertEqual((False, True, [], {}),
+                         (board['infrared']['fitted'], board['console']['fitted'],
+                          board['gpio']['inputs'], board['programs']))
 
 
 class WatchdogTest(BoardTest):

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <optional>
 #include <set>
 
 namespace vboard {
@@ -16,6 +17,10 @@ struct Section::Node {
   std::string file;
   mutable std::set<std::string, std::less<>> asked;
   mutable std::vector<std::shared_ptr<const Node>> children;
+  // The key that the table has in the one above, and its place where that is a list.
+  std::string key = {};
+  std::optional<size_t> place = {};
+  mutable toml::table defaults = {};  // what was taken for keys that are missing
 };
 
 namespace {
@@ -64,6 +69,28 @@ const toml::node *Ask(const Section::Node &node, const char *key) {
   return node.table->get(key);
 }
 
+// The same, and what is taken when the key is missing.
+template <typename Value>
+const toml::node *Ask(const Section::Node &node, const char *key, Value &&otherwise) {
+  const toml::node *value = Ask(node, key);
+  if (value == nullptr) node.defaults.insert_or_assign(key, std::forward<Value>(otherwise));
+  return value;
+}
+
+// The table with what was taken for keys that are missing, here and below.
+toml::table Completed(const Section::Node &node) {
+  toml::table whole = *node.table;
+  for (const auto &[key, value] : node.defaults) whole.insert(key, value);
+  for (const auto &child : node.children) {
+    if (child->place) {
+      *whole[child->key][*child->place].as_table() = Completed(*child);
+    } else {
+      whole.insert_or_assign(child->key, Completed(*child));
+    }
+  }
+  return whole;
+}
+
 }  // namespace
 
 Section::Section(std::shared_ptr<const Node> node) : node_(std::move(node)) {}
@@ -80,7 +107,7 @@ bool Section::Has(const char *key) {
 }
 
 std::string Section::Text(const char *key, const char *otherwise) {
-  return Has(key) ? Text(key) : otherwise;
+  return Ask(*node_, key, otherwise) != nullptr ? Text(key) : otherwise;
 }
 
 std::string Section::Text(const char *key) {
@@ -91,7 +118,7 @@ std::string Section::Text(const char *key) {
 }
 
 int64_t Section::Number(const char *key, int64_t otherwise, int64_t lowest, int64_t highest) {
-  return Has(key) ? Number(key, lowest, highest) : otherwise;
+  return Ask(*node_, key, otherwise) != nullptr ? Number(key, lowest, highest) : otherwise;
 }
 
 int64_t Section::Number(const char *key, int64_t lowest, int64_t highest) {
@@ -106,7 +133,7 @@ int64_t Section::Number(const char *key, int64_t lowest, int64_t highest) {
 }
 
 bool Section::Flag(const char *key, bool otherwise) {
-  const toml::node *value = Ask(*node_, key);
+  const toml::node *value = Ask(*node_, key, otherwise);
   if (value == nullptr) return otherwise;
   if (!value->is_boolean()) Fail(key, "has to be true or false");
   return value->as_boolean()->get();
@@ -114,7 +141,7 @@ bool Section::Flag(const char *key, bool otherwise) {
 
 std::vector<std::string> Section::Texts(const char *key) {
   std::vector<std::string> texts;
-  const toml::node *value = Ask(*node_, key);
+  const toml::node *value = Ask(*node_, key, toml::array());
   if (value == nullptr) return texts;
   if (!value->is_array()) Fail(key, "has to be a list of texts");
   for (const toml::node &element : *value->as_array()) {
@@ -126,7 +153,7 @@ std::vector<std::string> Section::Texts(const char *key) {
 
 std::vector<int64_t> Section::Numbers(const char *key) {
   std::vector<int64_t> numbers;
-  const toml::node *value = Ask(*node_, key);
+  const toml::node *value = Ask(*node_, key, toml::array());
   if (value == nullptr) return numbers;
   if (!value->is_array()) Fail(key, "has to be a list of numbers");
   for (const toml::node &element : *value->as_array()) {
@@ -139,7 +166,7 @@ std::vector<int64_t> Section::Numbers(const char *key) {
 std::vector<std::vector<int64_t>> Section::Rows(const char *key, size_t length) {
   const std::string what = "has to be a list of rows of " + std::to_string(length) + " numbers";
   std::vector<std::vector<int64_t>> rows;
-  const toml::node *value = Ask(*node_, key);
+  const toml::node *value = Ask(*node_, key, toml::array());
   if (value == nullptr) return rows;
   if (!value->is_array()) Fail(key, what);
   for (const toml::node &element : *value->as_array()) {
@@ -156,7 +183,7 @@ std::vector<std::vector<int64_t>> Section::Rows(const char *key, size_t length) 
 
 std::vector<std::pair<std::string, std::string>> Section::Pairs(const char *key) {
   std::vector<std::pair<std::string, std::string>> pairs;
-  const toml::node *value = Ask(*node_, key);
+  const toml::node *value = Ask(*node_, key, toml::table());
   if (value == nullptr) return pairs;
   if (!value->is_table()) Fail(key, "has to be a table of texts");
   std::vector<std::pair<toml::source_position, std::pair<std::string, std::string>>> placed;
@@ -174,18 +201,19 @@ Section Section::Table(const char *key) {
   const toml::node *value = Ask(*node_, key);
   if (value != nullptr && !value->is_table()) Fail(key, "has to be a table");
   auto child = std::make_shared<Node>(
-      Node{node_->root, value == nullptr ? &kEmpty : value->as_table(), node_->file, {}, {}});
+      Node{node_->root, value == nullptr ? &kEmpty : value->as_table(), node_->file, {}, {}, key});
   node_->children.push_back(child);
   return Section(child);
 }
 
 std::vector<Section> Section::Tables(const char *key) {
   std::vector<Section> sections;
-  const toml::node *value = Ask(*node_, key);
+  const toml::node *value = Ask(*node_, key, toml::array());
   if (value == nullptr) return sections;
   if (!value->is_array_of_tables()) Fail(key, "has to be a list of tables");
   for (const toml::node &element : *value->as_array()) {
-    auto child = std::make_shared<Node>(Node{node_->root, element.as_table(), node_->file, {}, {}});
+    auto child = std::make_shared<Node>(
+        Node{node_->root, element.as_table(), node_->file, {}, {}, key, sections.size()});
     node_->children.push_back(child);
     sections.push_back(Section(child));
   }
@@ -207,10 +235,10 @@ Section ReadDescription(const std::string &path) {
   return Section(std::make_shared<Section::Node>(Section::Node{root, root.get(), path, {}, {}}));
 }
 
-std::string DescriptionAsJson(const std::string &path) {
-  const toml::table description = Parse(path, 0);
+std::string Section::AsJson() {
+  const toml::table whole = Completed(*node_);
   std::ostringstream text;
-  text << toml::json_formatter(description);
+  text << toml::json_formatter(whole);
   return text.str();
 }
 

@@ -49,6 +49,10 @@ class Section {
   // below that were asked for.
   void RefuseUnknownKeys();
 
+  // The section with what was taken for keys that are missing, for tools that play boards
+  // elsewhere.
+  std::string AsJson();
+
  private:
   std::shared_ptr<const Node> node_;
 };
@@ -56,8 +60,5 @@ class Section {
 // Reads a description. The key "base" names another one, from the folder of this one: its keys
 // hold where this one has none of the same name, table by table. Throws DescriptionError.
 Section ReadDescription(const std::string &path);
-
-// The same, whole and unchecked, for tools that play boards elsewhere.
-std::string DescriptionAsJson(const std::string &path);
 
 }  // namespace vboard

@@ -121,6 +121,11 @@ void CheckBoard() {
   vboard::MakeBoard(options.board, folder.path(), options.programs);
 }
 
+void DescribeBoard() {
+  const vboard::TemporaryFolder folder;
+  puts(vboard::MakeBoard(options.board, folder.path(), options.programs).json.c_str());
+}
+
 // Runs a program of the PC on the board, beside what runs there; a board that is off is switched
 // on for it.
 void Execute() {
@@ -210,9 +215,10 @@ void AddCommands(CLI::App &app, std::vector<std::string> &words) {
     if (options.command.empty()) throw CLI::RequiredError("PROGRAM");
     Execute();
   });
-  CLI::App *describe = app.add_subcommand("describe", "show a board's description as JSON");
+  CLI::App *describe =
+      app.add_subcommand("describe", "show a board's completed description as JSON");
   describe->add_option("BOARD", options.board, "the board's description")->required();
-  describe->callback([] { puts(vboard::DescriptionAsJson(options.board).c_str()); });
+  describe->callback(DescribeBoard);
   CLI::App *events = app.add_subcommand("events", "show what happened on the board");
   events->add_flag("-f,--follow", options.follow, "go on showing what happens");
   events->callback([] {

@@ -119,6 +119,7 @@ Plan MakeBoard(const std::string &path, const std::string &folder, const std::st
   PutPrograms(description, programs);
   Prepare(description);
   description.RefuseUnknownKeys();
+  plan.json = description.AsJson();
   return plan;
 }
 

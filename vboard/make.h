@@ -15,6 +15,7 @@ struct Plan {
   uint32_t speed = 1;
   std::vector<std::string> start;     // the command that the board's init runs
   std::vector<std::string> scenario;  // "wait TEXT" or the words of an action
+  std::string json;                   // the description, complete with what it leaves out
 };
 
 // Makes a new board in a folder, which is emptied first, and opens it. The board's programs

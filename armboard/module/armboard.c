@@ -28,10 +28,14 @@
 MODULE_LICENSE("GPL");
 MODULE_DESCRIPTION("Recorder board on an emulated machine");
 
+static unsigned long sram_at, sram_size;
+module_param(sram_at, ulong, 0);
+MODULE_PARM_DESC(sram_at, "the static RAM's physical address");
+module_param(sram_size, ulong, 0);
 static char *partitions = "";
 module_param(partitions, charp, 0);
 MODULE_PARM_DESC(partitions, "NAME:SIZE,... in the order of the flash");
-static unsigned int sector = 0x10000;
+static unsigned int sector;
 module_param(sector, uint, 0);
 static unsigned int slow;
 module_param(slow, uint, 0);
@@ -100,15 +104,27 @@ static void find_tracepoint(struct tracepoint *point, void *unused)
 
 /* ---- Flash -------------------------------------------------------------------------------- */
 
-#define SRAM 0x48000000
-#define SRAM_SIZE 0x2000000
-#define BATTERY (SRAM_SIZE - 0x1000) /* the clock chip's memory */
+#define BATTERY (sram_size - 0x1000) /* the clock chip's memory */
 
 static u8 __iomem *sram;
 static struct mtd_info flash = { .name = "flash", .type = MTD_NORFLASH, .flags = MTD_CAP_NORFLASH,
 				 .writesize = 1, .owner = THIS_MODULE };
 static struct mtd_partition parts[16];
 static DEFINE_MUTEX(flash_lock);
+
+static struct failure {
+	const char *operation;
+	unsigned int countdown; /* 1: the next one fails */
+} failing_erase = { "erase" }, failing_write = { "write" };
+
+/* Called once an operation, with the flash locked. */
+static bool fails(struct failure *failure, u64 at)
+{
+	if (!failure->countdown || --failure->countdown)
+		return false;
+	event("flash: %s %08llx fails", failure->operation, at);
+	return true;
+}
 
 static void take_time(void)
 {
@@ -119,18 +135,24 @@ static void take_time(void)
 static int flash_erase(struct mtd_info *mtd, struct erase_info *info)
 {
 	u64 at;
+	int error = 0;
 
 	if ((u32)info->addr % sector || (u32)info->len % sector)
 		return -EINVAL;
 	mutex_lock(&flash_lock);
-	for (at = info->addr; at < info->addr + info->len; at += sector) {
+	for (at = info->addr; !error && at < info->addr + info->len; at += sector) {
 		event("flash: erase %08llx", at);
 		memset_io(sram + at, 0xff, sector / 2);
 		take_time();
-		memset_io(sram + at + sector / 2, 0xff, sector / 2);
+		if (fails(&failing_erase, at)) {
+			info->fail_addr = at;
+			error = -EIO;
+		} else {
+			memset_io(sram + at + sector / 2, 0xff, sector / 2);
+		}
 	}
 	mutex_unlock(&flash_lock);
-	return 0;
+	return error;
 }
 
 static int flash_read(struct mtd_info *mtd, loff_t from, size_t size, size_t *done, u_char *data)
@@ -140,21 +162,23 @@ static int flash_read(struct mtd_info *mtd, loff_t from, size_t size, size_t *do
 	return 0;
 }
 
-/* A write can only clear bits. */
+/* A write can only clear bits; one that fails does so half way. */
 static int flash_write(struct mtd_info *mtd, loff_t to, size_t size, size_t *done, const u_char *data)
 {
-	size_t i;
+	size_t i, end = size;
 
 	mutex_lock(&flash_lock);
 	event("flash: write %08llx %zu", to, size);
-	for (i = 0; i < size; i++) {
+	if (fails(&failing_write, to))
+		end /= 2;
+	for (i = 0; i < end; i++) {
 		writeb(readb(sram + to + i) & data[i], sram + to + i);
 		if (i % 1024 == 1023)
 			take_time();
 	}
 	mutex_unlock(&flash_lock);
-	*done = size;
-	return 0;
+	*done = end;
+	return end < size ? -EIO : 0;
 }
 
 static int flash_start(void)
@@ -507,6 +531,10 @@ static int run_command(const char *line)
 			return -ENOSPC;
 		kfifo_in(&codes, record, sizeof record);
 		wake_up_interruptible(&codes_wait);
+	} else if (sscanf(line, "flash fail erase %u", &a) == 1) {
+		failing_erase.countdown = a;
+	} else if (sscanf(line, "flash fail write %u", &a) == 1) {
+		failing_write.countdown = a;
 	} else if (sscanf(line, "temperature set %u", &a) == 1) {
 		temperature = a;
 	} else if (!strncmp(line, "note ", 5)) {
@@ -532,20 +560,25 @@ static ssize_t commands_write(struct file *file, const char __user *data, size_t
 	return error ? error : size;
 }
 
-/* The flash's contents, written once by whoever gives the board its power. */
+/* The flash's contents, written once by whoever gives the board its power: each write is a place in
+ * the flash, in four bytes, and what stands there. */
 static ssize_t contents_write(struct file *file, const char __user *data, size_t size,
 			      loff_t *offset)
 {
 	u8 *copy;
+	u32 at;
 
-	if (*offset + size > SRAM_SIZE)
-		return -ENOSPC;
+	if (size < sizeof at || size > sizeof at + PAGE_SIZE)
+		return -EINVAL;
 	copy = memdup_user(data, size);
 	if (IS_ERR(copy))
 		return PTR_ERR(copy);
-	memcpy_toio(sram + *offset, copy, size);
+	memcpy(&at, copy, sizeof at);
+	if (at <= sram_size && size - sizeof at <= sram_size - at)
+		memcpy_toio(sram + at, copy + sizeof at, size - sizeof at);
+	else
+		size = -ENOSPC;
 	kfree(copy);
-	*offset += size;
 	return size;
 }
 
@@ -557,10 +590,13 @@ static int __init board_start(void)
 {
 	int error, i;
 
-	sram = ioremap_wc(SRAM, SRAM_SIZE);
+	sram = ioremap_wc(sram_at, sram_size);
 	if (!sram)
 		return -ENOMEM;
 	error = flash_start() ?: gpio_start() ?: clock_start();
+	/* Memory that was never written is that of a board just given power. */
+	if (!error && fresh)
+		memset_io(sram, 0xff, flash.size);
 	for (i = 0; !error && i < ARRAY_SIZE(devices); i++)
 		if ((devices[i].fops != &ir_operations || infrared) &&
 		    (devices[i].fops != &console_operations || console))
@@ -568,7 +604,6 @@ static int __init board_start(void)
 	if (error) /* nothing could be relied on */
 		panic("armboard: %d\n", error);
 	for_each_kernel_tracepoint(find_tracepoint, NULL);
-	/* Memory that was never written is that of a board just given power. */
 	if (!proc_mkdir("armboard", NULL) || !proc_mkdir("vss", NULL) ||
 	    !proc_create("armboard/events", 0400, NULL, &events_operations) ||
 	    !proc_create("armboard/control", 0200, NULL, &control_operations) ||

@@ -1,0 +1,206 @@
+"""The emulated machine: QEMU, what it and its guest say, and what they are asked."""
+
+import collections
+import ctypes
+import json
+import os
+import queue
+import select
+import shutil
+import signal
+import socket
+import subprocess
+import tempfile
+import threading
+import time
+
+# On a busy machine a boot takes long; only a failure waits so long.
+PATIENCE = 120
+# A board that runs answers within these seconds.
+ANSWER = 30
+LAST_LINES = 12  # of the console, that a failure shows
+BROKEN = ('Kernel panic', 'Oops', 'Internal error')
+
+
+class Failure(Exception):
+    pass
+
+
+def die_with_parent():
+    ctypes.CDLL(None).prctl(1, signal.SIGKILL)
+
+
+class Machine:
+    """Each line that the guest says is news; show is called with it."""
+
+    PORTS = 'console', 'uart1', 'uart2', 'uart3'
+    CHANNELS = 'events', 'commands'  # of the guest's to this program
+
+    def __init__(self, show=None):
+        self.show = show
+        # A unix socket's path is short, whatever the folder's is.
+        self.sockets = tempfile.mkdtemp(prefix='armboard-')
+        self.console, self.events = [], []
+        self.last = collections.deque(maxlen=LAST_LINES)
+        self.news, self.answers, self.qmp_answers = queue.Queue(), queue.Queue(), queue.Queue()
+        self.qemu = None
+        self.started = False
+        self.broken = None  # what the kernel said when it failed
+
+    def start(self, command):
+        """Gives it power."""
+        path = lambda name: os.path.join(self.sockets, name)
+        listeners = {}
+        for name in (*self.PORTS, 'qmp', *self.CHANNELS):
+            listeners[name] = socket.socket(socket.AF_UNIX)
+            listeners[name].bind(path(name))
+            listeners[name].listen(1)
+            listeners[name].settimeout(0.2)
+        for name in self.PORTS:
+            command += ['-serial', 'unix:' + path(name)]
+        command += ['-qmp', 'unix:' + path('qmp')]
+        for name in self.CHANNELS:
+            command += ['-chardev', 'socket,id=%s,path=%s' % (name, path(name)),
+                        '-device', 'virtserialport,chardev=%s,name=%s' % (name, name)]
+        self.qemu = subprocess.Popen(command, stdin=subprocess.DEVNULL,
+                                     env=dict(os.environ, QEMU_AUDIO_DRV='none'),
+                                     preexec_fn=die_with_parent,
+                                     stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+        self.started, self.broken, self.boots, self.begin = False, None, 0, time.monotonic()
+        self.power_on()
+        self.links = {}
+        for name, listener in listeners.items():
+            self.links[name] = self.accept(listener)
+            listener.close()
+            os.unlink(path(name))
+        self.follower = threading.Thread(target=self.follow, daemon=True)
+        self.follower.start()
+        self.qmp('qmp_capabilities')
+
+    def accept(self, listener):
+        end = time.monotonic() + PATIENCE
+        while time.monotonic() < end and self.qemu.poll() is None:
+            try:
+                return listener.accept()[0]
+            except socket.timeout:
+                pass
+        qemu, self.qemu = self.qemu, None
+        qemu.kill()
+        raise Failure('QEMU does not start: ' + qemu.communicate()[1].decode('utf-8', 'replace'))
+
+    def off(self):
+        """Pulls the plug."""
+        if self.qemu is not None:
+            qemu, self.qemu = self.qemu, None
+            qemu.kill()
+            qemu.communicate()
+            self.follower.join()
+        for link in self.links.values():
+            link.close()
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *unused):
+        if self.qemu is not None:
+            self.off()
+        shutil.rmtree(self.sockets, ignore_errors=True)
+
+    def follow(self):
+        """Takes what the board says until it is off."""
+        takers = {'console': self.take_console, 'events': self.events_append,
+                  'commands': self.answers.put, 'qmp': self.take_qmp}
+        rest = dict.fromkeys(takers, b'')
+        self.ended = False
+        while not self.ended:
+            select.select([self.links[name] for name in takers], [], [])
+            # What the machine tells is read first and taken last: by then all that its guest said
+            # before has come, and so has what the guest told before it answered.
+            for name in reversed(takers):
+                rest[name] += self.read(self.links[name])
+            for name, take in takers.items():
+                *lines, rest[name] = rest[name].split(b'\n')
+                for line in lines:
+                    take(line.decode('utf-8', 'replace').rstrip('\r'))
+
+        if self.qemu is not None:
+            self.broken = 'QEMU ended'
+
+    def read(self, link):
+        data = b''
+        while not self.ended and select.select([link], [], [], 0)[0]:
+            part = link.recv(65536)
+            self.ended = not part
+            data += part
+        return data
+
+    def take_qmp(self, line):
+        message = json.loads(line)
+        if message.get('event') == 'RESET':
+            self.power_on()
+        elif 'return' in message or 'error' in message:
+            self.qmp_answers.put(message)
+
+    def power_on(self):
+        self.boots += 1
+        self.events_append('power: on, boot %d' % self.boots)
+
+    def take_console(self, line):
+        self.last.append(line)
+        if any(word in line for word in BROKEN):
+            self.broken = line
+        if '\x1estart' in line:
+            self.started = True
+            self.events_append('launcher starts')
+        elif line.startswith('\x1eexit '):
+            self.events_append('exit: status ' + line[6:])
+        elif self.started:
+            self.console.append(line)
+            self.news.put((False, line))
+            if self.show:
+                self.show(False, line, time.monotonic() - self.begin)
+
+    def events_append(self, line):
+        self.events.append(line)
+        self.news.put((True, line))
+        if self.show:
+            self.show(True, line, time.monotonic() - self.begin)
+
+    def qmp(self, execute, **arguments):
+        message = json.dumps({'execute': execute, 'arguments': arguments})
+        self.links['qmp'].sendall(message.encode() + b'\n')
+        answer = self.come(self.qmp_answers, time.monotonic() + ANSWER, execute + ': no answer')
+        if 'error' in answer:
+            raise Failure('%s: %s' % (execute, answer['error']['desc']))
+        return answer['return']
+
+    def wait(self, text, seconds=PATIENCE):
+        """Goes on until a line that came after the last one waited for contains the text."""
+        end = time.monotonic() + seconds
+        while True:
+            _, line = self.come(self.news, end, "'%s' did not come" % text)
+            if text in line:
+                return line
+
+    def come(self, source, end, otherwise):
+        """What comes next, or a failure with the console's last lines."""
+        while not self.broken:
+            try:
+                return source.get(timeout=0.2)
+            except queue.Empty:
+                if time.monotonic() >= end:
+                    break
+        raise Failure('\n    '.join([self.broken or otherwise, *self.last]))
+
+    def shell(self, command, seconds=ANSWER):
+        """What a shell command on the board prints; its exit status stands in the last line."""
+        return self.ask('shell ' + command + '; echo "status $?"', seconds)
+
+    def ask(self, question, seconds=ANSWER):
+        self.links['commands'].sendall(question.encode() + b'\n')
+        end, lines = time.monotonic() + seconds, []
+        while True:
+            line = self.come(self.answers, end, "'%s': the board does not answer" % question)
+            if line == '.':
+                return lines
+            lines.append(line[2:])
