@@ -129,7 +129,10 @@ class Machine:
     def read(self, link):
         data = b''
         while not self.ended and select.select([link], [], [], 0)[0]:
-            part = link.recv(65536)
+            try:
+                part = link.recv(65536)
+            except ConnectionResetError:  # QEMU was killed with something unread
+                part = b''
             self.ended = not part
             data += part
         return data
