@@ -3,8 +3,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
-#include <iterator>
 
 namespace boot {
 namespace {
