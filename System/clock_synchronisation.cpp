@@ -8,12 +8,11 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <atomic>
-#include <span>
 
 #include "System/clock.h"
 #include "System/i2c.h"
+#include "System/time_zone.h"
 #include "libsys/system.h"
 
 namespace {
@@ -27,89 +26,28 @@ constexpr long kGetTimeOfDay = SYS_gettimeofday_time32;
 
 constexpr int64_t kSecondsPerDay = 86'400;
 constexpr int32_t kDaysBeforeMonth[12] = {0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334};
-
-// The clock chip has two digits for the year.
-constexpr int32_t kFirstYear = 2000;
-constexpr int32_t kYears = 100;
-
-struct OffsetChange {
-  int64_t time;    // seconds since 1970
-  int32_t offset;  // from then on, in seconds east of Greenwich
-};
-
-struct {
-  std::array<int32_t, kYears> standardOffsets = {};  // of each year, in seconds
-  int32_t firstOffset = 0;
-  // Two changes a year, where the zone has daylight saving.
-  std::array<OffsetChange, 2 * kYears + 2> changes;
-  size_t changeCount = 0;
-} zone;
-
-// A zone may have had other offsets in other years, 1970 for one, where a board's clock starts.
-void CaptureStandardTime() {
-  for (int32_t year = 0; year < kYears; ++year) {
-    tm local = {};
-    local.tm_year = kFirstYear + year - 1900;
-    local.tm_mday = 1;
-    tm utc = local;
-    zone.standardOffsets[static_cast<size_t>(year)] =
-        static_cast<int32_t>(timegm(&utc) - mktime(&local));
-  }
-}
-
-int32_t StandardOffset(int64_t year) {
-  const int64_t index = std::clamp<int64_t>(year - kFirstYear, 0, kYears - 1);
-  return zone.standardOffsets[static_cast<size_t>(index)];
-}
+constexpr int32_t kCentury = 2000;  // the clock chip has two digits for the year
 
 // Odd while the time is being set.
 std::atomic<uint32_t> chipSettings{0};
 
-int32_t OffsetAt(int64_t time) {
-  const auto when = static_cast<time_t>(time);
-  tm local = {};
-  localtime_r(&when, &local);
-  return static_cast<int32_t>(local.tm_gmtoff);
-}
-
-// The first second after `before` with another offset; `after` has one.
-int64_t FindChange(int64_t before, int64_t after) {
-  const int32_t old = OffsetAt(before);
-  while (after - before > 1) {
-    const int64_t middle = before + (after - before) / 2;
-    (OffsetAt(middle) == old ? before : after) = middle;
-  }
-  return after;
-}
-
-void CaptureDaylightSaving() {
-  constexpr int64_t kStep = 28 * kSecondsPerDay;  // shorter than any daylight saving
-  const int64_t first = clock_chip::DaysSince1970(kFirstYear, 0, 1) * kSecondsPerDay;
-  const int64_t end = clock_chip::DaysSince1970(kFirstYear + kYears, 0, 1) * kSecondsPerDay;
-  zone.firstOffset = OffsetAt(first);
-  zone.changeCount = 0;
-  int32_t offset = zone.firstOffset;
-  for (int64_t time = first; time < end; time += kStep) {
-    const int32_t next = OffsetAt(time + kStep);
-    if (next == offset || zone.changeCount == zone.changes.size()) continue;
-    zone.changes[zone.changeCount++] = {FindChange(time, time + kStep), next};
-    offset = next;
-  }
-}
-
-int32_t CapturedOffset(int64_t time) {
-  constexpr int64_t kMeanYear = 31'556'952;  // seconds
-  if (zone.changeCount == 0) return StandardOffset(1970 + time / kMeanYear);
-  int32_t offset = zone.firstOffset;
-  for (const OffsetChange &change : std::span(zone.changes).first(zone.changeCount)) {
-    if (time < change.time) break;
-    offset = change.offset;
-  }
-  return offset;
-}
-
 bool IsLeap(int32_t year) {
   return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
+}
+
+// The days from 1970-01-01 to a date of the Gregorian calendar. month counts from 0; a month
+// or a day beyond its range carries over.
+int64_t DaysSince1970(int32_t year, int32_t month, int32_t day) {
+  year += month / 12;
+  month %= 12;
+  if (month < 0) {
+    month += 12;
+    --year;
+  }
+  const auto leapDaysBefore = [](int32_t y) { return (y - 1) / 4 - (y - 1) / 100 + (y - 1) / 400; };
+  const int32_t leapDays = leapDaysBefore(year) - leapDaysBefore(1970);
+  const int32_t leapDay = month > 1 && IsLeap(year) ? 1 : 0;
+  return int64_t{365} * (year - 1970) + leapDays + kDaysBeforeMonth[month] + leapDay + day - 1;
 }
 
 // What the handler prints: one line, one write.
@@ -148,14 +86,14 @@ int32_t FromBcd(uint8_t value, uint8_t tensMask) {
   return (value & 0x0f) + (value >> 4 & tensMask) * 10;
 }
 
-// What mktime makes of it in standard time.
+// -1 for a local time that there was not.
 int64_t ChipTime(const uint8_t (&registers)[7]) {
   const int32_t second = FromBcd(registers[0], 7), minute = FromBcd(registers[1], 7);
   const int32_t hour = FromBcd(registers[2], 3), day = FromBcd(registers[4], 3);
   const int32_t month = FromBcd(registers[5], 1) - 1;
-  const int32_t year = kFirstYear + FromBcd(registers[6], 0xf);
-  return clock_chip::DaysSince1970(year, month, day) * kSecondsPerDay + int64_t{hour} * 3600 +
-         int64_t{minute} * 60 + second - StandardOffset(year);
+  const int32_t year = kCentury + FromBcd(registers[6], 0xf);
+  return time_zone::TimeOf(DaysSince1970(year, month, day) * kSecondsPerDay + int64_t{hour} * 3600 +
+                           int64_t{minute} * 60 + second);
 }
 
 // glibc's own gettimeofday no longer tells the kernel's time zone.
@@ -170,14 +108,15 @@ void ShowWeekday() {
   timespec now = {};
   clock_gettime(CLOCK_REALTIME, &now);
   // West of Greenwich the clock may still be in 1969 after a start.
-  const int64_t local = std::max(int64_t{now.tv_sec} + CapturedOffset(now.tv_sec), -kSecondsPerDay);
+  const int64_t local =
+      std::max(int64_t{now.tv_sec} + time_zone::OffsetAt(now.tv_sec), -kSecondsPerDay);
   const int64_t days = (local + kSecondsPerDay) / kSecondsPerDay - 1;
   const auto second = static_cast<int32_t>(local - days * kSecondsPerDay);
   auto year = static_cast<int32_t>(1969 + days / 366);
-  while (clock_chip::DaysSince1970(year + 1, 0, 1) <= days) ++year;
+  while (DaysSince1970(year + 1, 0, 1) <= days) ++year;
   int32_t month = 0;
-  while (month < 11 && clock_chip::DaysSince1970(year, month + 1, 1) <= days) ++month;
-  const int64_t day = days - clock_chip::DaysSince1970(year, month, 1) + 1;
+  while (month < 11 && DaysSince1970(year, month + 1, 1) <= days) ++month;
+  const int64_t day = days - DaysSince1970(year, month, 1) + 1;
   Line line;
   line.Add("LIBDVR : ").Add(year).Add("-").Add(month + 1).Add("-").Add(static_cast<int32_t>(day));
   line.Add(", today is weekday ").Add(static_cast<int32_t>((days + 4) % 7));
@@ -185,32 +124,28 @@ void ShowWeekday() {
   line.Print();
 }
 
-void Synchronise() {
+int32_t Synchronise() {
   uint8_t registers[7];
   const uint32_t before = chipSettings;
   const i2c::Result result = i2c::Read(i2c::kClockChip, 0, registers, sizeof registers);
   if (result != i2c::Result::kDone) {
     Line().Add(i2c::ReadMessage(result)).Print();
     Line().Add("LIBDVR : I2cpCallBack : I2cRead failed").Print();
-    return;
+    return -1;
   }
-  if (before % 2 != 0 || chipSettings != before) return;
-  const int64_t time = ChipTime(registers) + int64_t{KernelMinutesWest()} * 60;
+  if (before % 2 != 0 || chipSettings != before) return 0;
+  int64_t time = ChipTime(registers);
+  // The kernel refuses a -1, which the minutes would make a time of 1970.
+  if (time >= 0) time += int64_t{KernelMinutesWest()} * 60;
   const timespec clock = {static_cast<time_t>(time), 0};
-  clock_settime(CLOCK_REALTIME, &clock);
+  const int32_t set = clock_settime(CLOCK_REALTIME, &clock);
   ShowWeekday();
+  return set == 0 ? 0 : -1;
 }
 
 }  // namespace
 
 namespace clock_chip {
-
-void CaptureTimeZone() {
-  tzset();
-  zone.changeCount = 0;
-  CaptureStandardTime();
-  if (daylight != 0) CaptureDaylightSaving();
-}
 
 BeingSet::BeingSet() {
   ++chipSettings;
@@ -219,23 +154,15 @@ BeingSet::~BeingSet() {
   ++chipSettings;
 }
 
-int64_t DaysSince1970(int32_t year, int32_t month, int32_t day) {
-  year += month / 12;
-  month %= 12;
-  if (month < 0) {
-    month += 12;
-    --year;
-  }
-  const auto leapDaysBefore = [](int32_t y) { return (y - 1) / 4 - (y - 1) / 100 + (y - 1) / 400; };
-  const int32_t leapDays = leapDaysBefore(year) - leapDaysBefore(1970);
-  const int32_t leapDay = month > 1 && IsLeap(year) ? 1 : 0;
-  return int64_t{365} * (year - 1970) + leapDays + kDaysBeforeMonth[month] + leapDay + day - 1;
-}
-
 }  // namespace clock_chip
 
-void I2cpCallBack(int) {
+int32_t SystemSynchroniseTime() {
   const int error = errno;
-  Synchronise();
+  const int32_t result = Synchronise();
   errno = error;
+  return result;
+}
+
+void I2cpCallBack(int) {
+  SystemSynchroniseTime();
 }

@@ -9,7 +9,7 @@
 #include <atomic>
 
 #include "Base/standard_descriptors.h"
-#include "System/clock.h"
+#include "System/time_zone.h"
 #include "libsys/system.h"
 #include "libsys/timer.h"
 
@@ -62,7 +62,7 @@ int32_t I2cOpen() {
     printf("LIBDVR : open %s failed!!!!\n", kDevice);
     return -1;
   }
-  clock_chip::CaptureTimeZone();  // before the timer's signal, if it still comes, finds the chip
+  time_zone::Capture();  // before the timer's signal, if it still comes, finds the chip
   state.descriptor = opened;
   // The synchronisation writes past stdio: nothing may wait there, now and later.
   fflush(stdout);

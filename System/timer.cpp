@@ -38,6 +38,7 @@ int32_t TimerStart(void *, void (*handler)(int), void *, uint32_t periodMs) {
 // The default action would end the process if the timer expired meanwhile; ignoring the signal
 // also drops one that is still to come.
 int32_t TimerStop() {
-  if (SetHandler(SIG_IGN, 0, 88) != 0 || SetPeriod(0, 98) != 0) return -1;
-  return SetHandler(SIG_DFL, 0, 88);
+  if (SetHandler(SIG_IGN, 0, 88) != 0) return -1;
+  const int32_t stopped = SetPeriod(0, 98);
+  return SetHandler(SIG_DFL, 0, 88) == 0 ? stopped : -1;
 }

@@ -49,7 +49,13 @@ void StartLibrary();
 // The bus of the clock chip and the sensor, which also sets the system clock.
 bool OpenBus();
 
+// False when the sensor does not answer; the bus has to be open.
+bool ReadTemperature(int32_t *celsius);  // clock.cpp
+
 // The commands, in the files that the comments name.
+int Temperature(const Arguments &arguments);  // clock.cpp
+int ClockGet(const Arguments &arguments);
+int ClockSet(const Arguments &arguments);
 int EnvGet(const Arguments &arguments);  // flash.cpp
 int EnvSet(const Arguments &arguments);
 int EnvDelete(const Arguments &arguments);
@@ -68,9 +74,6 @@ int MemRead(const Arguments &arguments);
 int MemWrite(const Arguments &arguments);
 int NvramShow(const Arguments &arguments);
 int NvramStore(const Arguments &arguments);
-int Temperature(const Arguments &arguments);
-int ClockGet(const Arguments &arguments);
-int ClockSet(const Arguments &arguments);
 int UartListen(const Arguments &arguments);  // panel.cpp
 int UartSend(const Arguments &arguments);
 int Key(const Arguments &arguments);

@@ -111,13 +111,14 @@ int ShowStatus(const Arguments &) {
   char text[64];
   snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", time.year, time.month, time.day,
            time.hour, time.minute, time.second);
-  const int32_t degrees = SystemGetTemperature();
+  int32_t celsius = 0;
+  const bool measured = ReadTemperature(&celsius);
   output::BeginRecord();
   output::Text("time", text);
   output::Number("load-percent", load);
   output::Number("memory-total", static_cast<int64_t>(caps.totalRam));
   output::Number("memory-free", static_cast<int64_t>(caps.freeRam));
-  if (degrees != 255) output::Number("celsius", degrees);
+  if (measured) output::Number("celsius", celsius);
   output::Text("link", LinkName());
   output::EndRecord();
   return kDone;

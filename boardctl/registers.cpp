@@ -1,8 +1,4 @@
-// GPIO lines, physical memory, the clock chip and its memory, the temperature.
-#include <stdio.h>
-#include <string.h>
-#include <time.h>
-
+// GPIO lines, physical memory, the clock chip's memory.
 #include <array>
 
 #include "boardctl/command.h"
@@ -23,35 +19,6 @@ bool Address(const char *word, uint32_t *address) {
   if (*address % 4 == 0) return true;
   UsageError("ADDRESS is a multiple of 4");
   return false;
-}
-
-void ShowTime(const SystemTime &time) {
-  char text[64];
-  snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", time.year, time.month, time.day,
-           time.hour, time.minute, time.second);
-  output::BeginRecord();
-  output::Text("time", text);
-  output::Number("weekday", time.weekday);
-  output::EndRecord();
-}
-
-// A time that there is, written as it would be shown.
-bool ParseTime(const char *date, const char *hour, SystemTime *time) {
-  tm fields = {};
-  if (sscanf(date, "%4d-%2d-%2d", &fields.tm_year, &fields.tm_mon, &fields.tm_mday) != 3 ||
-      sscanf(hour, "%2d:%2d:%2d", &fields.tm_hour, &fields.tm_min, &fields.tm_sec) != 3) {
-    return false;
-  }
-  fields.tm_year -= 1900;
-  fields.tm_mon -= 1;
-  timegm(&fields);
-  char normal[2][16];
-  strftime(normal[0], sizeof normal[0], "%Y-%m-%d", &fields);
-  strftime(normal[1], sizeof normal[1], "%H:%M:%S", &fields);
-  *time = {fields.tm_year + 1900, fields.tm_mon + 1, fields.tm_mday, 0,
-           fields.tm_hour,        fields.tm_min,     fields.tm_sec};
-  return strcmp(normal[0], date) == 0 && strcmp(normal[1], hour) == 0 && time->year >= 2000 &&
-         time->year < 2100;
 }
 
 void ShowBytes(const char *name, uint32_t first, std::span<const uint8_t> bytes) {
@@ -137,32 +104,5 @@ int NvramStore(const Arguments &arguments) {
   if (!OpenBus() || NvramWrite(address, bytes.data(), static_cast<uint32_t>(count)) != 0) {
     return Failure("the clock chip does not answer");
   }
-  return kDone;
-}
-
-int Temperature(const Arguments &) {
-  if (!OpenBus()) return Failure("the bus of the sensor does not open");
-  const int32_t degrees = SystemGetTemperature();
-  if (degrees == 255) return Failure("the temperature sensor does not answer");
-  output::Single("celsius", degrees);
-  return kDone;
-}
-
-int ClockGet(const Arguments &) {
-  SystemTime time = {};
-  uint8_t second = 0;
-  if (!OpenBus() || I2cRead(0xd0, 0, &second, 1) != 0 || SystemGetCurrentTime(&time) != 0) {
-    return Failure("the clock chip does not answer");
-  }
-  ShowTime(time);
-  return kDone;
-}
-
-int ClockSet(const Arguments &arguments) {
-  SystemTime time = {};
-  if (!ParseTime(arguments[0], arguments[1], &time)) {
-    return UsageError("a time of the years 2000 to 2099");
-  }
-  if (!OpenBus() || SystemSetCurrentTime(&time) != 0) return Failure("the clock cannot be set");
   return kDone;
 }

@@ -98,6 +98,9 @@ TEST_F(ClockTest, TimerFailuresNameTheirPlace) {
             printed("setitimer", start));
   EXPECT_EQ("LIBDVR : FILE -> System/timer.c, LINE -> 98: Setitimer failed\n",
             printed("setitimer", [] { return TimerStop(); }));
+  struct sigaction action = {};
+  sigaction(SIGALRM, nullptr, &action);
+  EXPECT_EQ(SIG_DFL, action.sa_handler);
 }
 
 TEST_F(ClockTest, ClosedBus) {

@@ -14,7 +14,7 @@
 enum {
   FAN_ON_CELSIUS = 50,
   FAN_OFF_CELSIUS = 45,
-  NO_TEMPERATURE = 255,
+  TEMPERATURE_SENSOR = 0x90,
   BEEP_MILLISECONDS = 100,
 };
 
@@ -62,24 +62,43 @@ static void ShowSettings(void) {
   }
 }
 
+/* In two's complement. 255 is -1 degree or no answer: the bus tells which. */
+static int ReadTemperature(int *celsius) {
+  uint8_t byte = (uint8_t)SystemGetTemperature();
+  if (byte == 255 && I2cRead(TEMPERATURE_SENSOR, 0, &byte, 1) != 0) return 0;
+  *celsius = byte < 128 ? byte : byte - 256;
+  return 1;
+}
+
 /* On when it is hot, off when it has become cooler: not back and forth at one temperature. */
-static void ControlFan(int32_t celsius) {
+static void ControlFan(int celsius) {
   static int on = 0;
-  if (celsius == NO_TEMPERATURE) return;
   const int wanted = celsius >= FAN_ON_CELSIUS || (on && celsius > FAN_OFF_CELSIUS);
   if (wanted == on) return;
   on = wanted;
-  printf("recorder: %d degrees, fan %s\n", (int)celsius, on ? "on" : "off");
+  printf("recorder: %d degrees, fan %s\n", celsius, on ? "on" : "off");
   SystemFanControl((uint32_t)on);
 }
 
-static void ShowStatus(int32_t celsius) {
+static void ShowStatus(const char *temperature) {
   SystemCaps memory = {0};
   SystemTime now = {0};
   const int32_t load = SystemGetCpuUsage();
   if (SystemGetCaps(&memory) != 0 || SystemGetCurrentTime(&now) != 0) return;
-  printf("recorder: status %02d:%02d:%02d, load %d %%, %lu KiB free, %d degrees\n", (int)now.hour,
-         (int)now.minute, (int)now.second, (int)load, memory.freeRam / 1024, (int)celsius);
+  printf("recorder: status %02d:%02d:%02d, load %d %%, %lu KiB free, %s\n", (int)now.hour,
+         (int)now.minute, (int)now.second, (int)load, memory.freeRam / 1024, temperature);
+}
+
+/* What is done every second. */
+static void Supervise(void) {
+  char temperature[24] = "no temperature";
+  int celsius = 0;
+  WatchdogKeepAlive();
+  if (ReadTemperature(&celsius)) {
+    ControlFan(celsius);
+    snprintf(temperature, sizeof temperature, "%d degrees", celsius);
+  }
+  ShowStatus(temperature);
 }
 
 int main(int argumentCount, char **arguments) {
@@ -95,10 +114,7 @@ int main(int argumentCount, char **arguments) {
   puts("recorder: running");
 
   while (!exitAsked) {
-    const int32_t celsius = SystemGetTemperature();
-    WatchdogKeepAlive();
-    ControlFan(celsius);
-    ShowStatus(celsius);
+    Supervise();
     SystemSleepMsec(1000);
   }
 

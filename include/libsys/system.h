@@ -17,8 +17,8 @@ extern "C" {
 
 // Opens the bus, sets the system clock from the clock chip, and goes on doing so every 60 seconds
 // with the interval timer of libsys/timer.h. Standard output becomes line buffered, because the
-// timer's signal writes lines of its own in between. The time zone counts as it is now. Not to be
-// called from several threads at once. Returns 0, at once when the bus is open; -1 with a message
+// timer's signal writes lines of its own in between. The time zone counts as it is now, for the
+// years 1970 to 2099. Not to be called from several threads at once. Returns 0, at once when the bus is open; -1 with a message
 // when the device does not open.
 int32_t I2cOpen(void);
 
@@ -39,9 +39,17 @@ int32_t NvramWrite(uint32_t address, const uint8_t *buffer, uint32_t count);
 // Sets the system clock from the clock chip, which holds local standard time, and prints date and
 // weekday. It is the timer's signal handler and async-signal-safe: its lines go to standard output
 // by write(), past what stdio holds back. signalNumber is not used.
+// A chip time that the zone's clocks skipped when its standard time changed is none for glibc's
+// mktime(): the system clock then stays as it is.
 void I2cpCallBack(int signalNumber);
 
-// The temperature in degrees Celsius, one byte; 255 with a message when it cannot be read.
+// The same, also async-signal-safe. Returns 0; -1 when the chip cannot be read, with a message, or
+// the system clock could not be set.
+int32_t SystemSynchroniseTime(void);
+
+// The temperature in degrees Celsius as a byte, 0 to 255, that is in two's complement: 251 stands
+// for -5 degrees. 255 with a message when it cannot be read; without one it is -1 degree. Where
+// that matters, read the byte with I2cRead(0x90, 0, &byte, 1).
 int32_t SystemGetTemperature(void);
 
 typedef struct SystemTime {

@@ -17,7 +17,7 @@ extern "C" {
 int32_t TimerStart(void *timer, void (*handler)(int), void *argument, uint32_t periodMs);
 
 // Stops the timer and gives SIGALRM its default action again, which ends the process. Returns
-// 0, or -1 with a message.
+// 0; -1 with a message, and the default action even when it is the timer that does not stop.
 int32_t TimerStop(void);
 
 #ifdef __cplusplus
