@@ -87,6 +87,20 @@ int64_t FindChange(Offset (*offsetAt)(int64_t), int64_t before, int64_t after) {
   return after;
 }
 
+// Looks at the hour of the day first that the change before the last one had: a zone's clocks
+// keep to one in spring and to one in autumn.
+int64_t FindLocalChange(int64_t before, int64_t after) {
+  const std::span<const Change> changes = zone.local.Changes();
+  const int64_t likely = changes.size() < 2 ? 0 : changes[changes.size() - 2].time;
+  const Offset old = zone.local.Last();
+  for (int64_t time = before + (likely - before % kSecondsPerDay + kSecondsPerDay) % kSecondsPerDay;
+       time < after; time += kSecondsPerDay) {
+    (LocalOffset(time) == old ? before : after) = time;
+  }
+  if (LocalOffset(after - 1) == old) return after;
+  return FindChange(LocalOffset, before, after);
+}
+
 void CaptureLocal() {
   // No zone keeps an offset for less than 6.9 days.
   constexpr int64_t kStep = 6 * kSecondsPerDay;
@@ -95,7 +109,7 @@ void CaptureLocal() {
     const int64_t next = std::min(time + kStep, kEnd);
     const Offset offset = LocalOffset(next);
     if (offset == zone.local.Last()) continue;
-    zone.local.Add(FindChange(LocalOffset, time, next), offset);
+    zone.local.Add(FindLocalChange(time, next), offset);
   }
 }
 

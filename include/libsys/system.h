@@ -18,8 +18,8 @@ extern "C" {
 // Opens the bus, sets the system clock from the clock chip, and goes on doing so every 60 seconds
 // with the interval timer of libsys/timer.h. Standard output becomes line buffered, because the
 // timer's signal writes lines of its own in between. The time zone counts as it is now, for the
-// years 1970 to 2099. Not to be called from several threads at once. Returns 0, at once when the bus is open; -1 with a message
-// when the device does not open.
+// years 1970 to 2099. Not to be called from several threads at once. Returns 0, at once when the
+// bus is open; -1 with a message when the device does not open.
 int32_t I2cOpen(void);
 
 // Closes the bus. The timer goes on; its readings fail with a message.
