@@ -94,7 +94,7 @@ bool SetChip(int64_t time) {
 bool ReadTemperature(int32_t *celsius) {
   auto byte = static_cast<uint8_t>(SystemGetTemperature());
   if (byte == 255 && I2cRead(kTemperatureSensor, 0, &byte, 1) != 0) return false;
-  *celsius = static_cast<int8_t>(byte);
+  *celsius = byte < 128 ? byte : byte - 256;
   return true;
 }
 
