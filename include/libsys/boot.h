@@ -20,8 +20,8 @@
  *
  * From the erase to the end of the write SIGHUP, SIGINT, SIGQUIT, SIGPIPE and SIGTERM are held back
  * for the whole process: one that comes meanwhile, to whatever thread, is sent to the process again
- * afterwards, as by kill(2). No other thread may change what the process does about them (sigaction)
- * while a set runs. Nothing holds back SIGKILL or an exit of the process.
+ * afterwards, as by kill(2). No other thread may change what the process does about them with
+ * sigaction(2) while a set runs. Nothing holds back SIGKILL or an exit of the process.
  */
 #ifndef LIBSYS_BOOT_H
 #define LIBSYS_BOOT_H
