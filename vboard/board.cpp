@@ -33,6 +33,7 @@ Process &ThisProcess() {
 }
 
 constexpr size_t kAlignment = 64;
+constexpr int32_t kTaken = -1;  // a place that is just being filled
 
 // The kernel refuses what would be beyond its own range some 30 years later.
 constexpr int64_t kLatestSecond = 8'277'292'036;
@@ -54,7 +55,8 @@ int64_t Now() {
   return int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
 }
 
-void MapState(const std::string &folder, int flags) {
+void MapState(const std::string &name, int flags) {
+  const std::string folder = FolderOfBoard(name);
   const std::string path = folder + "/state";
   const int fd = real::open(path.c_str(), O_RDWR | O_CLOEXEC | flags, 0600);
   if (fd < 0) throw std::runtime_error(folder + ": no board is here");
@@ -79,12 +81,45 @@ void MakeLock(pthread_mutex_t *lock) {
   pthread_mutexattr_destroy(&attributes);
 }
 
+// Says what a machine that was killed could not say itself.
+void ForgetDeadMachine() {
+  Shared &state = State();
+  if (state.machine.number == 0 || MachineRuns()) return;
+  state.machine.number = 0;
+  state.power = Power::kOff;
+  state.console[0] = '\0';
+}
+
+// The place of this process among those that are known; null when all are taken by others.
+Known *PlaceOf(pid_t id, uint64_t start) {
+  for (Known &known : State().processes) {
+    if (known.process.number == id && known.process.start == start) return &known;
+  }
+  for (Known &known : State().processes) {
+    int32_t before = known.process.number;
+    if (before == kTaken || Lives(known.process)) continue;
+    if (!known.process.number.compare_exchange_strong(before, kTaken)) continue;
+    known.number = ++State().lastNumber;
+    known.process.start = start;
+    known.process.number = id;
+    return &known;
+  }
+  return nullptr;
+}
+
 }  // namespace
+
+std::string FolderOfBoard(const std::string &folder) {
+  std::string path = std::filesystem::weakly_canonical(std::filesystem::absolute(folder));
+  if (path.find_first_of(" :") == std::string::npos) return path;
+  // The loader splits the list of libraries there, and the program would run on the PC.
+  throw std::runtime_error(path + ": a board's folder has no blank and no colon in its path");
+}
 
 void Open(const std::string &folder) {
   Detach();
   MapState(folder, 0);
-  if (State().magic == kMagic && State().size == StateSize()) return;
+  if (State().magic == kMagic && State().size == StateSize()) return ForgetDeadMachine();
   Detach();
   throw std::runtime_error(folder + ": this board was made by another version of vboard");
 }
@@ -175,7 +210,9 @@ int SetSystemClock(const timespec &time) {
 
 void PowerOn() {
   Shared &state = State();
-  for (auto &number : state.processes) number = 0;
+  for (Known &known : state.processes) known.process.number = 0;
+  state.lastNumber = 0;
+  state.hanging = false;
   for (Mount &mount : state.mounts) mount = {};
   state.powerOnTime = Lifetime();
   state.clockOffset = -Lifetime();
@@ -186,16 +223,15 @@ void PowerOn() {
   }
 }
 
+bool MachineRuns() {
+  return Lives(State().machine);
+}
+
 int ProcessNumber() {
-  if (!Attached()) return 0;  // the board itself
+  if (!Attached()) return 0;
   const int32_t id = getpid();
-  int number = 0;
-  for (auto &place : State().processes) {
-    ++number;
-    int32_t free = 0;
-    if (place == id || place.compare_exchange_strong(free, id)) return number;
-  }
-  return 0;
+  const Known *place = PlaceOf(id, StartOf(id));
+  return place != nullptr ? place->number.load() : -1;
 }
 
 Lock::Lock() {

@@ -17,6 +17,8 @@
 #include <string>
 #include <string_view>
 
+#include "vboard/processes.h"
+
 namespace vboard {
 
 struct Device;
@@ -50,6 +52,12 @@ struct Mount {
   int32_t error;     // of every call on a file below the point; 0: none
 };
 
+// A process that has caused an event on the board.
+struct Known {
+  ProcessId process;
+  std::atomic<int32_t> number;  // on the board
+};
+
 // The part of the state that belongs to no device.
 struct Shared {
   uint64_t magic;  // tells a board from any other file
@@ -63,10 +71,13 @@ struct Shared {
   std::atomic<int32_t> minutesWest;    // the kernel's time zone
   std::atomic<Power> power;
   std::atomic<uint32_t> boots;
-  std::atomic<int32_t> processGroup;  // of the programs on the board; 0: only this process
+  ProcessId machine;                  // what keeps the board under power
+  std::atomic<bool> hanging;          // the machine stops every program where it is
+  std::atomic<int32_t> processGroup;  // of the command that the board's init runs; 0: none
   std::atomic<uint32_t> flashOperations;
   char console[64];  // the terminal that events are shown on besides the log, or empty
-  std::atomic<int32_t> processes[64];   // process ids; the place is the process's number less 1
+  std::atomic<int32_t> lastNumber;      // of the processes in this power cycle
+  Known processes[1024];                // the place of one that has ended is taken again
   std::atomic<uint32_t> faultsPlanned;  // 0 while none ever was, so that calls need not look
   Fault faults[16];
   PowerCut cut;
@@ -78,6 +89,10 @@ struct Shared {
 void Attach(const std::string &folder);
 void Detach();
 bool Attached();
+
+// The absolute path of a board's folder, which need not be there. Throws std::runtime_error for one
+// that a program cannot be started from.
+std::string FolderOfBoard(const std::string &folder);
 
 // Maps the board's state without redirecting this process's calls, which is what the command
 // and a machine's power supply want.
@@ -114,7 +129,14 @@ int SetSystemClock(const timespec &time);
 // Starts a power cycle: the mounts and every device's volatile state go back to their start.
 void PowerOn();
 
-// The number of this process on the board, counted from 1 in order of appearance.
+// True while a machine keeps the open board under power; false for one that has only been made, or
+// whose machine was killed.
+bool MachineRuns();
+
+// The number of this process on the board, counted from 1 in order of appearance; the board itself
+// has 0, those beyond a thousand at the same time -1. A process keeps its number when it becomes
+// another program. No other one gets it in the same power cycle, in which the events of both could
+// not be told apart.
 int ProcessNumber();
 
 // Holds the board's lock. A process that dies with it leaves it to the next; a signal handler

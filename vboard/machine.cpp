@@ -1,6 +1,7 @@
 #include "vboard/machine.h"
 
 #include <dlfcn.h>
+#include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -8,7 +9,6 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/personality.h>
-#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
@@ -20,6 +20,7 @@
 #include "vboard/board.h"
 #include "vboard/device.h"
 #include "vboard/files.h"
+#include "vboard/program.h"
 
 namespace vboard {
 namespace {
@@ -47,7 +48,10 @@ std::string Preload() {
   // The loader splits its list at blanks and colons, which the library's own path may have.
   std::string libraries = Folder() + "/libvboard.so";
   if (!std::filesystem::exists(libraries)) {
-    std::filesystem::create_symlink(std::filesystem::absolute(info.dli_fname), libraries);
+    // Under its name at once, for it may be another one's first program too.
+    const std::string made = libraries + std::to_string(getpid());
+    std::filesystem::create_symlink(std::filesystem::absolute(info.dli_fname), made);
+    std::filesystem::rename(made, libraries);
   }
 #ifdef VBOARD_SANITIZER
   libraries.insert(0, VBOARD_SANITIZER ":");
@@ -55,14 +59,13 @@ std::string Preload() {
   return libraries;
 }
 
-// True while the process computes: it is neither gone nor waiting for something.
-bool Busy(pid_t id) {
-  const std::string stat = ReadFile("/proc/" + std::to_string(id) + "/stat");
-  const size_t name = stat.rfind(')');
-  return name != std::string::npos && strchr("RD", stat[name + 2]) != nullptr;
+// A program or an interpreter of scripts that is named by its path on the board.
+std::string PlaceOf(const std::string &name) {
+  return BelongsToBoard(name) ? PathOnBoard(name) : name;
 }
 
 [[noreturn]] void Become(const std::vector<std::string> &command, int terminal) {
+  signal(SIGPIPE, SIG_DFL);  // which the machine itself ignores
   for (int fd = 0; fd <= 2; ++fd) dup2(terminal, fd);
   close_range(3, ~0U, 0);
   ExecuteOnBoard(PathOnBoard(command[0]), command);
@@ -75,11 +78,21 @@ void ExecuteOnBoard(const std::string &program, const std::vector<std::string> &
   personality(ADDR_NO_RANDOMIZE);
   setenv("VBOARD_FOLDER", Folder().c_str(), 1);
   setenv("LD_PRELOAD", Preload().c_str(), 1);
+  Program start = FindProgram(program, program, PlaceOf);
+  if (start.words.empty()) start.words = {command[0]};
   std::vector<char *> arguments;
-  for (const std::string &word : command) arguments.push_back(const_cast<char *>(word.c_str()));
+  for (std::string &word : start.words) arguments.push_back(word.data());
+  for (size_t i = 1; i < command.size(); ++i) {
+    arguments.push_back(const_cast<char *>(command[i].c_str()));
+  }
   arguments.push_back(nullptr);
-  execv(program.c_str(), arguments.data());
-  perror(program.c_str());
+  if (start.refusal.empty()) {
+    execv(start.place.c_str(), arguments.data());
+    start.refusal = strerror(errno);
+  } else {
+    start.refusal = "it is not on the board: it " + start.refusal;
+  }
+  fprintf(stderr, "vboard: %s: %s\n", program.c_str(), start.refusal.c_str());
   _exit(127);
 }
 
@@ -88,7 +101,7 @@ void Machine::RequestStop(int signal) {
 }
 
 Machine::Machine(Plan plan, Show show) : plan_(std::move(plan)), show_(std::move(show)) {
-  prctl(PR_SET_CHILD_SUBREAPER, 1);
+  AdoptOrphans();
   console_ = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
   char name[64] = "";
   if (console_ < 0 || grantpt(console_) != 0 || unlockpt(console_) != 0 ||
@@ -102,11 +115,14 @@ Machine::Machine(Plan plan, Show show) : plan_(std::move(plan)), show_(std::move
   cfmakeraw(&settings);
   tcsetattr(terminal_, TCSANOW, &settings);
   Store(State().console, name);
+  State().machine.start = StartOf(getpid());
+  State().machine.number = getpid();
 }
 
 Machine::~Machine() {
   Stop();
   State().console[0] = '\0';
+  State().machine.number = 0;
   close(terminal_);
   close(console_);
 }
@@ -116,6 +132,10 @@ void Machine::Start() {
   const std::string program = PathOnBoard(plan_.start[0]);
   if (access(program.c_str(), X_OK) != 0) {
     throw std::runtime_error(plan_.start[0] + ": no such program on the board");
+  }
+  const std::string refusal = FindProgram(plan_.start[0], program, PlaceOf).refusal;
+  if (!refusal.empty()) {
+    throw std::runtime_error(plan_.start[0] + ": it is not on the board: it " + refusal);
   }
   StartCommand();
 }
@@ -193,9 +213,7 @@ bool Machine::Quiet() {
   const size_t seen = lines_.size() + text_.size();
   for (int polls = 0; polls < kQuietPolls; ++polls) {
     ReadConsole(kPollMilliseconds);
-    for (const auto &id : State().processes) {
-      if (id != 0 && Busy(id)) return false;
-    }
+    if (DescendantsCompute()) return false;
   }
   return lines_.size() + text_.size() == seen;
 }
@@ -219,6 +237,7 @@ void Machine::Step() {
     if (device->tick != nullptr && State().power == Power::kOn) device->tick();
   }
   FollowPower();
+  if (State().hanging) SignalDescendants(SIGSTOP);
 }
 
 bool Machine::WaitFor(const std::string &text, double seconds) {
@@ -249,14 +268,6 @@ void Machine::Play(double secondsPerStep) {
   }
 }
 
-// Those too that have left the command's process group.
-void Machine::KillPrograms() {
-  kill(-command_, SIGKILL);
-  for (const auto &id : State().processes) {
-    if (id != 0 && id != getpid()) kill(id, SIGKILL);
-  }
-}
-
 void Machine::Stop() {
   if (command_ < 0) return;
   const auto end = Clock::now() + kLongestShutDown;
@@ -264,7 +275,7 @@ void Machine::Stop() {
   int status = 0;
   // What was just being started appears only now.
   do {
-    KillPrograms();
+    SignalDescendants(SIGKILL);
     ReadConsole(kPollMilliseconds);
     while ((ended = waitpid(-1, &status, WNOHANG)) > 0) {
     }
@@ -274,6 +285,7 @@ void Machine::Stop() {
   event_.clear();
   running_ = false;
   command_ = -1;
+  State().processGroup = 0;
   if (State().power == Power::kOn) State().power = Power::kOff;
 }
 

@@ -30,6 +30,8 @@ struct Interrupted {
 [[noreturn]] void ExecuteOnBoard(const std::string &program,
                                  const std::vector<std::string> &command);
 
+// The programs on the board are this process's descendants, and so it has no others while its
+// board is under power: switching off ends them all.
 class Machine {
  public:
   using Show = std::function<void(const Line &)>;
@@ -68,7 +70,6 @@ class Machine {
   void Take(char c);
   void Finish(bool event);
   void Reap();
-  void KillPrograms();
   void FollowPower();
   bool Quiet();
 

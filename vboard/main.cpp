@@ -1,12 +1,9 @@
 // The command vboard: boots a program on a virtual board and, from another terminal, acts on
 // the board that runs.
-#include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <stdio.h>
 #include <sys/file.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -18,6 +15,7 @@
 #include "vboard/description.h"
 #include "vboard/device.h"
 #include "vboard/files.h"
+#include "vboard/guard.h"
 #include "vboard/machine.h"
 #include "vboard/make.h"
 
@@ -50,44 +48,22 @@ void Show(const Line &line) {
 
 // Keeps the folder for this board until the process ends.
 void LockFolder() {
+  options.folder = vboard::FolderOfBoard(options.folder);
   std::filesystem::create_directories(options.folder);
   const int fd = open((options.folder + "/lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
   if (fd >= 0 && flock(fd, LOCK_EX | LOCK_NB) == 0) return;
   throw std::runtime_error("a board runs in " + options.folder + "; --folder takes another one");
 }
 
-void OnSignals(void (*handler)(int)) {
-  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) signal(number, handler);
-}
-
-pid_t machineProcess = 0;
-
-// The board runs in a child that switches it off on any signal, also when this process is killed.
-// Returns in the child; this process waits for it and ends as it does.
-void StartMachineProcess() {
-  signal(SIGPIPE, SIG_IGN);
-  OnSignals(SIG_IGN);
-  machineProcess = fork();
-  if (machineProcess < 0) throw std::runtime_error("no process for the board");
-  if (machineProcess == 0) {
-    OnSignals(vboard::Machine::RequestStop);
-    prctl(PR_SET_PDEATHSIG, SIGTERM);
-    return;
-  }
-  OnSignals([](int number) { kill(machineProcess, number); });
-  int status = 0;
-  while (waitpid(machineProcess, &status, 0) < 0 && errno == EINTR) {
-  }
-  if (WIFSIGNALED(status)) {
-    vboard::Open(options.folder);
-    kill(-vboard::State().processGroup, SIGKILL);
-  }
-  _exit(WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status));
-}
-
 void RunBoard() {
   LockFolder();
-  StartMachineProcess();
+  fflush(nullptr);
+  vboard::GoUnderGuard();
+  signal(SIGPIPE, SIG_IGN);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+    signal(number, vboard::Machine::RequestStop);
+  }
+  vboard::ReleaseSignals();
   vboard::Plan plan = vboard::MakeBoard(options.board, options.folder, options.programs);
   if (options.speed != 0) vboard::SetSpeed(options.speed);
   printf(
@@ -126,11 +102,19 @@ void DescribeBoard() {
   puts(vboard::MakeBoard(options.board, folder.path(), options.programs).json.c_str());
 }
 
-// Runs a program of the PC on the board, beside what runs there; a board that is off is switched
-// on for it.
+// Runs a program of the PC on the board, beside what runs there and no longer than its machine
+// keeps it under power. A board that is off is switched on for it; no machine then takes the power.
 void Execute() {
   vboard::Open(options.folder);
-  if (vboard::State().power != vboard::Power::kOn) vboard::PowerOn();
+  vboard::Shared &state = vboard::State();
+  if (state.power != vboard::Power::kOn) vboard::PowerOn();
+  const auto machineRuns = vboard::MachineRuns();
+  vboard::GoUnderGuard([&state, machineRuns, boot = state.boots.load()] {
+    if (state.hanging) vboard::SignalDescendants(SIGSTOP);
+    return state.boots != boot || state.power == vboard::Power::kCut ||
+           (machineRuns && !vboard::MachineRuns());
+  });
+  vboard::ReleaseSignals();
   vboard::ExecuteOnBoard(options.command.at(0), options.command);
 }
 
@@ -157,8 +141,9 @@ void ShowState() {
   for (const vboard::Mount &mount : state.mounts) {
     if (mount.point[0] != '\0') printf("mount      %s on %s\n", mount.source, mount.point);
   }
-  for (const auto &process : state.processes) {
-    if (process != 0) printf("process    %d\n", process.load());
+  for (const vboard::Known &known : state.processes) {
+    if (!vboard::Lives(known.process)) continue;
+    printf("process    %d\n", known.process.number.load());
   }
 }
 

@@ -25,10 +25,6 @@ std::vector<std::string> Words(const std::string &line) {
 
 void EmptyFolder(const std::string &folder) {
   std::filesystem::create_directories(folder);
-  if (folder.find_first_of(" :") != std::string::npos) {
-    // The loader splits the list of libraries there, and the program would run on the PC.
-    throw std::runtime_error(folder + ": a board's folder has no blank and no colon in its path");
-  }
   // What is left of a board counts as one until its state is gone, last of all.
   const std::filesystem::path state = folder + "/state", lock = folder + "/lock";
   std::vector<std::filesystem::path> content;
@@ -99,10 +95,11 @@ void CheckScenario(Section &description, const std::vector<std::string> &scenari
 
 }  // namespace
 
-Plan MakeBoard(const std::string &path, const std::string &folder, const std::string &programs) {
+Plan MakeBoard(const std::string &path, const std::string &name, const std::string &programs) {
+  const std::string folder = FolderOfBoard(name);
   Section description = ReadDescription(path);
   EmptyFolder(folder);
-  CreateState(std::filesystem::absolute(folder));
+  CreateState(folder);
   Plan plan;
   plan.summary = description.Text("summary");
   plan.speed = static_cast<uint32_t>(description.Number("speed", 1, 1, 100'000));

@@ -1,7 +1,7 @@
 // The board's power: the shell commands that restart it or switch it off, and a person at the
 // switch. The commands return at once, as they do on the board; the programs go on until the
 // board has shut down.
-#include <signal.h>
+#include <stdexcept>
 
 #include "vboard/board.h"
 #include "vboard/device.h"
@@ -21,24 +21,33 @@ int Command(std::string_view line, std::string *) {
   return 0;
 }
 
+// Somebody has to take the power away.
+void NeedMachine() {
+  if (!MachineRuns()) throw std::invalid_argument("no board runs in " + Folder());
+}
+
 void Cycle(std::span<const std::string>) {
+  NeedMachine();
   State().power = Power::kRestart;
   Event("power: cycled from outside");
 }
 
 void Off(std::span<const std::string>) {
+  NeedMachine();
   State().power = Power::kOff;
   Event("power: switched off");
 }
 
 void Cut(std::span<const std::string>) {
+  NeedMachine();
   State().power = Power::kCut;
   Event("power: cut from outside");
 }
 
 void Hang(std::span<const std::string>) {
+  NeedMachine();
+  State().hanging = true;
   Event("power: every program hangs");
-  kill(-State().processGroup, SIGSTOP);
 }
 
 constexpr Action kActions[] = {

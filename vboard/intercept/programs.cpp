@@ -4,6 +4,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <exception>
 #include <vector>
 
 #include "vboard/board.h"
@@ -11,6 +12,7 @@
 #include "vboard/faults.h"
 #include "vboard/files.h"
 #include "vboard/intercept/intercept.h"
+#include "vboard/program.h"
 
 using vboard::Attached;
 using vboard::Event;
@@ -83,14 +85,46 @@ bool MayStart(const char *path, const Path &place, char *const *arguments) {
   return may;
 }
 
+// What the kernel is given in place of a program's path and arguments.
+class Start {
+ public:
+  Start(const char *path, const Path &place, char *const *arguments)
+      : program_(vboard::FindProgram(path, std::string(place), [](const std::string &name) {
+          return std::string(Path(name.c_str()));
+        })) {
+    for (std::string &word : program_.words) list_.push_back(word.data());
+    if (arguments != nullptr && *arguments != nullptr && !list_.empty()) ++arguments;
+    for (; arguments != nullptr && *arguments != nullptr; ++arguments) list_.push_back(*arguments);
+    list_.push_back(nullptr);
+    if (!program_.refusal.empty()) {
+      Event("start: %s: it is not on the board: it %s", path, program_.refusal.c_str());
+    }
+  }
+  Start(const Start &) = delete;
+  Start &operator=(const Start &) = delete;
+  // A program that would run on the PC is one that the board lacks.
+  bool OnBoard() const { return program_.refusal.empty(); }
+  const char *Place() const { return program_.place.c_str(); }
+  char *const *List() const { return list_.data(); }
+
+ private:
+  vboard::Program program_;
+  Arguments list_;
+};
+
 int Execute(const char *path, char *const *arguments, char *const *environment) {
   NEXT(execve);
   if (!Attached()) return next(path, arguments, environment);
   const Path place(path);
   if (!MayStart(path, place, arguments)) return -1;
-  const int result = next(place, arguments, Environment(environment));
-  Event("start: %s: %s", path, strerrordesc_np(errno));
-  return result;
+  const Start start(path, place, arguments);
+  if (start.OnBoard()) {
+    next(start.Place(), start.List(), Environment(environment));
+    Event("start: %s: %s", path, strerrordesc_np(errno));
+  } else {
+    errno = ENOENT;
+  }
+  return -1;
 }
 
 // The program of a name without a folder, as the folders of PATH have it; the name itself where
@@ -183,9 +217,7 @@ int execlp(const char *file, const char *first, ...) {
 int fexecve(int fd, char *const arguments[], char *const environment[]) {
   NEXT(fexecve);
   if (!Attached()) return next(fd, arguments, environment);
-  const std::string path = "/proc/self/fd/" + std::to_string(fd);
-  if (!MayStart(path.c_str(), Path(path.c_str()), arguments)) return -1;
-  return next(fd, arguments, Environment(environment));
+  return Execute(("/proc/self/fd/" + std::to_string(fd)).c_str(), arguments, environment);
 }
 
 int posix_spawn(pid_t *id, const char *path, const posix_spawn_file_actions_t *actions,
@@ -195,7 +227,9 @@ int posix_spawn(pid_t *id, const char *path, const posix_spawn_file_actions_t *a
   if (!Attached()) return next(id, path, actions, attributes, arguments, environment);
   const Path place(path);
   if (!MayStart(path, place, arguments)) return errno;
-  return next(id, place, actions, attributes, arguments, Environment(environment));
+  const Start start(path, place, arguments);
+  if (!start.OnBoard()) return ENOENT;
+  return next(id, start.Place(), actions, attributes, start.List(), Environment(environment));
 }
 
 int posix_spawnp(pid_t *id, const char *file, const posix_spawn_file_actions_t *actions,
@@ -272,7 +306,12 @@ namespace {
   if (folder == nullptr) return;
   const char *library = getenv("LD_PRELOAD");
   board = {strdup(library != nullptr ? library : ""), strdup(folder)};
-  vboard::Attach(folder);
+  try {
+    vboard::Attach(folder);
+  } catch (const std::exception &error) {
+    fprintf(stderr, "vboard: %s\n", error.what());
+    _exit(127);
+  }
   vboard::AdoptDescriptors();
   on_exit([](int status, void *) { Event("exit: status %d", status & 0xff); }, nullptr);
 }

@@ -1,0 +1,19 @@
+// No program on the board outlives the command vboard, whichever of its processes somebody kills.
+#pragma once
+
+#include <functional>
+
+namespace vboard {
+
+// Divides this process into three and returns in the last one, whose exit status becomes that of
+// the first. Each of the other two waits for the next one, hands signals on to it, and kills
+// whatever is left of its descendants. The middle one, the keeper, has a process group and a name
+// of its own: what is sent to "vboard", or to the group of the first and the last, leaves it alone.
+//
+// Signals that end a process wait from here until ReleaseSignals, so that none is lost before the
+// caller has its handlers. The keeper ends everything, too, once `over` is true; it asks many
+// times a second.
+void GoUnderGuard(const std::function<bool()> &over = {});
+void ReleaseSignals();
+
+}  // namespace vboard

@@ -1,0 +1,31 @@
+// Processes of the PC. It gives the number of one that has ended to another program: so nothing is
+// done to a process by its number alone.
+#pragma once
+
+#include <stdint.h>
+#include <sys/types.h>
+
+#include <atomic>
+#include <vector>
+
+namespace vboard {
+
+// A process as no other is, in memory that processes share; number 0: none.
+struct ProcessId {
+  std::atomic<int32_t> number;
+  std::atomic<uint64_t> start;  // clock ticks since the PC's start
+};
+
+// When this process, or the one of this number, was started; 0 when there is none. Signal handlers
+// may call it.
+uint64_t StartOf(pid_t number);
+bool Lives(const ProcessId &process);
+
+// Has orphans among its descendants become this process's own children, so that it never loses one.
+void AdoptOrphans();
+// Sends every descendant a signal, whatever session or process group it has gone to.
+void SignalDescendants(int signal);
+// True while a descendant computes: it is neither gone nor waiting for something.
+bool DescendantsCompute();
+
+}  // namespace vboard
