@@ -16,6 +16,7 @@
 namespace vboard {
 namespace {
 
+constexpr const char *kOtherVersion = ": this board was made by another version of vboard";
 constexpr uint64_t kMagic = 0x6472616f62763031;  // "10vboard"
 
 struct Process {
@@ -31,6 +32,10 @@ Process &ThisProcess() {
   static Process &process = *new Process;
   return process;
 }
+
+// Of this thread.
+thread_local unsigned ownCalls = 0;
+thread_local unsigned locks = 0;
 
 constexpr size_t kAlignment = 64;
 constexpr int32_t kTaken = -1;  // a place that is just being filled
@@ -60,12 +65,19 @@ void MapState(const std::string &name, int flags) {
   const std::string path = folder + "/state";
   const int fd = real::open(path.c_str(), O_RDWR | O_CLOEXEC | flags, 0600);
   if (fd < 0) throw std::runtime_error(folder + ": no board is here");
-  if ((flags & O_CREAT) != 0 && ftruncate(fd, static_cast<off_t>(StateSize())) != 0) {
-    real::close(fd);
-    throw std::runtime_error(path + ": " + strerror(errno));
+  const auto size = static_cast<off_t>(StateSize());
+  // Memory that the file has not, or the disk no room for, would kill whoever touches it.
+  const int error = (flags & O_CREAT) != 0 ? posix_fallocate(fd, 0, size) : 0;
+  void *memory = nullptr;
+  if (error == 0 && real::seek(fd, 0, SEEK_END) == size) {
+    memory = real::map(nullptr, StateSize(), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
   }
-  void *memory = real::map(nullptr, StateSize(), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
   real::close(fd);
+  if (error != 0) {
+    std::filesystem::remove(path);
+    throw std::runtime_error(path + ": " + strerror(error));
+  }
+  if (memory == nullptr) throw std::runtime_error(folder + kOtherVersion);
   if (memory == MAP_FAILED) throw std::runtime_error(path + ": " + strerror(errno));
   ThisProcess().folder = folder;
   ThisProcess().events = folder + "/events";
@@ -121,7 +133,7 @@ void Open(const std::string &folder) {
   MapState(folder, 0);
   if (State().magic == kMagic && State().size == StateSize()) return ForgetDeadMachine();
   Detach();
-  throw std::runtime_error(folder + ": this board was made by another version of vboard");
+  throw std::runtime_error(folder + kOtherVersion);
 }
 
 void Attach(const std::string &folder) {
@@ -136,7 +148,7 @@ void Detach() {
 }
 
 bool Attached() {
-  return ThisProcess().attached;
+  return ThisProcess().attached && ownCalls == 0;
 }
 const std::string &Folder() {
   return ThisProcess().folder;
@@ -160,12 +172,12 @@ void CreateState(const std::string &folder) {
   Detach();
   std::filesystem::remove(folder + "/state");
   MapState(folder, O_CREAT);
-  State().magic = kMagic;
   State().size = static_cast<uint32_t>(StateSize());
   MakeLock(&State().lock);
   State().speed = 1;
   State().power = Power::kOff;
   State().lifetimeSince = Now();
+  State().magic = kMagic;
 }
 
 void *DeviceState(const Device &device) {
@@ -228,22 +240,31 @@ bool MachineRuns() {
 }
 
 int ProcessNumber() {
-  if (!Attached()) return 0;
+  if (!ThisProcess().attached) return 0;  // the board itself
   const int32_t id = getpid();
   const Known *place = PlaceOf(id, StartOf(id));
   return place != nullptr ? place->number.load() : -1;
 }
 
-Lock::Lock() {
+OwnCalls::OwnCalls() {
   sigset_t all;
   sigfillset(&all);
   pthread_sigmask(SIG_SETMASK, &all, &signals_);
+  ++ownCalls;
+}
+
+OwnCalls::~OwnCalls() {
+  --ownCalls;
+  pthread_sigmask(SIG_SETMASK, &signals_, nullptr);
+}
+
+Lock::Lock() {
+  if (locks++ > 0) return;
   if (pthread_mutex_lock(&State().lock) == EOWNERDEAD) pthread_mutex_consistent(&State().lock);
 }
 
 Lock::~Lock() {
-  pthread_mutex_unlock(&State().lock);
-  pthread_sigmask(SIG_SETMASK, &signals_, nullptr);
+  if (--locks == 0) pthread_mutex_unlock(&State().lock);
 }
 
 }  // namespace vboard

@@ -75,7 +75,10 @@ struct Shared {
   std::atomic<bool> hanging;          // the machine stops every program where it is
   std::atomic<int32_t> processGroup;  // of the command that the board's init runs; 0: none
   std::atomic<uint32_t> flashOperations;
-  char console[64];  // the terminal that events are shown on besides the log, or empty
+  char console[64];             // the terminal that shows where in it an event belongs, or empty
+  char mark[17];                // what begins such a mark on it; no program can know it
+  std::atomic<bool> unmarked;   // the terminal did not take the mark of some event
+  std::atomic<bool> logFailed;  // some event could not be written
   std::atomic<int32_t> lastNumber;      // of the processes in this power cycle
   Known processes[1024];                // the place of one that has ended is taken again
   std::atomic<uint32_t> faultsPlanned;  // 0 while none ever was, so that calls need not look
@@ -88,6 +91,7 @@ struct Shared {
 // of this process reach the board. Throws std::runtime_error when there is no such board.
 void Attach(const std::string &folder);
 void Detach();
+// Whether this thread's calls reach the board.
 bool Attached();
 
 // The absolute path of a board's folder, which need not be there. Throws std::runtime_error for one
@@ -139,8 +143,22 @@ bool MachineRuns();
 // not be told apart.
 int ProcessNumber();
 
-// Holds the board's lock. A process that dies with it leaves it to the next; a signal handler
-// cannot come in between.
+// While one of these lives, this thread looks after the board itself: its calls reach the PC as
+// they are and no planned fault hits them. A signal handler, whose calls are the program's, cannot
+// come in between.
+class OwnCalls {
+ public:
+  OwnCalls();
+  ~OwnCalls();
+  OwnCalls(const OwnCalls &) = delete;
+  OwnCalls &operator=(const OwnCalls &) = delete;
+
+ private:
+  sigset_t signals_;
+};
+
+// Holds the board's lock, which a thread may take again while it has it. What it calls meanwhile
+// are the board's own calls. A process that dies with the lock leaves it to the next.
 class Lock {
  public:
   Lock();
@@ -149,7 +167,7 @@ class Lock {
   Lock &operator=(const Lock &) = delete;
 
  private:
-  sigset_t signals_;
+  OwnCalls ownCalls_;
 };
 
 // Adds a line to the event log, as printf does.

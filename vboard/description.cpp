@@ -1,13 +1,15 @@
 #include "vboard/description.h"
 
+// What the parser asserts before it looks for an error is an error of the description.
+#define TOML_ASSERT(expression) static_assert(true)
 #include <toml++/toml.h>
-
-#include <sstream>
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <optional>
 #include <set>
+#include <sstream>
 
 namespace vboard {
 
@@ -28,6 +30,8 @@ namespace {
 const toml::table kEmpty;
 
 constexpr int kLongestChain = 8;
+constexpr std::string_view kQuotes = "\"'#";
+constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
 
 // A key may come from another file, which the description is based on.
 std::string Place(const std::string &file, const toml::source_region &region) {
@@ -47,8 +51,47 @@ void Complete(toml::table &description, toml::table &&base) {
   }
 }
 
-toml::table Parse(const std::string &path, int chain) try {
-  toml::table description = toml::parse_file(path);
+// Behind the text or comment that begins here.
+size_t AfterQuoted(std::string_view text, size_t at) {
+  if (text[at] == '#') return std::min(text.find('\n', at), text.size());
+  const size_t quotes = text.find_first_not_of(text[at], at) >= at + 3 ? 3 : 1;
+  const std::string_view mark = text.substr(at, quotes);
+  for (at += quotes; at < text.size() && (quotes == 3 || text[at] != '\n'); ++at) {
+    if (text.substr(at).starts_with(mark)) return at + quotes;
+    if (text[at] == '\\' && mark[0] == '"') ++at;
+  }
+  return std::min(at, text.size());
+}
+
+// The parser's behaviour is undefined for what is not ASCII outside texts and comments.
+void RefuseOddCharacters(const std::string &path, std::string_view text) {
+  if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
+  for (size_t at = 0; at < text.size();) {
+    if ((text[at] & 0x80) != 0) {
+      const auto line =
+          1 + std::count(text.begin(), text.begin() + static_cast<ptrdiff_t>(at), '\n');
+      throw DescriptionError(path + ":" + std::to_string(line) +
+                             ": outside of quotes there are only ASCII characters");
+    }
+    at = kQuotes.find(text[at]) != kQuotes.npos ? AfterQuoted(text, at) : at + 1;
+  }
+}
+
+// `wanted`: what asks for this file, for the message.
+std::string ReadText(const std::string &path, const std::string &wanted) {
+  std::ifstream file(path, std::ios::binary);
+  std::ostringstream text;
+  text << file.rdbuf();
+  if (!file || std::filesystem::is_directory(path)) {
+    throw DescriptionError(wanted + path + ": cannot be read");
+  }
+  return text.str();
+}
+
+toml::table Parse(const std::string &path, int chain, const std::string &wanted = "") try {
+  const std::string text = ReadText(path, wanted);
+  RefuseOddCharacters(path, text);
+  toml::table description = toml::parse(text, std::string_view(path));
   const toml::node *base = description.get("base");
   if (base == nullptr) return description;
   const std::string where = Place(path, base->source()) + "'base' ";
@@ -57,10 +100,9 @@ toml::table Parse(const std::string &path, int chain) try {
   const std::filesystem::path file = base->as_string()->get();
   const std::string next = std::filesystem::path(path).parent_path() / file;
   description.erase("base");
-  Complete(description, Parse(next, chain + 1));
+  Complete(description, Parse(next, chain + 1, where + "needs "));
   return description;
 } catch (const toml::parse_error &error) {
-  if (error.source().begin.line == 0) throw DescriptionError(path + ": cannot be read");
   throw DescriptionError(Place(path, error.source()) + std::string(error.description()));
 }
 
@@ -100,6 +142,15 @@ void Section::Fail(const char *key, const std::string &what) {
   const toml::node *value = node_->table->get(key);
   const auto &region = value != nullptr ? value->source() : node_->table->source();
   throw DescriptionError(Place(node_->file, region) + "'" + key + "' " + what);
+}
+
+void Section::FailAt(const char *key, const std::string &entry, const std::string &what) {
+  for (const auto &[name, value] : *node_->table->get(key)->as_table()) {
+    if (name.str() != entry) continue;
+    throw DescriptionError(Place(node_->file, name.source()) + "'" + key + "' has '" + entry +
+                           "': " + what);
+  }
+  Fail(key, "has '" + entry + "': " + what);
 }
 
 bool Section::Has(const char *key) {

@@ -45,6 +45,8 @@ class Section {
 
   // Throws DescriptionError with the place of a key in the file.
   [[noreturn]] void Fail(const char *key, const std::string &what);
+  // The same for an entry of the table that a key names.
+  [[noreturn]] void FailAt(const char *key, const std::string &entry, const std::string &what);
   // Throws DescriptionError for the first key that nobody asked for, here and in the tables
   // below that were asked for.
   void RefuseUnknownKeys();

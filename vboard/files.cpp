@@ -15,6 +15,7 @@
 #include <stdexcept>
 
 #include "vboard/board.h"
+#include "vboard/description.h"
 #include "vboard/device.h"
 #include "vboard/real.h"
 
@@ -95,16 +96,54 @@ std::string BoardPath(std::string_view place) {
   return BoardPath(place, path) ? path : "";
 }
 
+bool StaysBelow(std::string_view name) {
+  if (name.ends_with('/')) name.remove_suffix(1);
+  for (;;) {
+    const size_t end = name.find('/');
+    const std::string_view part = name.substr(0, end);
+    if (part.empty() || part == "." || part == ".." || part.find('\0') != part.npos) return false;
+    if (end == name.npos) return true;
+    name.remove_prefix(end + 1);
+  }
+}
+
+bool IsBoardPath(std::string_view path) {
+  return path.starts_with('/') && StaysBelow(path.substr(1)) && BelongsToBoard(path);
+}
+
 void WriteFile(const std::string &path, std::string_view content) {
+  const OwnCalls ownCalls;
   std::filesystem::create_directories(std::filesystem::path(path).parent_path());
   if (path.ends_with('/')) return;
+  // A link may lead to a file of the PC, and a FIFO waits for its reader.
+  const auto there = std::filesystem::symlink_status(path);
+  if (std::filesystem::exists(there) && !std::filesystem::is_regular_file(there)) {
+    throw std::runtime_error(path + ": is there and no plain file");
+  }
   std::ofstream file(path, std::ios::binary);
   file.write(content.data(), static_cast<std::streamsize>(content.size()));
   file.close();
   if (!file) throw std::runtime_error(path + ": cannot be written");
 }
 
+void PutFile(Section &section, const char *key, const std::string &name, const std::string &place,
+             std::string_view content) {
+  try {
+    WriteFile(place, content);
+  } catch (const std::exception &error) {
+    section.FailAt(key, name, std::string("cannot be made: ") + error.what());
+  }
+}
+
+void PutFiles(Section &section, const std::string &folder) {
+  for (const auto &[name, text] : section.Pairs("files")) {
+    if (!StaysBelow(name)) section.FailAt("files", name, "is no name of a file below here");
+    PutFile(section, "files", name, folder + "/" + name, text);
+  }
+}
+
 std::string ReadFile(const std::string &path) {
+  const OwnCalls ownCalls;
   std::ifstream file(path, std::ios::binary);
   return (std::ostringstream() << file.rdbuf()).str();
 }

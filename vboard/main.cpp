@@ -23,6 +23,8 @@ namespace {
 
 using vboard::Line;
 
+constexpr uint32_t kLongestPatience = 86'400;
+
 struct Options {
   std::string folder;
   std::string programs;
@@ -30,7 +32,7 @@ struct Options {
   std::vector<std::string> command;
   std::string boards;
   uint32_t speed = 0;
-  double patience = 30;
+  uint32_t patience = 30;
   bool stay = false;
   bool follow = false;
 } options;
@@ -49,6 +51,7 @@ void Show(const Line &line) {
 // Keeps the folder for this board until the process ends.
 void LockFolder() {
   options.folder = vboard::FolderOfBoard(options.folder);
+  vboard::CheckFolder(options.folder);
   std::filesystem::create_directories(options.folder);
   const int fd = open((options.folder + "/lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
   if (fd >= 0 && flock(fd, LOCK_EX | LOCK_NB) == 0) return;
@@ -175,8 +178,10 @@ void AddCommands(CLI::App &app, std::vector<std::string> &words) {
       ->capture_default_str();
   CLI::App *run = app.add_subcommand("run", "make a board, boot it and play its scenario");
   run->add_option("BOARD", options.board, "the board's description")->required();
-  run->add_option("--speed", options.speed, "board seconds a second, instead of the board's own");
+  run->add_option("--speed", options.speed, "board seconds a second, instead of the board's own")
+      ->check(CLI::Range(uint32_t{1}, vboard::kMostSpeed));
   run->add_option("--patience", options.patience, "real seconds to wait for each step")
+      ->check(CLI::Range(uint32_t{1}, kLongestPatience))
       ->capture_default_str();
   run->add_flag("--stay", options.stay, "leave the board on when its scenario has been played");
   run->callback(RunBoard);

@@ -23,33 +23,42 @@ std::vector<std::string> Words(const std::string &line) {
   return words;
 }
 
+// What a board's folder holds besides its state and its lock.
+std::vector<std::filesystem::path> Content(const std::string &folder) {
+  std::vector<std::filesystem::path> content;
+  if (!std::filesystem::exists(folder)) return content;
+  for (const auto &entry : std::filesystem::directory_iterator(folder)) {
+    const std::string name = entry.path().filename();
+    if (name != "state" && name != "lock") content.push_back(entry.path());
+  }
+  return content;
+}
+
 void EmptyFolder(const std::string &folder) {
+  CheckFolder(folder);
   std::filesystem::create_directories(folder);
   // What is left of a board counts as one until its state is gone, last of all.
-  const std::filesystem::path state = folder + "/state", lock = folder + "/lock";
-  std::vector<std::filesystem::path> content;
-  for (const auto &entry : std::filesystem::directory_iterator(folder)) {
-    if (entry.path() != state && entry.path() != lock) content.push_back(entry.path());
-  }
-  if (!content.empty() && !IsBoard(folder)) {
-    throw std::runtime_error(folder +
-                             ": holds something that is no board of this version; remove "
-                             "it, or take another folder");
-  }
-  for (const auto &path : content) std::filesystem::remove_all(path);
-  std::filesystem::remove(state);
+  for (const auto &path : Content(folder)) std::filesystem::remove_all(path);
+  std::filesystem::remove(folder + "/state");
+}
+
+void PutProgram(const std::string &program, const std::string &place) {
+  std::filesystem::create_directories(std::filesystem::path(place).parent_path());
+  std::filesystem::create_symlink(std::filesystem::absolute(program), place);
 }
 
 void PutPrograms(Section &description, const std::string &programs) {
   for (const auto &[path, name] : description.Pairs("programs")) {
     const std::string program = programs + "/" + name;
-    if (!std::filesystem::exists(program)) {
-      description.Fail("programs", "needs " + program + ", which is not there");
+    if (!StaysBelow(name) || !std::filesystem::is_regular_file(program)) {
+      description.FailAt("programs", path, program + " is no program");
     }
-    const std::string place = RootPath(path);
-    if (!BelongsToBoard(path)) description.Fail("programs", "has '" + path + "', no board path");
-    std::filesystem::create_directories(std::filesystem::path(place).parent_path());
-    std::filesystem::create_symlink(std::filesystem::absolute(program), place);
+    if (!IsBoardPath(path)) description.FailAt("programs", path, "is no path of the board");
+    try {
+      PutProgram(program, RootPath(path));
+    } catch (const std::exception &error) {
+      description.FailAt("programs", path, error.what());
+    }
   }
 }
 
@@ -57,7 +66,7 @@ void Prepare(Section &description) {
   for (const std::string &line : description.Texts("prepare")) {
     try {
       Act(line);
-    } catch (const std::logic_error &error) {
+    } catch (const std::exception &error) {
       description.Fail("prepare", "has '" + line + "': " + error.what());
     }
   }
@@ -102,8 +111,11 @@ Plan MakeBoard(const std::string &path, const std::string &name, const std::stri
   CreateState(folder);
   Plan plan;
   plan.summary = description.Text("summary");
-  plan.speed = static_cast<uint32_t>(description.Number("speed", 1, 1, 100'000));
+  plan.speed = static_cast<uint32_t>(description.Number("speed", 1, 1, kMostSpeed));
   plan.start = description.Texts("start");
+  if (!plan.start.empty() && !IsBoardPath(plan.start[0])) {
+    description.Fail("start", "has '" + plan.start[0] + "', which is no path of the board");
+  }
   plan.scenario = description.Texts("scenario");
   CheckScenario(description, plan.scenario);
   SetSpeed(plan.speed);
@@ -118,6 +130,18 @@ Plan MakeBoard(const std::string &path, const std::string &name, const std::stri
   description.RefuseUnknownKeys();
   plan.json = description.AsJson();
   return plan;
+}
+
+void CheckFolder(const std::string &folder) {
+  if (folder.find_first_of(" :") != std::string::npos) {
+    // The loader splits the list of libraries there, and the program would run on the PC.
+    throw std::runtime_error(folder + ": a board's folder has no blank and no colon in its path");
+  }
+  if (!Content(folder).empty() && !IsBoard(folder)) {
+    throw std::runtime_error(folder +
+                             ": holds something that is no board of this version; remove "
+                             "it, or take another folder");
+  }
 }
 
 TemporaryFolder::TemporaryFolder() {

@@ -9,6 +9,8 @@
 
 namespace vboard {
 
+constexpr uint32_t kMostSpeed = 100'000;
+
 // What a description says besides the devices.
 struct Plan {
   std::string summary;
@@ -23,6 +25,10 @@ struct Plan {
 // key, before anything is started.
 Plan MakeBoard(const std::string &description, const std::string &folder,
                const std::string &programs);
+
+// Throws std::runtime_error for a folder that cannot hold a board: its path does not fit the
+// loader, or it holds something else. Nothing is made.
+void CheckFolder(const std::string &folder);
 
 // Makes a board's folder for a process's lifetime.
 class TemporaryFolder {

@@ -16,10 +16,8 @@ constexpr const char *kFolders[] = {"/opt/app/", "/opt/custom/", "/opt/sav/", "/
 void Make(Section &section) {
   for (const char *folder : kFolders) WriteFile(RootPath(folder), "");
   for (const auto &[name, text] : section.Pairs("root")) {
-    if (!name.starts_with('/') || !BelongsToBoard(name)) {
-      section.Fail("root", "has '" + name + "', which is no path of the board");
-    }
-    WriteFile(RootPath(name), text);
+    if (!IsBoardPath(name)) section.FailAt("root", name, "is no path of the board");
+    PutFile(section, "root", name, RootPath(name), text);
   }
 }
 

@@ -134,7 +134,7 @@ void Make(Section &section) {
     contents.push_back(MadeContent(partition, static_cast<size_t>(size), flash.sectorSize));
     const std::string folder = Folder() + "/disks/mtd" + std::to_string(unit) + "/";
     WriteFile(folder, "");
-    for (const auto &[name, text] : partition.Pairs("files")) WriteFile(folder + name, text);
+    PutFiles(partition, folder);
   }
   PutEnvironment(section, names, contents);
   for (size_t unit = 0; unit < contents.size(); ++unit) {

@@ -1,6 +1,8 @@
 // Physical memory behind /dev/mem: a sparse file with a byte for each physical address, which
 // programs map. What they store there is seen when the page is compared with a copy: at the
 // next event and when it is unmapped. A store of the value that is there already stays unseen.
+#include <errno.h>
+#include <fcntl.h>
 #include <pthread.h>
 #include <signal.h>
 #include <string.h>
@@ -126,7 +128,21 @@ void Settle() {
   } while (stores.Full());
 }
 
+// Has the PC's disk hold this part of the memory: a page without room on the disk would kill the
+// program that stores into it. 0 or an errno value.
+int Reserve(int64_t offset, size_t length) {
+  const int fd = real::open(RootPath("/dev/mem").c_str(), O_RDWR | O_CLOEXEC);
+  if (fd < 0) return errno;
+  const int error = posix_fallocate(fd, offset, static_cast<off_t>(length));
+  real::close(fd);
+  return error;
+}
+
 void *Map(int fd, void *address, size_t length, int protection, int flags, int64_t offset) {
+  if (const int error = Reserve(offset, length)) {
+    errno = error;
+    return MAP_FAILED;
+  }
   void *memory = real::map(address, length, protection, flags, fd, offset);
   if (memory == MAP_FAILED) return memory;
   const Guard guard;

@@ -5,6 +5,7 @@
 // A disk can hold one vfat file system, on its first partition or, where it has none, on the
 // whole of it. When a mounted disk is pulled, opening its files fails, and what a program
 // still writes to files that it has open is lost.
+#include <ctype.h>
 #include <errno.h>
 #include <linux/hdreg.h>
 #include <string.h>
@@ -148,6 +149,7 @@ void SeverContent(const Disk &disk) {
 }
 
 void Pull(Disk &disk) {
+  const Lock lock;
   disk.planned = {};
   if (!disk.plugged) return;
   Vanish(disk);
@@ -175,9 +177,14 @@ bool ReadKind(Section &section) {
 void MakeDisk(Section &section, ScsiState &state) {
   if (state.count == kMostDisks) section.Fail("name", "is one disk too many");
   Disk &disk = state.disks[state.count];
-  const std::string letter = section.Text("letter");
-  if (letter.size() != 1) section.Fail("letter", "has to be one character");
-  Store(disk.name, section.Text("name"));
+  const std::string letter = section.Text("letter"), name = section.Text("name");
+  if (letter.size() != 1 || isalnum(static_cast<unsigned char>(letter[0])) == 0) {
+    section.Fail("letter", "has to be one letter or digit");
+  }
+  if (!StaysBelow(name) || name.find('/') != name.npos || name.size() >= sizeof disk.name) {
+    section.Fail("name", "has to be a file's name of at most 31 characters");
+  }
+  Store(disk.name, name);
   Store(disk.vendor, section.Text("vendor", "ATA"));
   disk.optical = ReadKind(section);
   Store(disk.node, (disk.optical ? "sr" : "sd") + letter);
@@ -192,9 +199,7 @@ void MakeDisk(Section &section, ScsiState &state) {
     if (strcmp(other.name, disk.name) == 0) section.Fail("name", "belongs to another disk");
   }
   WriteFile(ContentFolder(disk) + "/", "");
-  for (const auto &[name, text] : section.Pairs("files")) {
-    WriteFile(ContentFolder(disk) + "/" + name, text);
-  }
+  PutFiles(section, ContentFolder(disk));
   if (section.Flag("plugged", true)) Appear(disk);
   ++state.count;
 }
