@@ -19,6 +19,7 @@
 #include <thread>
 
 #include "tests/support/board_test.h"
+#include "tests/support/real_kernel.h"
 #include "vboard/machine.h"
 
 namespace {
@@ -344,6 +345,9 @@ TEST_F(VboardTest, PlannedFaultsHitTheirCall) {
     EXPECT_EQ(EIO, errno);
   }
   EXPECT_EQ(1, read(fds[0], &byte, 1));
+  // What the board itself reads is no program's call.
+  vboard::Act("fault always read /dev/mtd1 1 EIO");
+  EXPECT_EQ(0, mount("/dev/mtdblock1", "/opt/sav", "jffs2", 0, nullptr));
   EXPECT_EQ(-1, system("reboot"));
   EXPECT_EQ(vboard::Power::kOn, vboard::State().power);
   EXPECT_EQ(0, system("reboot"));
@@ -439,8 +443,33 @@ TEST_F(VboardTest, DescriptionsNameFileLineAndKey) {
       {"summary = \"s\"\n[gpio]\nnames = { \"1,8\" = \"LED\" }\n", ":3: 'names' has to hold lines"},
       {"summary = \"s\"\n[panel]\nscan = [[1, 2]]\n", ":3: 'scan' has to hold 5 rows"},
       {"base = \"board.toml\"\n", ":1: 'base' leads round in a circle"},
-      {"base = \"nowhere.toml\"\n", "nowhere.toml: cannot be read"},
-      {"summary = \"s\"\n[programs]\n\"/var/Vantor\" = \"nix\"\n", ":2: 'programs' needs "},
+      {"base = \"nowhere.toml\"\n", "/board.toml:1: 'base' needs "},
+      {"base = \".\"\n", ":1: 'base' needs "},
+      {"summary = \"s\"\nstart = [\"/sbin/../../x\"]\n", ":2: 'start' has '/sbin/../../x'"},
+      {"summary = \"s\"\n[programs]\n\"/var/Vantor\" = \"nix\"\n", ":3: 'programs' has "},
+      {"summary = \"s\"\n[programs]\n\"/var/Vantor\" = \"../bin\"\n", ":3: 'programs' has "},
+      {"summary = \"s\"\n[programs]\n\"/var/Vantor/../x\" = \"vboard\"\n", ":3: 'programs' has "},
+      {"summary = \"s\"\n[programs]\n\"/opt/a\" = \"vboard\"\n\"/opt/a/b\" = \"vboard\"\n",
+       ":4: 'programs' has '/opt/a/b': "},
+      {"summary = \"s\"\n[files.root]\n\"/opt/../../../x\" = \"\"\n", ":3: 'root' has "},
+      {"summary = \"s\"\n[files.root]\n\"/dev/ttyAMA0\" = \"\"\n", ":3: 'root' has "},
+      {"summary = \"s\"\n[[flash.partition]]\nname = \"a\"\nsize = 0x20000\nfiles.\"../../../x\" = "
+       "\"\"\n",
+       ":5: 'files' has "},
+      {"summary = \"s\"\n[[scsi.disk]]\nname = \"a\"\nletter = \"a\"\nhost = "
+       "1\nfiles.\"b/../../../../x\""
+       " = \"\"\n",
+       ":6: 'files' has "},
+      {"summary = \"s\"\n[[scsi.disk]]\nletter = \"a\"\nname = \"/../../../x\"\n",
+       ":4: 'name' has to be"},
+      {"summary = \"s\"\n[[scsi.disk]]\nname = \"a\"\nletter = \"/\"\n", ":4: 'letter' has to"},
+      // Such a program's file, which is the PC's, is not written through the link.
+      {"summary = \"s\"\nprepare = [\"stick plug a\"]\n[[scsi.disk]]\nname = \"a\"\nletter = "
+       "\"a\"\n"
+       "host = 1\nplugged = false\n[programs]\n\"/dev/sda\" = \"vboard\"\n",
+       ":2: 'prepare' has 'stick plug a'"},
+      {"summary = \"s\"\n# \u043a\nkey = '\u043a'\n\u043a = 1\n", ":4: outside of quotes"},
+      {"summary = \"s\"\n[ = 1\n", ":2: "},
       {"summary = \"s\"\nprepare = [\"dance\"]\n", ":2: 'prepare' has 'dance': no device"},
       {"summary = \"s\n", ":1: "},
   };
@@ -454,6 +483,9 @@ TEST_F(VboardTest, DescriptionsNameFileLineAndKey) {
     }
   }
   EXPECT_THROW(vboard::ReadDescription("/nowhere.toml"), vboard::DescriptionError);
+  for (const auto &entry : std::filesystem::directory_iterator(Folder())) {
+    EXPECT_THAT(entry.path().filename(), testing::AnyOf("board.toml", "board"));
+  }
 }
 
 TEST_F(VboardTest, DescriptionsCompleteEachOther) {
@@ -522,6 +554,7 @@ TEST_F(VboardTest, AMachineRunsUnmodifiedProgramsAndTheirChildren) {
   const vboard::Plan plan =
       StartingPlan("/bin/sh", {"-c",
                                "read line < /proc/mtd; echo $line; printf half; sleep 0; "
+                               "printf '\\0360.0 [1] sync\\n\\037\\036'; "
                                "echo x > /dev/mtd9; (exit 3); exit 4"});
   vboard::Open(vboard::Folder());  // the test itself is no program on the board
   vboard::Machine machine(plan);
@@ -533,7 +566,7 @@ TEST_F(VboardTest, AMachineRunsUnmodifiedProgramsAndTheirChildren) {
   for (const vboard::Line &line : machine.Lines()) {
     if (!line.event) console += line.text + "|";
   }
-  EXPECT_EQ(0U, console.find("dev: size erasesize name|half|")) << console;
+  EXPECT_EQ("dev: size erasesize name|half|\0360.0 [1] sync|\037\036|", console);
   EXPECT_FALSE(machine.WaitFor("nothing more comes", 30));
 }
 
@@ -670,6 +703,60 @@ TEST_F(VboardTest, SwitchingOffKillsNobodyElse) {
   EXPECT_EQ(0, kill(stranger, SIGKILL));
   EXPECT_EQ(0, read(ends[0], &byte, 1));
   close(ends[0]);
+}
+
+TEST_F(VboardTest, ATranscriptKeepsTheLastPartOfVeryMuch) {
+  UseBoard(test::SmallBoard(4, 0));
+  vboard::Open(vboard::Folder());
+  vboard::Transcript transcript({});
+  // Without a line feed, and nothing else.
+  for (const auto &[piece, length] : {std::pair('x', 20'000'000), {'\n', 500'000}}) {
+    transcript.TakeConsole(std::string(static_cast<size_t>(length), piece));
+    size_t size = 0;
+    for (const vboard::Line &line : transcript.Lines()) size += sizeof line + line.text.size();
+    EXPECT_LE(size, 17U << 20);
+  }
+  transcript.TakeConsole("the end\n");
+  EXPECT_TRUE(transcript.Find("the end"));
+  EXPECT_EQ("the end", transcript.Lines().at(transcript.Found() - 1).text);
+}
+
+// The command, on folders where there is no board.
+TEST_F(VboardTest, TheCommandRefusesWhatItCannotDo) {
+  vboard::WriteFile(Folder() + "/board.toml", "summary = \"s\"\n");
+  vboard::WriteFile(Folder() + "/foreign/file", "");
+  vboard::WriteFile(Folder() + "/empty/state", "");
+  const auto run = [this](std::string arguments) {
+    for (size_t at; (at = arguments.find('@')) != std::string::npos;) {
+      arguments.replace(at, 1, Folder());
+    }
+    return test::Shell("{ " PROGRAMS_FOLDER "/vboard " + arguments + "; echo $?; }");
+  };
+  struct {
+    const char *arguments;
+    const char *answer;
+  } const rows[] = {
+      {"--folder '@/a b' make @/board.toml", "no blank"},
+      {"--folder '@/a b' run @/board.toml", "no blank"},
+      {"--folder @/foreign make @/board.toml", "holds something"},
+      {"--folder @/empty state", "made by another version"},
+      {"--folder @/new run @/board.toml --speed 0", "--speed"},
+      {"--folder @/new run @/board.toml --speed 100001", "--speed"},
+      {"--folder @/new run @/board.toml --patience 0", "--patience"},
+      {"--folder @/new run @/board.toml --patience nan", "--patience"},
+  };
+  for (const auto &[arguments, answer] : rows) {
+    const std::string output = run(arguments);
+    EXPECT_NE(std::string::npos, output.find(answer)) << output;
+    EXPECT_THAT(output, testing::AnyOf(testing::EndsWith("\n1\n"), testing::EndsWith("\n2\n")));
+  }
+  EXPECT_FALSE(std::filesystem::exists(Folder() + "/a b"));
+  EXPECT_FALSE(std::filesystem::exists(Folder() + "/foreign/lock"));
+  if (!test::EnterNamespaces()) GTEST_SKIP() << "no full disk for the rest";
+  std::filesystem::create_directory(Folder() + "/full");
+  ASSERT_EQ(0, mount("none", (Folder() + "/full").c_str(), "tmpfs", 0, "size=8k"));
+  EXPECT_THAT(run("--folder @/full make @/board.toml"), testing::HasSubstr("No space left"));
+  EXPECT_EQ(0, umount((Folder() + "/full").c_str()));
 }
 
 }  // namespace

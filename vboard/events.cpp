@@ -1,8 +1,10 @@
 // The event log: one line an event, written in one piece, so that every process on the board
-// can add to it and a reader sees whole lines in the order in which things happened. Signal
+// can add to it and a reader sees whole lines in the order in which things happened. A mark on the
+// console says how long the log was when the next text came; see Transcript. Signal
 // handlers cause events too: nothing here takes memory from the heap.
 #include <errno.h>
 #include <fcntl.h>
+#include <inttypes.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <string.h>
@@ -12,44 +14,51 @@
 #include "vboard/board.h"
 #include "vboard/device.h"
 #include "vboard/real.h"
+#include "vboard/transcript.h"
 
 namespace vboard {
 namespace {
 
-// Opened for each event and closed again: programs on the board see no descriptor of ours.
-// A log that cannot be written must not change what the program on the board does.
-void Append(const char *path, int flags, const char *text, size_t length) {
-  const int fd = real::open(path, O_WRONLY | O_CLOEXEC | O_NOCTTY | flags);
-  if (fd < 0) return;
-  // Nobody waits for good for a terminal that nobody reads: its reader may be who writes here.
-  for (int attempt = 0; attempt < 100 && length > 0; ++attempt) {
-    const ssize_t written = real::write(fd, text, length);
-    if (written < 0 && errno != EAGAIN) break;
-    if (written < 0) real::sleep({0, 1'000'000});
-    if (written < 0) continue;
-    text += written;
-    length -= static_cast<size_t>(written);
-  }
+// Both files are opened for each event and closed again: programs on the board see no descriptor of
+// ours. A log that cannot be written must not change what the program on the board does.
+
+// The log's length up to and with the line, or -1.
+int64_t AppendToLog(const char *line, size_t length) {
+  const int fd = real::open(EventsPath(), O_WRONLY | O_APPEND | O_CLOEXEC);
+  if (fd < 0) return -1;
+  const bool whole = real::write(fd, line, length) == static_cast<ssize_t>(length);
+  const int64_t end = whole ? real::seek(fd, 0, SEEK_CUR) : -1;
   real::close(fd);
+  return end;
 }
 
-void Write(const char *format, va_list arguments) {
-  // The marks around the line tell the console's reader events from text.
-  char line[400] = "\x1e";
-  int length =
-      1 + snprintf(line + 1, sizeof line - 1, "%12.6f [%d] ", BoardTime(), ProcessNumber());
-  length +=
-      vsnprintf(line + length, sizeof line - 2 - static_cast<size_t>(length), format, arguments);
-  length = std::min(length, static_cast<int>(sizeof line) - 3);
-  std::replace_if(
-      line + 1, line + length, [](char c) { return c >= 0 && c < ' '; }, ' ');
-  line[length] = '\n';
-  line[length + 1] = '\x1f';
-  Append(EventsPath(), O_APPEND, line + 1, static_cast<size_t>(length));
-  if (State().console[0] != '\0') {
-    line[length] = '\x1f';
-    Append(State().console, O_NONBLOCK, line, static_cast<size_t>(length) + 1);
+// Nobody waits for good for a terminal that nobody reads: its reader may be who writes here. False
+// when it did not take the mark.
+bool MarkConsole(int64_t end) {
+  char mark[kMarkLength + 1];
+  snprintf(mark, sizeof mark, "%c%s%016" PRIx64, kMarkStart, State().mark, end);
+  const int fd = real::open(State().console, O_WRONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+  if (fd < 0) return true;  // nobody shows it any more
+  bool whole = false;
+  for (int attempt = 0; attempt < 100 && !whole; ++attempt) {
+    if (attempt > 0) real::sleep({0, 1'000'000});
+    whole = real::write(fd, mark, kMarkLength) == static_cast<ssize_t>(kMarkLength);
   }
+  real::close(fd);
+  return whole;
+}
+
+void Write(const char *text) {
+  char line[400];
+  const int whole =
+      snprintf(line, sizeof line, "%12.6f [%d] %s", BoardTime(), ProcessNumber(), text);
+  const int length = std::min(whole, static_cast<int>(sizeof line) - 1);
+  std::replace_if(
+      line, line + length, [](char c) { return c >= 0 && c < ' '; }, ' ');
+  line[length] = '\n';
+  const int64_t end = AppendToLog(line, static_cast<size_t>(length) + 1);
+  if (end < 0) State().logFailed = true;
+  if (end >= 0 && State().console[0] != '\0' && !MarkConsole(end)) State().unmarked = true;
 }
 
 }  // namespace
@@ -64,10 +73,12 @@ void Event(const char *format, ...) {
     }
     settling = false;
   }
+  char text[400];
   va_list arguments;
   va_start(arguments, format);
-  Write(format, arguments);
+  vsnprintf(text, sizeof text, format, arguments);
   va_end(arguments);
+  Write(text);
   errno = kept;
 }
 

@@ -100,7 +100,8 @@ void Machine::RequestStop(int signal) {
   stopSignal = signal;
 }
 
-Machine::Machine(Plan plan, Show show) : plan_(std::move(plan)), show_(std::move(show)) {
+Machine::Machine(Plan plan, Transcript::Show show)
+    : plan_(std::move(plan)), transcript_(std::move(show)) {
   AdoptOrphans();
   console_ = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
   char name[64] = "";
@@ -154,46 +155,16 @@ void Machine::StartCommand() {
   running_ = true;
 }
 
-void Machine::Finish(bool event) {
-  Line line;
-  line.event = event;
-  line.text = std::move(event ? event_ : text_);
-  (event ? event_ : text_).clear();
-  if (event) {
-    int length = 0;
-    if (sscanf(line.text.c_str(), "%lf [%d] %n", &line.time, &line.process, &length) == 2) {
-      line.text.erase(0, static_cast<size_t>(length));
-    }
-  }
-  if (show_) show_(line);
-  lines_.push_back(std::move(line));
-}
-
-void Machine::Take(char c) {
-  if (c == '\x1e') {
-    inEvent_ = true;
-    if (!text_.empty()) Finish(false);
-  } else if (c == '\x1f') {
-    inEvent_ = false;
-    Finish(true);
-  } else if (inEvent_) {
-    event_ += c;
-  } else if (c == '\n') {
-    Finish(false);
-  } else {
-    text_ += c;
-  }
-}
-
 void Machine::ReadConsole(int milliseconds) {
   pollfd descriptor = {console_, POLLIN, 0};
   for (int reads = 0; reads < kReadsPerTurn && poll(&descriptor, 1, milliseconds) > 0; ++reads) {
     char data[4096];
     const ssize_t length = read(console_, data, sizeof data);
     if (length <= 0) return;
-    std::for_each(data, data + length, [this](char c) { Take(c); });
+    transcript_.TakeConsole({data, static_cast<size_t>(length)});
     milliseconds = 0;
   }
+  if (State().unmarked.exchange(false)) transcript_.TakeEvents();
 }
 
 void Machine::Reap() {
@@ -210,12 +181,12 @@ void Machine::Reap() {
 }
 
 bool Machine::Quiet() {
-  const size_t seen = lines_.size() + text_.size();
+  const size_t seen = transcript_.Taken();
   for (int polls = 0; polls < kQuietPolls; ++polls) {
     ReadConsole(kPollMilliseconds);
     if (DescendantsCompute()) return false;
   }
-  return lines_.size() + text_.size() == seen;
+  return transcript_.Taken() == seen;
 }
 
 void Machine::FollowPower() {
@@ -231,6 +202,7 @@ void Machine::FollowPower() {
 
 void Machine::Step() {
   if (stopSignal != 0) throw Interrupted{stopSignal};
+  if (State().logFailed) throw std::runtime_error(Folder() + "/events: cannot be written");
   ReadConsole(kPollMilliseconds);
   Reap();
   for (const Device *device : Devices()) {
@@ -243,13 +215,13 @@ void Machine::Step() {
 bool Machine::WaitFor(const std::string &text, double seconds) {
   const auto end = After(seconds);
   for (;;) {
-    while (waited_ < lines_.size()) {
-      if (lines_[waited_++].text.find(text) != std::string::npos) return true;
-    }
+    if (transcript_.Find(text)) return true;
     if (Clock::now() >= end) return false;
     const bool ran = running_;
     Step();
-    if (!ran && !running_ && waited_ == lines_.size()) return false;
+    if (ran || running_) continue;
+    transcript_.TakeEvents();
+    return transcript_.Find(text);
   }
 }
 
@@ -280,9 +252,8 @@ void Machine::Stop() {
     while ((ended = waitpid(-1, &status, WNOHANG)) > 0) {
     }
   } while (ended == 0 && Clock::now() < end);
-  if (!text_.empty()) Finish(false);
-  inEvent_ = false;
-  event_.clear();
+  transcript_.TakeEvents();
+  transcript_.EndLine();
   running_ = false;
   command_ = -1;
   State().processGroup = 0;

@@ -4,22 +4,14 @@
 
 #include <sys/types.h>
 
-#include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "vboard/make.h"
+#include "vboard/transcript.h"
 
 namespace vboard {
-
-// A line as it came: what a program printed, or an event.
-struct Line {
-  bool event = false;
-  std::string text;  // without time, process and line feed
-  double time = 0;   // events: seconds of board time
-  int process = 0;   // events: the number of the process, 0 for the board itself
-};
 
 // What ends a machine from outside.
 struct Interrupted {
@@ -34,10 +26,8 @@ struct Interrupted {
 // board is under power: switching off ends them all.
 class Machine {
  public:
-  using Show = std::function<void(const Line &)>;
-
-  // Runs on the open board. Every line is kept, and shown as it comes.
-  explicit Machine(Plan plan, Show show = {});
+  // Runs on the open board. Every line is shown as it comes.
+  explicit Machine(Plan plan, Transcript::Show show = {});
   ~Machine();
   Machine(const Machine &) = delete;
   Machine &operator=(const Machine &) = delete;
@@ -59,32 +49,26 @@ class Machine {
   bool Running() const { return running_; }
   // Exit status of the command that the board's init ran, once it has ended; -1 before.
   int ExitStatus() const { return exitStatus_; }
-  const std::vector<Line> &Lines() const { return lines_; }
+  // What came; of very much the last part.
+  const std::vector<Line> &Lines() const { return transcript_.Lines(); }
   // How many of the lines came up to the last one waited for.
-  size_t Waited() const { return waited_; }
+  size_t Waited() const { return transcript_.Found(); }
 
  private:
   void StartCommand();
   void Step();
   void ReadConsole(int milliseconds);
-  void Take(char c);
-  void Finish(bool event);
   void Reap();
   void FollowPower();
   bool Quiet();
 
   Plan plan_;
-  Show show_;
+  Transcript transcript_;
   int console_ = -1;
   int terminal_ = -1;
   pid_t command_ = -1;
   bool running_ = false;
   int exitStatus_ = -1;
-  std::string text_;
-  std::string event_;
-  bool inEvent_ = false;
-  std::vector<Line> lines_;
-  size_t waited_ = 0;
 };
 
 }  // namespace vboard
