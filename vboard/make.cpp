@@ -133,10 +133,6 @@ Plan MakeBoard(const std::string &path, const std::string &name, const std::stri
 }
 
 void CheckFolder(const std::string &folder) {
-  if (folder.find_first_of(" :") != std::string::npos) {
-    // The loader splits the list of libraries there, and the program would run on the PC.
-    throw std::runtime_error(folder + ": a board's folder has no blank and no colon in its path");
-  }
   if (!Content(folder).empty() && !IsBoard(folder)) {
     throw std::runtime_error(folder +
                              ": holds something that is no board of this version; remove "

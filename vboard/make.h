@@ -26,8 +26,7 @@ struct Plan {
 Plan MakeBoard(const std::string &description, const std::string &folder,
                const std::string &programs);
 
-// Throws std::runtime_error for a folder that cannot hold a board: its path does not fit the
-// loader, or it holds something else. Nothing is made.
+// Throws std::runtime_error for a folder that holds something else than a board. Nothing is made.
 void CheckFolder(const std::string &folder);
 
 // Makes a board's folder for a process's lifetime.
