@@ -86,7 +86,7 @@ class Bench:
         guest = self.run(['exec', '/bin/sh', '-c', 'echo here; sleep 1000'])
         assert guest.stdout.readline() == 'here\n'
         subprocess.run(self.vboard + ['power', 'cut'], check=True)
-        assert guest.wait(PATIENCE) == 128 + signal.SIGKILL
+        assert guest.wait(PATIENCE) == -signal.SIGKILL
         process.terminate()
         process.wait(PATIENCE)
 

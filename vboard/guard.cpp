@@ -32,15 +32,15 @@ sigset_t Watched() {
 }
 
 // Takes leave of children that have ended. True when the one of this number was among them, with
-// its exit status; `left` says whether there are others.
-bool Reap(pid_t child, int *exitStatus, bool *left) {
+// its wait status; `left` says whether there are others.
+bool Reap(pid_t child, int *childStatus, bool *left) {
   bool found = false;
   int status = 0;
   pid_t id = 0;
   while ((id = waitpid(-1, &status, WNOHANG)) > 0) {
     if (id != child) continue;
     found = true;
-    *exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    *childStatus = status;
   }
   *left = id == 0;
   return found;
@@ -51,13 +51,27 @@ struct Duty {
   std::function<bool()> over;
 };
 
+// Ends as the child did, whose core is not to be overwritten with this process's.
+[[noreturn]] void EndAs(int status) {
+  if (WIFSIGNALED(status)) {
+    prctl(PR_SET_DUMPABLE, 0);
+    signal(WTERMSIG(status), SIG_DFL);
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, WTERMSIG(status));
+    sigprocmask(SIG_UNBLOCK, &set, nullptr);
+    raise(WTERMSIG(status));
+  }
+  _exit(WEXITSTATUS(status));
+}
+
 // The child's number is its own until it has been reaped here.
 [[noreturn]] void Guard(pid_t child, const Duty &duty) {
   const sigset_t watched = Watched();
-  int exitStatus = 128 + SIGKILL;
+  int status = SIGKILL;  // of a child that does not end in time
   bool left = true, early = true;
   auto end = Clock::time_point::max();
-  while (!Reap(child, &exitStatus, &left) && Clock::now() < end && !(duty.over && duty.over())) {
+  while (!Reap(child, &status, &left) && Clock::now() < end && !(duty.over && duty.over())) {
     siginfo_t sent = {};
     const timespec none = {};
     const int number = sigtimedwait(&watched, &sent, early ? &none : &kPause);
@@ -70,10 +84,10 @@ struct Duty {
   }
   for (end = Clock::now() + kLongestKill; left && Clock::now() < end;) {
     SignalDescendants(SIGKILL);
-    Reap(child, &exitStatus, &left);
+    Reap(child, &status, &left);
     if (left) sigtimedwait(&watched, nullptr, &kPause);
   }
-  _exit(exitStatus);
+  EndAs(status);
 }
 
 // Goes on in a child, which hears of this process's end by SIGTERM.

@@ -5,10 +5,11 @@
 
 namespace vboard {
 
-// Divides this process into three and returns in the last one, whose exit status becomes that of
-// the first. Each of the other two waits for the next one, hands signals on to it, and kills
-// whatever is left of its descendants. The middle one, the keeper, has a process group and a name
-// of its own: what is sent to "vboard", or to the group of the first and the last, leaves it alone.
+// Divides this process into three and returns in the last one; the first ends as that one does,
+// by the same signal, too. Each of the other two waits for the next one, hands signals on to it,
+// and kills whatever is left of its descendants. The middle one, the keeper, has a process group
+// and a name of its own: what is sent to "vboard", or to the group of the first and the last,
+// leaves it alone.
 //
 // Signals that end a process wait from here until ReleaseSignals, so that none is lost before the
 // caller has its handlers. The keeper ends everything, too, once `over` is true; it asks many
