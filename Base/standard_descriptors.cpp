@@ -1,11 +1,16 @@
 #include "Base/standard_descriptors.h"
 
 #include <errno.h>
+#include <string.h>
 #include <unistd.h>
 
 namespace base {
+namespace {
 
-unsigned OpenStandardDescriptors() {
+// The program itself has seen to its standard descriptors.
+bool seenTo = false;
+
+unsigned FillGaps() {
   unsigned closed = 0;
   int fd = open("/dev/null", O_RDWR);
   for (; fd >= 0 && fd <= STDERR_FILENO; fd = open("/dev/null", O_RDWR)) closed |= 1U << fd;
@@ -13,11 +18,20 @@ unsigned OpenStandardDescriptors() {
   return closed;
 }
 
+}  // namespace
+
+unsigned OpenStandardDescriptors() {
+  seenTo = true;
+  return FillGaps();
+}
+
 int Open(const char *path, int flags, mode_t mode) {
+  if (!seenTo && (flags & O_ACCMODE) != O_RDONLY) FillGaps();
   return MoveAboveStandard(open(path, flags | O_CLOEXEC, mode));
 }
 
 FILE *OpenFile(const char *path, const char *mode) {
+  if (!seenTo && strcmp(mode, "re") != 0) FillGaps();
   FILE *file = fopen(path, mode);
   if (file == nullptr || fileno(file) > STDERR_FILENO) return file;
   const int fd = fcntl(fileno(file), F_DUPFD_CLOEXEC, STDERR_FILENO + 1);

@@ -8,11 +8,13 @@
 
 namespace base {
 
-// Opens /dev/null in place of each standard descriptor that is closed. The first thing that a
-// program does. Returns which ones were closed: bit n for descriptor n.
+// Opens /dev/null in place of each standard descriptor that is closed, and leaves it there. The
+// first thing that a program does. Returns which ones were closed: bit n for descriptor n.
 unsigned OpenStandardDescriptors();
 
-// As open, but close-on-exec and never as a standard descriptor.
+// As open, but close-on-exec and never as a standard descriptor. Before it opens anything that can
+// be written to, it does what OpenStandardDescriptors does, unless the program has: afterwards
+// would be too late, for another thread, or a signal's handler, may print at any moment.
 int Open(const char *path, int flags, mode_t mode = 0);
 
 // As fopen, the same way; a mode is "r", "w" or "r+" and so on with "e" behind it.

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <limits>
 
 #include "System/clock.h"
 #include "System/i2c.h"
@@ -135,6 +136,8 @@ int32_t Synchronise() {
   }
   if (before % 2 != 0 || chipSettings != before) return 0;
   int64_t time = ChipTime(registers);
+  // mktime has no such time either.
+  if (time > std::numeric_limits<time_t>::max()) time = -1;
   // The kernel refuses a -1, which the minutes would make a time of 1970.
   if (time >= 0) time += int64_t{KernelMinutesWest()} * 60;
   const timespec clock = {static_cast<time_t>(time), 0};

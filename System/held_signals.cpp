@@ -1,5 +1,6 @@
 #include "System/held_signals.h"
 
+#include <errno.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,12 +13,22 @@ namespace {
 constexpr int kHeld[] = {SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGTERM};
 
 // Which of them came, in the same order.
-std::atomic<bool> came[std::size(kHeld)];
+std::atomic<int> came[std::size(kHeld)];
+std::atomic<int> holding{0};
 
-// Any thread's, so it only notes the signal.
+// The holder and the handler that another thread still runs may both come here: one of them sends.
+void SendAgain(size_t held) {
+  int yes = 1;
+  if (came[held].compare_exchange_strong(yes, 0)) kill(getpid(), kHeld[held]);
+}
+
+// Runs in any thread, and may end only when the holder has gone.
 void Note(int number) {
-  const auto held = std::find(std::begin(kHeld), std::end(kHeld), number);
-  came[held - std::begin(kHeld)].store(true, std::memory_order_relaxed);
+  const int error = errno;
+  const auto held = static_cast<size_t>(std::ranges::find(kHeld, number) - std::begin(kHeld));
+  came[held] = 1;
+  if (holding == 0) SendAgain(held);
+  errno = error;
 }
 
 }  // namespace
@@ -28,9 +39,12 @@ HeldSignals::HeldSignals() {
   note.sa_handler = Note;
   note.sa_flags = SA_RESTART;
   sigfillset(&note.sa_mask);
+  holding = 1;
   for (size_t i = 0; i < kCount; ++i) {
-    came[i].store(false, std::memory_order_relaxed);
-    sigaction(kHeld[i], &note, &before_[i]);
+    sigaction(kHeld[i], nullptr, &before_[i]);
+    // One that the process ignores does no harm; a handler would interrupt what other threads wait
+    // for.
+    if (before_[i].sa_handler != SIG_IGN) sigaction(kHeld[i], &note, nullptr);
   }
 }
 
@@ -38,9 +52,8 @@ HeldSignals::HeldSignals() {
 // past this place.
 HeldSignals::~HeldSignals() {
   for (size_t i = 0; i < kCount; ++i) sigaction(kHeld[i], &before_[i], nullptr);
-  for (size_t i = 0; i < kCount; ++i) {
-    if (came[i].load(std::memory_order_relaxed)) kill(getpid(), kHeld[i]);
-  }
+  holding = 0;
+  for (size_t i = 0; i < kCount; ++i) SendAgain(i);
 }
 
 }  // namespace boot

@@ -69,7 +69,11 @@ bool ChipTime(int64_t shown, int64_t *chip) {
     UsageError("the clocks of this time zone skip that time");
     return false;
   }
-  LocalTime(shown, 0, &standard);
+  LocalTime(shown, 0, &standard);  // in daylight saving another time is shown for it
+  if (standard == -1) {
+    UsageError("this time zone has no standard time for that time");
+    return false;
+  }
   *chip = shown - (standard - time);
   const int year = Fields(*chip).tm_year;
   if (year >= 100 && year < 200) return true;

@@ -34,7 +34,8 @@ class NetworkBackup {
   bool Take(const char *interfaceName);
 
   // The settings file, the clock chip's copy, the live interface and the routes of all interfaces.
-  // What has not changed is not touched. False when not everything could be put back.
+  // Files and chip memory that have not changed are not touched. Secondary addresses, and a
+  // broadcast address of one's own, are not put back. False when not everything could be put back.
   bool PutBack() const;
 
  private:

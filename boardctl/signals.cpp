@@ -15,6 +15,11 @@ void Catch(void (*handler)(int number)) {
   for (const int number : kEnding) {
     if (signal(number, handler) == SIG_IGN) signal(number, SIG_IGN);
   }
+  for (int number = SIGRTMIN; number <= SIGRTMAX; ++number) signal(number, handler);
+  // The library's timer has a handler of its own, where the clock chip's bus is open.
+  struct sigaction alarm = {};
+  sigaction(SIGALRM, nullptr, &alarm);
+  if (alarm.sa_handler == SIG_DFL) signal(SIGALRM, handler);
   for (const int number : kStopping) signal(number, SIG_IGN);
 }
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <fstream>
 #include <set>
 #include <thread>
 
@@ -95,7 +96,7 @@ TEST_F(FrontThreadsTest, RecordsOfAnotherSizeAreDropped) {
     test::Thread scanner(FrontScanProc);
     Send(1, 1);
     std::string events = ReadKey();
-    vboard::WriteFile(vboard::RootPath("/dev/Hi_IR"), "short");
+    std::ofstream(vboard::RootPath("/dev/Hi_IR")) << "short";
     WaitForReader();
     Send(2, 0);
     events += " " + ReadKey();

@@ -20,8 +20,10 @@
  *
  * From the erase to the end of the write SIGHUP, SIGINT, SIGQUIT, SIGPIPE and SIGTERM are held back
  * for the whole process: one that comes meanwhile, to whatever thread, is sent to the process again
- * afterwards, as by kill(2). No other thread may change what the process does about them with
- * sigaction(2) while a set runs. Nothing holds back SIGKILL or an exit of the process.
+ * before the set returns, as by kill(2); a handler may neither use these operations nor leave by
+ * siglongjmp(3) or exit(3). No other thread may change what the process does about them while a set
+ * runs, be it with sigaction(2) or with system(3), which some operations of libsys/network.h use.
+ * Nothing holds back SIGKILL or an exit of the process.
  */
 #ifndef LIBSYS_BOOT_H
 #define LIBSYS_BOOT_H
