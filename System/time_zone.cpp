@@ -47,7 +47,7 @@ class Offsets {
   Offset At(int64_t time) const {
     const auto later = [](int64_t moment, const Change &change) { return moment < change.time; };
     const auto next = std::upper_bound(Changes().begin(), Changes().end(), time, later);
-    return Before(static_cast<size_t>(next - Changes().begin()));
+    return next == Changes().begin() ? first_ : (next - 1)->offset;
   }
   std::span<const Change> Changes() const { return std::span(changes_).first(count_); }
 
