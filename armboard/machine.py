@@ -43,6 +43,7 @@ class Machine:
         self.console, self.events = [], []
         self.last = collections.deque(maxlen=LAST_LINES)
         self.news, self.answers, self.qmp_answers = queue.Queue(), queue.Queue(), queue.Queue()
+        self.questions = 0  # each answer bears its question's number: one may come too late
         self.qemu = None
         self.started = False
         self.broken = None  # what the kernel said when it failed
@@ -170,9 +171,12 @@ class Machine:
             self.show(True, line, time.monotonic() - self.begin)
 
     def qmp(self, execute, **arguments):
-        message = json.dumps({'execute': execute, 'arguments': arguments})
+        self.questions += 1
+        message = json.dumps({'execute': execute, 'arguments': arguments, 'id': self.questions})
         self.links['qmp'].sendall(message.encode() + b'\n')
-        answer = self.come(self.qmp_answers, time.monotonic() + ANSWER, execute + ': no answer')
+        end, answer = time.monotonic() + ANSWER, {}
+        while answer.get('id') != self.questions:
+            answer = self.come(self.qmp_answers, end, execute + ': no answer')
         if 'error' in answer:
             raise Failure('%s: %s' % (execute, answer['error']['desc']))
         return answer['return']
@@ -200,10 +204,13 @@ class Machine:
         return self.ask('shell ' + command + '; echo "status $?"', seconds)
 
     def ask(self, question, seconds=ANSWER):
-        self.links['commands'].sendall(question.encode() + b'\n')
+        self.questions += 1
+        self.links['commands'].sendall(b'%d %s\n' % (self.questions, question.encode()))
         end, lines = time.monotonic() + seconds, []
         while True:
             line = self.come(self.answers, end, "'%s': the board does not answer" % question)
-            if line == '.':
+            head, _, text = line.partition(' ')
+            if head == '%d.' % self.questions:
                 return lines
-            lines.append(line[2:])
+            if head == '%d>' % self.questions:
+                lines.append(text)

@@ -199,8 +199,9 @@ class RealKernelTest(BoardTest):
         board = self.start('direct')
         board.qmp('stop')
         with self.assertRaisesRegex(armboard.Failure, '(?s)does not answer.*recorder: running'):
-            board.shell('true', seconds=1)
+            board.shell('echo late', seconds=1)
         board.qmp('cont')
+        self.assertEqual(['in time'], self.run_on(board, 'echo in time'))
         board.shell('(sleep 1; echo c >/proc/sysrq-trigger) >/dev/null 2>&1 & true')
         with self.assertRaisesRegex(armboard.Failure, 'Kernel panic'):
             board.wait('never')
