@@ -30,6 +30,15 @@ ONLY_VIRTUAL = ('wait uart', 'power hang')
 ON_BOARD = ('key', 'gpio', 'ir', 'temperature', 'clock', 'flash')
 
 
+def output(*command, **options):
+    """What a program of the PC prints, or a failure with what it complains about."""
+    result = subprocess.run(command, capture_output=True, **options)
+    if result.returncode != 0:
+        raise Failure('%s failed: %s' % (os.path.basename(command[0]),
+                                         result.stderr.decode('utf-8', 'replace').strip()))
+    return result.stdout
+
+
 def lines_of(rows):
     return ','.join('.'.join(str(number) for number in row) for row in rows)
 
@@ -43,15 +52,12 @@ class Board(Machine):
         self.folder, self.programs, self.options = folder, programs, list(options)
         self.tools = [os.path.join(programs, 'boardctl'), *tools]
         self.files = files or {}
-        super().__init__(show)
         path = os.path.join(ROOT, 'boards', name + '.toml')
         self.made = os.path.join(folder, 'made')
         os.makedirs(folder, exist_ok=True)
-        subprocess.run([VBOARD, '--folder', self.made, '--programs', programs, 'make', path],
-                       check=True, stdout=subprocess.DEVNULL)
-        self.description = json.loads(
-            subprocess.run([VBOARD, '--programs', programs, 'describe', path], check=True,
-                           capture_output=True).stdout)
+        output(VBOARD, '--folder', self.made, '--programs', programs, 'make', path)
+        self.description = json.loads(output(VBOARD, '--programs', programs, 'describe', path))
+        super().__init__(show)
 
     # ---- What the board starts with ----
 
@@ -67,9 +73,9 @@ class Board(Machine):
 
     def jffs2(self, folder, size):
         image = os.path.join(self.folder, 'jffs2')
-        subprocess.run(['mkfs.jffs2', '-l', '-q', '-r', folder,
-                        '-e', hex(self.description['flash']['sector_size']),
-                        '--pad=%#x' % size, '-o', image], check=True)
+        output('mkfs.jffs2', '-l', '-q', '-r', folder,
+               '-e', hex(self.description['flash']['sector_size']),
+               '--pad=%#x' % size, '-o', image)
         with open(image, 'rb') as file:
             return file.read()
 
@@ -129,9 +135,8 @@ class Board(Machine):
                 file.write(text + '\n')
         with open(os.path.join(tree, 'board/flash'), 'wb') as file:
             file.writelines(self.records(image))
-        names = subprocess.run(['find', '.'], cwd=tree, capture_output=True, check=True).stdout
-        cpio = subprocess.run(['cpio', '-o', '-H', 'newc', '--quiet'], cwd=tree, input=names,
-                              capture_output=True, check=True).stdout
+        names = output('find', '.', cwd=tree)
+        cpio = output('cpio', '-o', '-H', 'newc', '--quiet', cwd=tree, input=names)
         path = os.path.join(self.folder, 'initrd')
         with open(path, 'wb') as file, open(os.path.join(STATIC, 'base.cpio'), 'rb') as base:
             file.write(base.read() + cpio)
@@ -171,12 +176,11 @@ class Board(Machine):
                 file.write(table.ljust(64, b'\0') + b'\x55\xaa')
         if disk['vendor'] != 'ATA' and disk['mounts']:
             start, size = partitions[0][1:] if partitions else (0, disk['size'])
-            subprocess.run(['mkfs.vfat', '-F', '32', '--offset', str(start), path, str(size // 2)],
-                           check=True, stdout=subprocess.DEVNULL)
+            output('mkfs.vfat', '-F', '32', '--offset', str(start), path, str(size // 2))
             content = os.path.join(self.made, 'disks/scsi-' + disk['name'])
             for name in os.listdir(content):
-                subprocess.run(['mcopy', '-s', '-i', '%s@@%d' % (path, start * 512),
-                                os.path.join(content, name), '::'], check=True)
+                output('mcopy', '-s', '-i', '%s@@%d' % (path, start * 512),
+                       os.path.join(content, name), '::')
         return path
 
     def file_on(self, disk_name, name):
@@ -227,7 +231,7 @@ class Board(Machine):
             self.wait(step[5:])
         elif words[0] in ('frontboard', 'mcu') and words[1] == 'send':
             port = 'uart2' if words[0] == 'frontboard' else 'uart1'
-            self.links[port].sendall(bytes.fromhex(words[2]))
+            self.send(port, bytes.fromhex(words[2]))
         elif words[:2] == ['stick', 'pull']:
             self.qmp('device_del', id=words[2])
         elif words[:2] == ['stick', 'plug']:
@@ -249,17 +253,11 @@ class Board(Machine):
                      if step.startswith(ONLY_VIRTUAL)), None)
 
 
-def main():
-    parser = argparse.ArgumentParser(description='Boots a board in QEMU and plays its scenario.')
-    parser.add_argument('name', help='a board of boards/')
-    parser.add_argument('--stay', action='store_true', help='leave the board on (Ctrl-C ends it)')
-    parser.add_argument('--programs', default=os.path.join(ROOT, 'build/arm/bin'))
-    options = parser.parse_args()
+def show(event, line, seconds):
+    print('%12.3f  %s' % (seconds, line) if event else '%-14s|  %s' % ('', line), flush=True)
 
-    def show(event, line, seconds):
-        print('%12.3f  %s' % (seconds, line) if event else '%-14s|  %s' % ('', line), flush=True)
 
-    signal.signal(signal.SIGTERM, lambda *unused: sys.exit(1))
+def run(options):
     with tempfile.TemporaryDirectory() as folder:
         with Board(options.name, folder, options.programs, show=show) as board:
             if board.only_virtual():
@@ -269,17 +267,29 @@ def main():
             print(board.description['summary'] + '\nLeft of the bar: what happens on the board '
                   'and the second. Right of it: its console.\n')
             board.boot()
-            try:
-                board.play()
-                while options.stay:
-                    time.sleep(1)
-            except Failure as failure:
-                print(failure)
-                return 1
-            except KeyboardInterrupt:
-                pass
-    print('\nThe board was switched off.')
+            board.play()
+            if options.stay:
+                board.stay()
     return 0
+
+
+def main():
+    parser = argparse.ArgumentParser(description='Boots a board in QEMU and plays its scenario.')
+    parser.add_argument('name', help='a board of boards/')
+    parser.add_argument('--stay', action='store_true', help='leave the board on (Ctrl-C ends it)')
+    parser.add_argument('--programs', default=os.path.join(ROOT, 'build/arm/bin'))
+    options = parser.parse_args()
+    signal.signal(signal.SIGTERM, lambda *unused: sys.exit(1))
+    try:
+        status = run(options)
+    except Failure as failure:
+        print(failure)
+        return 1
+    except KeyboardInterrupt:
+        status = 0
+    if status == 0:
+        print('\nThe board was switched off.')
+    return status
 
 
 if __name__ == '__main__':

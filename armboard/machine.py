@@ -3,6 +3,7 @@
 import collections
 import ctypes
 import json
+import math
 import os
 import queue
 import select
@@ -44,7 +45,7 @@ class Machine:
         self.last = collections.deque(maxlen=LAST_LINES)
         self.news, self.answers, self.qmp_answers = queue.Queue(), queue.Queue(), queue.Queue()
         self.questions = 0  # each answer bears its question's number: one may come too late
-        self.qemu = None
+        self.qemu = self.follower = None
         self.started = False
         self.broken = None  # what the kernel said when it failed
 
@@ -63,19 +64,20 @@ class Machine:
         for name in self.CHANNELS:
             command += ['-chardev', 'socket,id=%s,path=%s' % (name, path(name)),
                         '-device', 'virtserialport,chardev=%s,name=%s' % (name, name)]
+        self.links = {}
         self.qemu = subprocess.Popen(command, stdin=subprocess.DEVNULL,
                                      env=dict(os.environ, QEMU_AUDIO_DRV='none'),
                                      preexec_fn=die_with_parent,
                                      stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
         self.started, self.broken, self.boots, self.begin = False, None, 0, time.monotonic()
         self.power_on()
-        self.links = {}
         for name, listener in listeners.items():
             self.links[name] = self.accept(listener)
             listener.close()
             os.unlink(path(name))
-        self.follower = threading.Thread(target=self.follow, daemon=True)
-        self.follower.start()
+        follower = threading.Thread(target=self.follow, daemon=True)
+        follower.start()
+        self.follower = follower
         self.qmp('qmp_capabilities')
 
     def accept(self, listener):
@@ -95,6 +97,7 @@ class Machine:
             qemu, self.qemu = self.qemu, None
             qemu.kill()
             qemu.communicate()
+        if self.follower is not None:
             self.follower.join()
         for link in self.links.values():
             link.close()
@@ -170,10 +173,16 @@ class Machine:
         if self.show:
             self.show(True, line, time.monotonic() - self.begin)
 
+    def send(self, link, data):
+        try:
+            self.links[link].sendall(data)
+        except (BrokenPipeError, ConnectionResetError):
+            raise self.failure('QEMU ended') from None
+
     def qmp(self, execute, **arguments):
         self.questions += 1
         message = json.dumps({'execute': execute, 'arguments': arguments, 'id': self.questions})
-        self.links['qmp'].sendall(message.encode() + b'\n')
+        self.send('qmp', message.encode() + b'\n')
         end, answer = time.monotonic() + ANSWER, {}
         while answer.get('id') != self.questions:
             answer = self.come(self.qmp_answers, end, execute + ': no answer')
@@ -197,7 +206,15 @@ class Machine:
             except queue.Empty:
                 if time.monotonic() >= end:
                     break
-        raise Failure('\n    '.join([self.broken or otherwise, *self.last]))
+        raise self.failure(self.broken or otherwise)
+
+    def failure(self, reason):
+        return Failure('\n    '.join([reason, *self.last]))
+
+    def stay(self):
+        """Leaves it on; that it breaks is a failure."""
+        while True:
+            self.come(self.news, math.inf, '')
 
     def shell(self, command, seconds=ANSWER):
         """What a shell command on the board prints; its exit status stands in the last line."""
@@ -205,7 +222,7 @@ class Machine:
 
     def ask(self, question, seconds=ANSWER):
         self.questions += 1
-        self.links['commands'].sendall(b'%d %s\n' % (self.questions, question.encode()))
+        self.send('commands', b'%d %s\n' % (self.questions, question.encode()))
         end, lines = time.monotonic() + seconds, []
         while True:
             line = self.come(self.answers, end, "'%s': the board does not answer" % question)

@@ -5,6 +5,7 @@ import json
 import os
 import re
 import shutil
+import signal
 import struct
 import subprocess
 import sys
@@ -207,8 +208,19 @@ class RealKernelTest(BoardTest):
             board.wait('never')
         board.qemu.kill()
         board.follower.join()
-        with self.assertRaisesRegex(armboard.Failure, 'QEMU ended'):
-            board.wait('never')
+        for use in (board.stay, lambda: board.shell('true')):
+            with self.assertRaisesRegex(armboard.Failure, 'QEMU ended'):
+                use()
+
+    def test_a_board_left_on_ends_with_its_machine(self):
+        process = subprocess.Popen(['python3', 'armboard/board.py', 'direct', '--stay'], cwd=ROOT,
+                                   stdout=subprocess.PIPE, text=True)
+        self.addCleanup(process.kill)
+        self.assertTrue(any('recorder: running' in line for line in process.stdout))
+        with open('/proc/%d/task/%d/children' % (process.pid, process.pid)) as children:
+            os.kill(int(children.read()), signal.SIGKILL)
+        self.assertIn('QEMU ended\n', process.communicate(timeout=armboard.PATIENCE)[0])
+        self.assertEqual(1, process.returncode)
 
     def test_network(self):
         board = self.start('direct')
@@ -349,6 +361,23 @@ class ToolTest(unittest.TestCase):
                 result = subprocess.run(command.split(), cwd=ROOT, capture_output=True, text=True)
                 self.assertNotEqual(0, result.returncode)
                 self.assertIn(reason, result.stderr)
+
+    def test_a_board_that_does_not_boot_says_why(self):
+        with tempfile.TemporaryDirectory() as folder:
+            qemu = os.path.join(folder, 'qemu-system-arm')
+            for script, programs, status, said in (
+                    ('', '/none', 1, 'vboard failed: .*/none'),
+                    ('echo out of memory >&2; exit 1', PROGRAMS, 1, 'not start: out of memory'),
+                    ('kill -INT $PPID; exec sleep 60', PROGRAMS, 0, 'was switched off')):
+                with open(qemu, 'w') as file:
+                    file.write('#!/bin/sh\n' + script)
+                os.chmod(qemu, 0o755)
+                result = subprocess.run(
+                    ['env', '--default-signal=INT', 'python3', 'armboard/board.py', 'direct',
+                     '--programs', programs], cwd=ROOT, capture_output=True, text=True,
+                    env=dict(os.environ, PATH=folder + ':' + os.environ['PATH']))
+                self.assertEqual((status, ''), (result.returncode, result.stderr))
+                self.assertRegex(result.stdout, said)
 
     def test_a_description_is_complete(self):
         with tempfile.NamedTemporaryFile(mode='w', suffix='.toml') as file:
