@@ -1,11 +1,14 @@
 // The virtual board's own test. No product code takes part in it.
 #include <dirent.h>
 #include <errno.h>
+#include <limits.h>
 #include <mtd/mtd-user.h>
+#include <sched.h>
 #include <signal.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/select.h>
 #include <sys/wait.h>
 
@@ -186,6 +189,19 @@ TEST_F(VboardTest, PowerGoesBeforeInsideAndAfterAnOperation) {
     EXPECT_EQ(0, Erase(fd, 0, 0x10000));
     close(fd);
   }
+}
+
+// A process group that is outside of the program's own process table has the number 0 there.
+TEST_F(VboardTest, PowerGoesForNobodyBesideTheBoard) {
+  UseBoard(test::SmallBoard(4, 0));
+  const test::Child child = test::InChild([] {
+    setpgid(0, 0);
+    if (unshare(CLONE_NEWUSER | CLONE_NEWPID) != 0) return 1;
+    if (fork() == 0) vboard::CutPower();
+    return wait(nullptr) > 0 ? 0 : 2;
+  });
+  if (child.exitStatus == 1) GTEST_SKIP() << "no process table of one's own";
+  EXPECT_EQ(0, child.exitStatus);
 }
 
 TEST_F(VboardTest, DescriptorsKeepTheirDeviceThroughCopies) {

@@ -25,6 +25,7 @@ struct Process {
   Shared *state = nullptr;
   bool attached = false;
 };
+};
 
 // Never destroyed: the program's exit is the last event. Made on first use, which may be before
 // this library's own start.
@@ -98,6 +99,7 @@ void ForgetDeadMachine() {
   Shared &state = State();
   if (state.machine.number == 0 || MachineRuns()) return;
   state.machine.number = 0;
+  state.processGroup = 0;
   state.power = Power::kOff;
   state.console[0] = '\0';
 }

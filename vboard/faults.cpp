@@ -91,7 +91,9 @@ void CutPower() {
   Event("power cut");
   State().power = Power::kCut;
   // One's own group is no number that may be another's by now; the machine ends who has left it.
-  if (getpgrp() == State().processGroup) kill(0, SIGKILL);
+  // It has no number, as the board has none, for who runs apart in a process table of his own.
+  const pid_t group = State().processGroup;
+  if (group > 0 && getpgrp() == group) kill(0, SIGKILL);
   kill(getpid(), SIGKILL);
   _exit(1);
 }
