@@ -136,6 +136,16 @@ TEST_F(MachineTest, ProgramsThatWouldRunOnThePcAreNotOnTheBoard) {
   }
 }
 
+TEST_F(MachineTest, WithoutTheBoardsLibraryNothingStarts) {
+  UseBoard(test::SmallBoard(4, 0));
+  const vboard::Plan plan =
+      StartingPlan("/bin/sh", {"-c", "rm \"$VBOARD_FOLDER/libvboard.so\"; exec cat /proc/mtd"});
+  vboard::Open(vboard::Folder());
+  vboard::Machine machine(plan);
+  machine.Start();
+  EXPECT_TRUE(machine.WaitFor("cat: it is not on the board: it cannot have", 30));
+}
+
 TEST_F(MachineTest, EveryProcessHasANumberOfItsOwn) {
   UseBoard(test::SmallBoard(4, 0));
   const vboard::Plan plan = StartingPlan(

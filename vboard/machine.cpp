@@ -50,7 +50,10 @@ std::string Preload() {
   if (!std::filesystem::exists(libraries)) {
     // Under its name at once, for it may be another one's first program too.
     const std::string made = libraries + std::to_string(getpid());
-    std::filesystem::create_symlink(std::filesystem::absolute(info.dli_fname), made);
+    // The file itself: no new build takes it away from the programs of a board that runs.
+    std::error_code error;
+    std::filesystem::create_hard_link(info.dli_fname, made, error);
+    if (error) std::filesystem::copy_file(info.dli_fname, made);
     std::filesystem::rename(made, libraries);
   }
 #ifdef VBOARD_SANITIZER
@@ -64,7 +67,8 @@ std::string PlaceOf(const std::string &name) {
   return BelongsToBoard(name) ? PathOnBoard(name) : name;
 }
 
-[[noreturn]] void Become(const std::vector<std::string> &command, int terminal) {
+// In a child, where nothing may go back to what the machine was doing.
+[[noreturn]] void Become(const std::vector<std::string> &command, int terminal) noexcept {
   signal(SIGPIPE, SIG_DFL);  // which the machine itself ignores
   for (int fd = 0; fd <= 2; ++fd) dup2(terminal, fd);
   close_range(3, ~0U, 0);
@@ -145,6 +149,7 @@ void Machine::StartCommand() {
   PowerOn();
   Event("power: on, boot %u", State().boots.load());
   exitStatus_ = -1;
+  Preload();
   fflush(nullptr);
   command_ = fork();
   // Here and there, so that the group is there for both from now on.

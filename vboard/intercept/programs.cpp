@@ -85,6 +85,12 @@ bool MayStart(const char *path, const Path &place, char *const *arguments) {
   return may;
 }
 
+// Where the loader cannot open the library, it starts the program without it.
+bool LibraryIsThere() {
+  NEXT(access);
+  return board.library == nullptr || next((vboard::Folder() + "/libvboard.so").c_str(), R_OK) == 0;
+}
+
 // What the kernel is given in place of a program's path and arguments.
 class Start {
  public:
@@ -96,6 +102,9 @@ class Start {
     if (arguments != nullptr && *arguments != nullptr && !list_.empty()) ++arguments;
     for (; arguments != nullptr && *arguments != nullptr; ++arguments) list_.push_back(*arguments);
     list_.push_back(nullptr);
+    if (program_.refusal.empty() && !LibraryIsThere()) {
+      program_.refusal = "cannot have the board's library in front of it";
+    }
     if (!program_.refusal.empty()) {
       Event("start: %s: it is not on the board: it %s", path, program_.refusal.c_str());
     }
