@@ -208,6 +208,11 @@ TEST_F(MachineTest, ATranscriptKeepsTheLastPartOfVeryMuch) {
     for (const vboard::Line &line : transcript.Lines()) size += sizeof line + line.text.size();
     EXPECT_LE(size, 17U << 20);
   }
+  // A full terminal took a part of a mark first.
+  const std::string start = vboard::kMarkStart + std::string(vboard::State().mark);
+  const size_t whole = transcript.Lines().size();
+  transcript.TakeConsole(start + "123" + start + "0000000000000000");
+  EXPECT_EQ(whole, transcript.Lines().size());
   transcript.TakeConsole("the end\n");
   EXPECT_TRUE(transcript.Find("the end"));
   EXPECT_EQ("the end", transcript.Lines().at(transcript.Found() - 1).text);

@@ -1,5 +1,6 @@
 #include "vboard/transcript.h"
 
+#include <ctype.h>
 #include <stdio.h>
 #include <stdlib.h>
 
@@ -62,9 +63,12 @@ void Transcript::TakeConsole(std::string_view bytes) {
 }
 
 void Transcript::TakeMark(char c) {
-  if (mark_.size() < markStart_.size() && c != markStart_[mark_.size()]) {
-    // No mark: none can begin in the middle of what came of it.
-    Print(std::exchange(mark_, ""));
+  const bool begins = mark_.size() < markStart_.size();
+  if (begins ? c != markStart_[mark_.size()] : isxdigit(static_cast<unsigned char>(c)) == 0) {
+    // No mark: none can begin in the middle of what came of it. A full terminal took the first part
+    // of one whose drawn characters are all there, and no program printed that.
+    const std::string came = std::exchange(mark_, "");
+    if (begins) Print(came);
     if (c != kMarkStart) return Print({&c, 1});
   }
   mark_ += c;
