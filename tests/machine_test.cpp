@@ -146,6 +146,17 @@ TEST_F(MachineTest, WithoutTheBoardsLibraryNothingStarts) {
   EXPECT_TRUE(machine.WaitFor("cat: it is not on the board: it cannot have", 30));
 }
 
+TEST_F(MachineTest, OnlyItsMachineSwitchesABoardOn) {
+  UseBoard(test::SmallBoard(4, 0));
+  vboard::Open(vboard::Folder());
+  const vboard::Machine machine({});
+  vboard::State().power = vboard::Power::kRestart;
+  EXPECT_THAT(
+      test::Shell(PROGRAMS_FOLDER "/vboard --folder " + vboard::Folder() + " exec /bin/true"),
+      testing::HasSubstr("being switched"));
+  EXPECT_EQ(vboard::Power::kRestart, vboard::State().power);
+}
+
 TEST_F(MachineTest, EveryProcessHasANumberOfItsOwn) {
   UseBoard(test::SmallBoard(4, 0));
   const vboard::Plan plan = StartingPlan(

@@ -105,12 +105,20 @@ void DescribeBoard() {
   puts(vboard::MakeBoard(options.board, folder.path(), options.programs).json.c_str());
 }
 
+// A machine alone switches its board on and off.
+void TakePower() {
+  const vboard::Lock lock;
+  if (vboard::State().power == vboard::Power::kOn) return;
+  if (vboard::MachineRuns()) throw std::runtime_error("the board is just being switched on or off");
+  vboard::PowerOn();
+}
+
 // Runs a program of the PC on the board, beside what runs there and no longer than its machine
 // keeps it under power. A board that is off is switched on for it; no machine then takes the power.
 void Execute() {
   vboard::Open(options.folder);
   vboard::Shared &state = vboard::State();
-  if (state.power != vboard::Power::kOn) vboard::PowerOn();
+  TakePower();
   const auto machineRuns = vboard::MachineRuns();
   vboard::GoUnderGuard([&state, machineRuns, boot = state.boots.load()] {
     if (state.hanging) vboard::SignalDescendants(SIGSTOP);
