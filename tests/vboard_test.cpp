@@ -204,6 +204,35 @@ TEST_F(VboardTest, PowerGoesForNobodyBesideTheBoard) {
   EXPECT_EQ(0, child.exitStatus);
 }
 
+TEST_F(VboardTest, TheBoardOutlivesAProgramWithoutDescriptors) {
+  UseBoard(test::SmallBoard(4, 0));
+  const int number = vboard::ProcessNumber();
+  const test::Child child = test::InChild([number] {
+    const int own = vboard::ProcessNumber();
+    const rlimit none = {3, 3};
+    if (setrlimit(RLIMIT_NOFILE, &none) != 0 || own <= number) return 1;
+    vboard::Event("lost");
+    // Its number is still its own, and the other's is not free.
+    return vboard::ProcessNumber() == own && vboard::Lives(vboard::State().processes[0].process)
+               ? 0
+               : 2;
+  });
+  EXPECT_EQ(0, child.exitStatus);
+  EXPECT_FALSE(vboard::State().logFailed);
+  EXPECT_EQ(number, vboard::ProcessNumber());
+}
+
+TEST_F(VboardTest, WhoHasEndedLeavesItsPlaceToTheNext) {
+  UseBoard(test::SmallBoard(4, 0));
+  vboard::State().lastNumber = 0;
+  for (vboard::Known &known : vboard::State().processes) {
+    known.process.start = 1;
+    known.process.number = INT_MAX;
+  }
+  EXPECT_EQ(1, vboard::ProcessNumber());
+  EXPECT_EQ(1, vboard::ProcessNumber());
+}
+
 TEST_F(VboardTest, DescriptorsKeepTheirDeviceThroughCopies) {
   UseBoard(test::SmallBoard(4, 0, "[gpio]\ninputs = [[1, 5, 1]]\n"));
   const int fd = open("/dev/hi_gpio", O_RDWR | O_CLOEXEC);

@@ -24,7 +24,8 @@ struct Process {
   std::string events;
   Shared *state = nullptr;
   bool attached = false;
-};
+  // When this process was started; of the number that was its own then, for a child has another.
+  ProcessId own = {};
 };
 
 // Never destroyed: the program's exit is the last event. Made on first use, which may be before
@@ -104,6 +105,16 @@ void ForgetDeadMachine() {
   state.console[0] = '\0';
 }
 
+// Read once: a program may have no descriptor left when it causes an event.
+uint64_t OwnStart(pid_t id) {
+  ProcessId &own = ThisProcess().own;
+  if (own.number != id) {
+    own.start = StartOf(id);
+    if (own.start != 0) own.number = id;
+  }
+  return own.start;
+}
+
 // The place of this process among those that are known; null when all are taken by others.
 Known *PlaceOf(pid_t id, uint64_t start) {
   for (Known &known : State().processes) {
@@ -140,6 +151,7 @@ void Open(const std::string &folder) {
 
 void Attach(const std::string &folder) {
   Open(folder);
+  OwnStart(getpid());
   ThisProcess().attached = true;
 }
 
@@ -244,7 +256,7 @@ bool MachineRuns() {
 int ProcessNumber() {
   if (!ThisProcess().attached) return 0;  // the board itself
   const int32_t id = getpid();
-  const Known *place = PlaceOf(id, StartOf(id));
+  const Known *place = PlaceOf(id, OwnStart(id));
   return place != nullptr ? place->number.load() : -1;
 }
 

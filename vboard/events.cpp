@@ -20,15 +20,20 @@ namespace vboard {
 namespace {
 
 // Both files are opened for each event and closed again: programs on the board see no descriptor of
-// ours. A log that cannot be written must not change what the program on the board does.
+// ours. A log that cannot be written must not change what the program on the board does, and ends
+// the machine. But a program that has no descriptor left loses its events, and the board goes on.
 
 // The log's length up to and with the line, or -1.
 int64_t AppendToLog(const char *line, size_t length) {
   const int fd = real::open(EventsPath(), O_WRONLY | O_APPEND | O_CLOEXEC);
-  if (fd < 0) return -1;
+  if (fd < 0) {
+    if (errno != EMFILE && errno != ENFILE) State().logFailed = true;
+    return -1;
+  }
   const bool whole = real::write(fd, line, length) == static_cast<ssize_t>(length);
   const int64_t end = whole ? real::seek(fd, 0, SEEK_CUR) : -1;
   real::close(fd);
+  if (end < 0) State().logFailed = true;
   return end;
 }
 
@@ -57,7 +62,6 @@ void Write(const char *text) {
       line, line + length, [](char c) { return c >= 0 && c < ' '; }, ' ');
   line[length] = '\n';
   const int64_t end = AppendToLog(line, static_cast<size_t>(length) + 1);
-  if (end < 0) State().logFailed = true;
   if (end >= 0 && State().console[0] != '\0' && !MarkConsole(end)) State().unmarked = true;
 }
 

@@ -1,5 +1,6 @@
 #include "vboard/processes.h"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <stdio.h>
@@ -76,7 +77,9 @@ uint64_t StartOf(pid_t number) {
 
 bool Lives(const ProcessId &process) {
   const pid_t number = process.number;
-  return number > 0 && StartOf(number) == process.start;
+  if (number <= 0 || (kill(number, 0) != 0 && errno == ESRCH)) return false;
+  const uint64_t start = StartOf(number);
+  return start == 0 || start == process.start;
 }
 
 void AdoptOrphans() {

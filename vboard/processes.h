@@ -16,9 +16,10 @@ struct ProcessId {
   std::atomic<uint64_t> start;  // clock ticks since the PC's start
 };
 
-// When this process, or the one of this number, was started; 0 when there is none. Signal handlers
-// may call it.
+// When the process of this number was started; 0 when there is none, or when this process has no
+// descriptor left to look. Signal handlers may call both.
 uint64_t StartOf(pid_t number);
+// One that cannot be looked at lives as long as its number is some process's.
 bool Lives(const ProcessId &process);
 
 // Has orphans among its descendants become this process's own children, so that it never loses one.
