@@ -25,6 +25,7 @@ def parent(process):
 
 class Bench:
     def __init__(self, vboard, programs, folder):
+        self.programs = programs
         self.description = folder + '/board.toml'
         self.vboard = [vboard, '--folder', folder + '/board', '--programs', programs]
         with open(self.description, 'w') as file:
@@ -83,22 +84,23 @@ class Bench:
     # What the PC's user runs on the board has power as long as the board.
     def check_exec(self):
         process, _ = self.boot()
-        guest = self.run(['exec', '/bin/sh', '-c', 'echo here; sleep 1000'])
-        assert guest.stdout.readline() == 'here\n'
-        subprocess.run(self.vboard + ['power', 'cut'], check=True)
-        assert guest.wait(PATIENCE) == -signal.SIGKILL
-        process.terminate()
-        process.wait(PATIENCE)
+        for end in ['power', 'cut'], ['make', self.description]:
+            guest = self.run(['exec', self.programs + '/standalone'])
+            assert guest.stdout.readline().startswith('recorder: started')
+            subprocess.run(self.vboard + end, check=True)
+            assert guest.wait(PATIENCE) == -signal.SIGKILL
+            process.terminate()
+            process.wait(PATIENCE)
 
     # No Ctrl-C is lost, at whatever moment it comes.
     def check_interrupt(self):
         start = time.monotonic()
         process, _ = self.boot()
-        moments, longest = 20, time.monotonic() - start
+        moments, longest = 40, time.monotonic() - start
         process.terminate()
         for i in range(moments):
             process = self.run(['run', self.description, '--stay'])
-            time.sleep(longest * i / moments)
+            time.sleep(longest * (i / moments) ** 3)  # most often where processes divide
             os.killpg(process.pid, signal.SIGINT)
             status = process.wait(PATIENCE)
             assert status in (128 + signal.SIGINT, -signal.SIGINT), (i, status)

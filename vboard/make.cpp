@@ -34,8 +34,22 @@ std::vector<std::filesystem::path> Content(const std::string &folder) {
   return content;
 }
 
+// Programs that the PC's user runs on a board that was here are not to go on on the new one: their
+// keeper takes this for a boot.
+void EndGuests(const std::string &folder) {
+  if (!std::filesystem::exists(folder + "/state")) return;
+  try {
+    Open(folder);
+    ++State().boots;
+    Detach();
+  } catch (const std::runtime_error &) {
+    // It was made by another version.
+  }
+}
+
 void EmptyFolder(const std::string &folder) {
   CheckFolder(folder);
+  EndGuests(folder);
   std::filesystem::create_directories(folder);
   // What is left of a board counts as one until its state is gone, last of all.
   for (const auto &path : Content(folder)) std::filesystem::remove_all(path);
