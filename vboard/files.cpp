@@ -172,6 +172,7 @@ void LoseMounts(std::string_view content) {
 }
 
 int MountDevice(std::string_view source, std::string_view point, std::string_view type) {
+  const OwnCalls ownCalls;
   int error = ENOENT;
   std::string content;
   for (const Device *device : Devices()) {
