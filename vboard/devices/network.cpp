@@ -106,8 +106,9 @@ std::string RouteListText() {
   return text;
 }
 
-// Without the lock, which the program's own calls take.
+// Under the lock, so that no older list replaces a newer one.
 void WriteRouteList() {
+  const Lock lock;
   WriteFile(RootPath("/proc/net/route"), RouteListText());
 }
 
