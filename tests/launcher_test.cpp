@@ -296,6 +296,11 @@ INSTANTIATE_TEST_SUITE_P(
                "* fault: system reboot: Resource temporarily unavailable\n" +
                    kNoLog + kDirectStart,
                -1},
+        Detour{"MountFaultErasesAndTheNextBootMounts",
+               Start(kStart, "\"wait boot 2\", " + kStarted) +
+                   "prepare = [\"fault once mount /dev/mtdblock1 1 EIO\"]\n",
+               kDirectBoard, Replaced(kMounted, "mtdblock3", "mtdblock1") + kNoLog + kDirectStart,
+               -1},
         // Without the folder Config the flag file cannot be made.
         Detour{"NoFlagFile", Start(kStart, kExit),
                Replaced(kSupervisedBoard, "files.\"Config/\" = \"\"", ""),
