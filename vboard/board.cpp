@@ -95,7 +95,16 @@ void MakeLock(pthread_mutex_t *lock) {
   pthread_mutexattr_destroy(&attributes);
 }
 
-// Says what a machine that was killed could not say itself.
+void MapBoard(const std::string &folder) {
+  Detach();
+  MapState(folder, 0);
+  if (State().magic == kMagic && State().size == StateSize()) return;
+  Detach();
+  throw std::runtime_error(folder + kOtherVersion);
+}
+
+// Says what a machine that was killed could not say itself. Not for programs on the board: one that
+// runs apart in a process table of its own sees no machine.
 void ForgetDeadMachine() {
   Shared &state = State();
   if (state.machine.number == 0 || MachineRuns()) return;
@@ -142,15 +151,12 @@ std::string FolderOfBoard(const std::string &folder) {
 }
 
 void Open(const std::string &folder) {
-  Detach();
-  MapState(folder, 0);
-  if (State().magic == kMagic && State().size == StateSize()) return ForgetDeadMachine();
-  Detach();
-  throw std::runtime_error(folder + kOtherVersion);
+  MapBoard(folder);
+  ForgetDeadMachine();
 }
 
 void Attach(const std::string &folder) {
-  Open(folder);
+  MapBoard(folder);
   OwnStart(getpid());
   ThisProcess().attached = true;
 }
