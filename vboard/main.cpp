@@ -1,8 +1,10 @@
 // The command vboard: boots a program on a virtual board and, from another terminal, acts on
 // the board that runs.
+#include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <stdio.h>
+#include <string.h>
 #include <sys/file.h>
 #include <unistd.h>
 
@@ -54,7 +56,8 @@ void LockFolder() {
   vboard::CheckFolder(options.folder);
   std::filesystem::create_directories(options.folder);
   const int fd = open((options.folder + "/lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-  if (fd >= 0 && flock(fd, LOCK_EX | LOCK_NB) == 0) return;
+  if (fd < 0) throw std::runtime_error(options.folder + "/lock: " + strerror(errno));
+  if (flock(fd, LOCK_EX | LOCK_NB) == 0) return;
   throw std::runtime_error("a board runs in " + options.folder + "; --folder takes another one");
 }
 
