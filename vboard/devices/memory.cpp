@@ -4,7 +4,6 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <pthread.h>
-#include <signal.h>
 #include <string.h>
 #include <unistd.h>
 
@@ -41,21 +40,13 @@ struct {
 // between.
 class Guard {
  public:
-  Guard() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &signals_);
-    pthread_mutex_lock(&process.lock);
-  }
-  ~Guard() {
-    pthread_mutex_unlock(&process.lock);
-    pthread_sigmask(SIG_SETMASK, &signals_, nullptr);
-  }
+  Guard() { pthread_mutex_lock(&process.lock); }
+  ~Guard() { pthread_mutex_unlock(&process.lock); }
   Guard(const Guard &) = delete;
   Guard &operator=(const Guard &) = delete;
 
  private:
-  sigset_t signals_;
+  OwnCalls ownCalls_;
 };
 
 // A child must not begin with a lock that another thread held.
@@ -131,9 +122,14 @@ void Settle() {
 // Has the PC's disk hold this part of the memory: a page without room on the disk would kill the
 // program that stores into it. 0 or an errno value.
 int Reserve(int64_t offset, size_t length) {
+  if (offset < 0 || offset >= kAddresses || length > static_cast<uint64_t>(kAddresses - offset)) {
+    return EINVAL;
+  }
   const int fd = real::open(RootPath("/dev/mem").c_str(), O_RDWR | O_CLOEXEC);
   if (fd < 0) return errno;
-  const int error = posix_fallocate(fd, offset, static_cast<off_t>(length));
+  // Where files have no such reservation, the program takes its chance.
+  const bool reserved = fallocate(fd, FALLOC_FL_KEEP_SIZE, offset, static_cast<off_t>(length)) == 0;
+  const int error = reserved || errno == EOPNOTSUPP ? 0 : errno;
   real::close(fd);
   return error;
 }
