@@ -54,9 +54,12 @@ bool Read(pid_t number, Process *process) {
 
 std::vector<Process> Descendants() {
   std::vector<Process> all;
-  for (const auto &entry : std::filesystem::directory_iterator("/proc")) {
+  // What cannot be looked at now is looked at again the next time.
+  std::error_code error;
+  std::filesystem::directory_iterator entry("/proc", error);
+  for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
     Process process;
-    const int number = atoi(entry.path().filename().c_str());
+    const int number = atoi(entry->path().filename().c_str());
     if (number > 0 && Read(number, &process)) all.push_back(process);
   }
   std::vector<Process> found = {{getpid(), 0, 'R', 0}};
