@@ -46,7 +46,7 @@ Transcript::Transcript(Show show)
     : show_(std::move(show)),
       markStart_(kMarkStart + DrawMark()),
       log_(EventsPath(), std::ios::binary),
-      logTaken_(std::filesystem::file_size(EventsPath())) {
+      logTaken_(static_cast<size_t>(std::filesystem::file_size(EventsPath()))) {
   Store(State().mark, markStart_.substr(1));
 }
 
@@ -73,7 +73,7 @@ void Transcript::TakeMark(char c) {
   }
   mark_ += c;
   if (mark_.size() < kMarkLength) return;
-  const size_t end = strtoull(mark_.c_str() + markStart_.size(), nullptr, 16);
+  const auto end = static_cast<size_t>(strtoull(mark_.c_str() + markStart_.size(), nullptr, 16));
   mark_.clear();
   TakeEvents(end);
 }
