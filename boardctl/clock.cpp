@@ -3,7 +3,7 @@
 #include <string.h>
 #include <time.h>
 
-#include <iterator>
+#include <array>
 
 #include "boardctl/command.h"
 #include "boardctl/output.h"

@@ -20,6 +20,7 @@ HARMLESS = """
     __ctype_b_loc fprintf fputc inet_addr perror putc rewind stderr strchr vfprintf
     fdopen fileno __cxa_atexit pipe2 raise strpbrk strtok_r vsnprintf inet_pton open_memstream strndup
     __daylight daylight localtime_r mktime timegm times tzset strftime
+    __libc_current_sigrtmax __libc_current_sigrtmin gmtime_r isspace
     kill sigaction sigemptyset sigfillset signal
 """.split()
 
