@@ -10,10 +10,18 @@ namespace {
 // The program itself has seen to its standard descriptors.
 bool seenTo = false;
 
+// Close-on-exec until it stands in a gap: another thread may start a program meanwhile.
+int OpenNull() {
+  return open("/dev/null", O_RDWR | O_CLOEXEC);
+}
+
 unsigned FillGaps() {
   unsigned closed = 0;
-  int fd = open("/dev/null", O_RDWR);
-  for (; fd >= 0 && fd <= STDERR_FILENO; fd = open("/dev/null", O_RDWR)) closed |= 1U << fd;
+  int fd = OpenNull();
+  for (; fd >= 0 && fd <= STDERR_FILENO; fd = OpenNull()) {
+    fcntl(fd, F_SETFD, 0);
+    closed |= 1U << fd;
+  }
   if (fd >= 0) close(fd);
   return closed;
 }
