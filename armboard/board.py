@@ -5,6 +5,7 @@ Run as a program it plays the scenario of a board and shows its console and even
 """
 
 import argparse
+import collections
 import json
 import os
 import shutil
@@ -128,8 +129,7 @@ class Board(Machine):
         for target, source in self.files.items():
             os.makedirs(os.path.dirname(tree + target), exist_ok=True)
             shutil.copy(source, tree + target)
-        disks = self.description['scsi']['disk']
-        for name, text in (('hardware', self.hardware()), ('disks', str(len(disks))),
+        for name, text in (('hardware', self.hardware()), ('disks', ' '.join(self.addresses())),
                            ('start', ' '.join(self.description['start']))):
             with open(os.path.join(tree, 'board', name), 'w') as file:
                 file.write(text + '\n')
@@ -143,6 +143,16 @@ class Board(Machine):
         return path
 
     # ---- The disks ----
+
+    def addresses(self):
+        """The disks as host:channel:target:unit, in the order of their letters."""
+        targets = collections.Counter()
+        places = []
+        for disk in self.description['scsi']['disk']:
+            host = disk['host']
+            places.append((disk['letter'], '%d:0:%d:0' % (host, targets[host])))
+            targets[host] += 1
+        return [address for _, address in sorted(places)]
 
     def disk_arguments(self):
         """Each of the board's disks as a drive of its own SCSI host."""
