@@ -8,7 +8,7 @@
 
 #include "Base/standard_descriptors.h"
 
-namespace base {
+namespace libsys::base {
 
 class Descriptor {
  public:
@@ -32,4 +32,4 @@ class Descriptor {
   int fd_ = -1;
 };
 
-}  // namespace base
+}  // namespace libsys::base

@@ -3,7 +3,7 @@
 #include <stdarg.h>
 #include <stdio.h>
 
-namespace base {
+namespace libsys::base {
 
 void PrintAt(Position position, const char *format, ...) {
   flockfile(stdout);
@@ -15,4 +15,4 @@ void PrintAt(Position position, const char *format, ...) {
   funlockfile(stdout);
 }
 
-}  // namespace base
+}  // namespace libsys::base

@@ -2,7 +2,7 @@
 // carries a fixed source position goes through PrintAt.
 #pragma once
 
-namespace base {
+namespace libsys::base {
 
 // The position that a message names. It is part of the message's text: technicians look
 // messages up by it, so it does not follow the code when lines move.
@@ -15,4 +15,4 @@ struct Position {
 // one piece even when other threads print.
 [[gnu::format(printf, 2, 3)]] void PrintAt(Position position, const char *format, ...);
 
-}  // namespace base
+}  // namespace libsys::base

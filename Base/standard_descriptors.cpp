@@ -4,7 +4,7 @@
 #include <string.h>
 #include <unistd.h>
 
-namespace base {
+namespace libsys::base {
 namespace {
 
 // The program itself has seen to its standard descriptors.
@@ -58,4 +58,4 @@ int MoveAboveStandard(int fd) {
   return moved;
 }
 
-}  // namespace base
+}  // namespace libsys::base

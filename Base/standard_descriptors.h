@@ -6,7 +6,7 @@
 #include <stdio.h>
 #include <sys/types.h>
 
-namespace base {
+namespace libsys::base {
 
 // Opens /dev/null in place of each standard descriptor that is closed, and leaves it there. The
 // first thing that a program does. Returns which ones were closed: bit n for descriptor n.
@@ -24,4 +24,4 @@ FILE *OpenFile(const char *path, const char *mode);
 // -1, stays that; a move that fails closes the descriptor.
 int MoveAboveStandard(int fd);
 
-}  // namespace base
+}  // namespace libsys::base

@@ -2,7 +2,7 @@
 
 #include <ctype.h>
 
-namespace base {
+namespace libsys::base {
 
 bool TextFile::ReadPiece(std::span<char> buffer) {
   return file_ != nullptr &&
@@ -31,4 +31,4 @@ void TextFile::ReadWord(std::span<char> buffer) {
   buffer[length] = '\0';
 }
 
-}  // namespace base
+}  // namespace libsys::base

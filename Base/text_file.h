@@ -7,7 +7,7 @@
 
 #include "Base/standard_descriptors.h"
 
-namespace base {
+namespace libsys::base {
 
 // A text file open for reading; closed when it goes out of scope.
 class TextFile {
@@ -36,4 +36,4 @@ class TextFile {
   FILE *file_;
 };
 
-}  // namespace base
+}  // namespace libsys::base

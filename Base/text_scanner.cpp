@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-namespace base {
+namespace libsys::base {
 namespace {
 
 constexpr const char *kSpace = " \t\n\v\f\r";
@@ -52,4 +52,4 @@ bool TextScanner::Number(int *number) {
   return true;
 }
 
-}  // namespace base
+}  // namespace libsys::base

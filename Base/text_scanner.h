@@ -4,7 +4,7 @@
 
 #include <span>
 
-namespace base {
+namespace libsys::base {
 
 // Each operation takes what it matches off the front of the text; one that returns false has
 // stored nothing. White space is a blank or one of \t \n \v \f \r.
@@ -29,4 +29,4 @@ class TextScanner {
   const char *rest_;
 };
 
-}  // namespace base
+}  // namespace libsys::base

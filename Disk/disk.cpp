@@ -10,8 +10,10 @@
 #include <array>
 
 #include "Base/text_file.h"
-#include "Disk/disk_table.h"
+#include "Disk/disk.h"
 #include "libsys/version.h"
+
+using namespace libsys;
 
 namespace {
 

@@ -5,11 +5,14 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <optional>
 
 #include "Base/descriptor.h"
-#include "Disk/disk_table.h"
+#include "Disk/disk.h"
 #include "libsys/disk.h"
+
+using namespace libsys;
 
 namespace {
 
@@ -30,28 +33,35 @@ std::optional<uint8_t> TimerCode(int32_t minutes) {
 }
 
 // Opens even a drive without a medium, as the optical ones often are.
-base::Descriptor Open(const DiskInfo &disk) {
+base::Descriptor Open(int32_t index) {
   char path[32];
-  snprintf(path, sizeof path, disk.kind == DISK_KIND_OPTICAL ? "/dev/sr%c" : "/dev/sd%c",
-           static_cast<int>(disk.letter));
+  if (DiskGetPath(index, path, sizeof path) != 0) return {};
   return base::Descriptor(path, O_RDONLY | O_NONBLOCK);
 }
 
 }  // namespace
 
+int32_t DiskGetPath(int32_t index, char *buffer, int32_t length) {
+  const DiskInfo *disk = disk::Find(index);
+  if (disk == nullptr || buffer == nullptr) return -1;
+  const auto size = static_cast<size_t>(std::max(length, 0));
+  const int written =
+      snprintf(buffer, size, disk->kind == DISK_KIND_OPTICAL ? "/dev/sr%c" : "/dev/sd%c",
+               static_cast<int>(disk->letter));
+  return written >= 0 && written < length ? 0 : -1;
+}
+
 int32_t DiskSetStandby(int32_t index, int32_t minutes) {
   const DiskInfo *disk = disk::Find(index);
   const std::optional<uint8_t> code = TimerCode(minutes);
   if (disk == nullptr || !code) return -1;
-  const base::Descriptor drive = Open(*disk);
+  const base::Descriptor drive = Open(index);
   if (!drive) return -1;
   unsigned char command[4] = {WIN_SETIDLE1, *code, 0, 0};
   return ioctl(drive.get(), HDIO_DRIVE_CMD, command) == 0 ? 0 : -1;
 }
 
 int32_t DiskFlush(int32_t index) {
-  const DiskInfo *disk = disk::Find(index);
-  if (disk == nullptr) return -1;
-  const base::Descriptor drive = Open(*disk);
+  const base::Descriptor drive = Open(index);
   return drive && fsync(drive.get()) == 0 ? 0 : -1;
 }

@@ -4,10 +4,12 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "Flash/flash.h"
 #include "Flash/mtd.h"
-#include "Flash/selection.h"
 #include "libsys/boot.h"
 #include "libsys/flash.h"
+
+using namespace libsys;
 
 namespace {
 

@@ -14,8 +14,10 @@
 #include "Base/standard_descriptors.h"
 #include "Base/text_file.h"
 #include "Base/text_scanner.h"
-#include "Flash/selection.h"
+#include "Flash/flash.h"
 #include "libsys/version.h"
+
+using namespace libsys;
 
 namespace {
 

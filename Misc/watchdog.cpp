@@ -10,8 +10,10 @@
 
 #include "Base/message.h"
 #include "Base/standard_descriptors.h"
-#include "libsys/frontboard.h"
+#include "libsys/board_words.h"
 #include "libsys/version.h"
+
+using namespace libsys;
 
 namespace {
 
@@ -58,6 +60,10 @@ int32_t Request(unsigned request, void *argument, int line) {
 }
 
 }  // namespace
+
+int32_t WatchdogIsUsed() {
+  return WatchdogInUse() ? 1 : 0;
+}
 
 int32_t WatchdogStart() {
   if (!WatchdogInUse() || state.descriptor > 0) return 0;

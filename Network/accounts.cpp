@@ -7,9 +7,12 @@
 
 #include "Base/standard_descriptors.h"
 #include "Base/text_file.h"
+#include "Network/message.h"
 #include "Network/network_text.h"
 #include "Network/output_file.h"
 #include "libsys/network.h"
+
+using namespace libsys;
 
 namespace {
 
@@ -33,11 +36,6 @@ constexpr const char *kSpace = " \t\r\n";
 // The records' layouts are shared with the application.
 static_assert(sizeof(PppoeConfig) == 68);
 static_assert(sizeof(DdnsConfig) == 136);
-
-int32_t InvalidParameter() {
-  puts("LIBDVR : Invalid parameter");
-  return -1;
-}
 
 int32_t OpenFailed(const char *path) {
   printf("open file fail: %s\n", path);
@@ -141,7 +139,7 @@ int32_t NetWorkSetDns(const char *primary, const char *secondary) {
 
 int32_t NetWorkGetDns(char *primary, int32_t primaryLength, char *secondary,
                       int32_t secondaryLength) {
-  if (primary == nullptr || secondary == nullptr) return InvalidParameter();
+  if (primary == nullptr || secondary == nullptr) return network::InvalidParameter();
   if (primaryLength < kAddressSize || secondaryLength < kAddressSize) {
     puts("LIBDVR : len < 16");
     return -1;
@@ -197,7 +195,7 @@ int32_t NetGetPPPoEConfig(PppoeConfig *config) {
 }
 
 int32_t NetWorkSetDdns(const DdnsConfig *config) {
-  if (config == nullptr) return InvalidParameter();
+  if (config == nullptr) return network::InvalidParameter();
   char server[sizeof config->server + 1], host[sizeof config->host + 1], enable[12];
   snprintf(server, sizeof server, "%.*s", static_cast<int>(sizeof config->server), config->server);
   snprintf(host, sizeof host, "%.*s", static_cast<int>(sizeof config->host), config->host);
@@ -209,7 +207,7 @@ int32_t NetWorkSetDdns(const DdnsConfig *config) {
 
 int32_t NetWorkGetDdns(DdnsConfig *config) {
   constexpr int32_t kLimit = 32;
-  if (config == nullptr) return InvalidParameter();
+  if (config == nullptr) return network::InvalidParameter();
   *config = {};
   char enable[kLimit];
   if (NetWorkReadKey(kDdnsServer, "ddnsserverip", config->server, kLimit) != 0 ||
@@ -229,7 +227,7 @@ int32_t NetWorkSetDialRoute(char *address) {
   file.ReadPiece(line);
   line[strcspn(line, "\n")] = '\0';
   memcpy(address, line, sizeof line);
-  if (!network::IsIpv4Text(line)) return InvalidParameter();
+  if (!network::IsIpv4Text(line)) return network::InvalidParameter();
   char command[sizeof line + 32];
   snprintf(command, sizeof command, "route add default gw %s", line);
   fflush(stdout);

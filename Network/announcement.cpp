@@ -1,3 +1,5 @@
+#include "Network/announcement.h"
+
 // A gratuitous ARP reply (RFC 826), so that neighbours forget who had the address before.
 #include <arpa/inet.h>
 #include <netinet/if_ether.h>
@@ -7,10 +9,11 @@
 #include <sys/socket.h>
 
 #include "Base/message.h"
-#include "Network/live_interface.h"
+#include "Network/kernel_request.h"
+#include "Network/message.h"
 #include "libsys/network.h"
 
-namespace network {
+namespace libsys::network {
 namespace {
 
 // Numbers of several bytes have their high byte first.
@@ -34,19 +37,19 @@ static_assert(sizeof(Frame) == ETH_ZLEN);
 int32_t Send(const char *interfaceName, const Frame &frame) {
   const base::Descriptor socket(::socket(AF_PACKET, SOCK_PACKET | SOCK_CLOEXEC, htons(ETH_P_ARP)));
   if (!socket) {
-    base::PrintAt({"Network/network.c", 1858}, "Socket failed\n");
+    base::PrintAt({kSource, 1858}, "Socket failed\n");
     return -1;
   }
   const int on = 1;
   if (setsockopt(socket.get(), SOL_SOCKET, SO_BROADCAST, &on, sizeof on) != 0) {
-    base::PrintAt({"Network/network.c", 1863}, "Socket set option failed\n");
+    base::PrintAt({kSource, 1863}, "Socket set option failed\n");
     return -1;
   }
   // Sockets of this kind are told the device by name, with no address family.
   sockaddr device{};
   memcpy(device.sa_data, interfaceName, strnlen(interfaceName, sizeof device.sa_data));
   if (sendto(socket.get(), &frame, sizeof frame, 0, &device, sizeof device) < 0) {
-    base::PrintAt({"Network/network.c", 1874}, "sendto arp wrong");
+    base::PrintAt({kSource, 1874}, "sendto arp wrong");
     return -1;
   }
   return 0;
@@ -65,7 +68,7 @@ int32_t AnnounceAddress(const char *interfaceName) {
   }
   uint8_t mac[ETH_ALEN];
   if (NetWorkGetHwAddr(interfaceName, mac, sizeof mac) != 0) {
-    base::PrintAt({"Network/network.c", 1844}, "Get mac failed\n");
+    base::PrintAt({kSource, 1844}, "Get mac failed\n");
     return -1;
   }
   printf("mac : %x-%x-%x-%x-%x-%x\n", mac[0], mac[1], mac[2], mac[3], mac[4], mac[5]);
@@ -77,4 +80,4 @@ int32_t AnnounceAddress(const char *interfaceName) {
   return Send(interfaceName, frame);
 }
 
-}  // namespace network
+}  // namespace libsys::network

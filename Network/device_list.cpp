@@ -9,7 +9,10 @@
 
 #include "Base/message.h"
 #include "Base/text_file.h"
+#include "Network/message.h"
 #include "libsys/network.h"
+
+using namespace libsys;
 
 namespace {
 
@@ -55,13 +58,13 @@ struct DeviceList {
 
 int32_t NetGetEthName(NetDeviceEntry *entries, int32_t capacity) {
   if (entries == nullptr) {
-    puts("LIBDVR : Invalid parameter");
+    network::InvalidParameter();
     return 0;
   }
   std::fill_n(entries, std::max(capacity, 0), NetDeviceEntry{});
   base::TextFile file(kDevices);
   if (!file) {
-    base::PrintAt({"Network/network.c", 1667}, "Open file %s failed!\n", kDevices);
+    base::PrintAt({network::kSource, 1667}, "Open file %s failed!\n", kDevices);
     return 0;
   }
   int32_t count = 0;
@@ -73,18 +76,17 @@ int32_t NetGetEthName(NetDeviceEntry *entries, int32_t capacity) {
 
 int32_t NetGetEthNameList(char *text, int32_t length, int32_t *count) {
   if (text == nullptr || count == nullptr) {
-    puts("LIBDVR : Invalid parameter");
-    return -1;
+    return network::InvalidParameter();
   }
   if (length < kLeastListLength) {
-    base::PrintAt({"Network/network.c", 2066}, "EthNameLen=%d is too short(least is %d)!\n", length,
+    base::PrintAt({network::kSource, 2066}, "EthNameLen=%d is too short(least is %d)!\n", length,
                   kLeastListLength);
     return -1;
   }
   const size_t size = static_cast<size_t>(length);
   base::TextFile file(kDevices);
   if (!file) {
-    base::PrintAt({"Network/network.c", 2072}, "ERR: open file %s failed!\n", kDevices);
+    base::PrintAt({network::kSource, 2072}, "ERR: open file %s failed!\n", kDevices);
     snprintf(text, size, "eth0");
     *count = 1;
     return 0;
@@ -106,8 +108,7 @@ int32_t NetGetEthNameList(char *text, int32_t length, int32_t *count) {
 
 int32_t NetWorkSetPriority(const char *interfaceName) {
   if (interfaceName == nullptr) {
-    puts("LIBDVR : Invalid parameter");
-    return -1;
+    return network::InvalidParameter();
   }
   const DeviceList devices;
   if (devices.count == 0) return -1;
@@ -124,8 +125,7 @@ int32_t NetWorkSetPriority(const char *interfaceName) {
 
 int32_t NetWorkGetPriorityDevice(char *name) {
   if (name == nullptr) {
-    puts("LIBDVR : Invalid parameter");
-    return -1;
+    return network::InvalidParameter();
   }
   const DeviceList devices;
   if (devices.count == 0) return -1;

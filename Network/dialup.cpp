@@ -8,9 +8,12 @@
 
 #include "Base/message.h"
 #include "Base/text_file.h"
+#include "Network/message.h"
 #include "Network/network_text.h"
 #include "Network/output_file.h"
 #include "libsys/network.h"
+
+using namespace libsys;
 
 namespace {
 
@@ -134,7 +137,7 @@ void WriteConnectScript(OutputFile &file) {
       file.Print("\nCONNECT \\d\\c\n");
       break;
     default:
-      base::PrintAt({"Network/network.c", 2917}, "Please check you 3G MODE -----!!!\n");
+      base::PrintAt({network::kSource, 2917}, "Please check you 3G MODE -----!!!\n");
   }
 }
 

@@ -12,9 +12,12 @@
 
 #include "Base/message.h"
 #include "Base/text_file.h"
-#include "Network/live_interface.h"
+#include "Network/kernel_request.h"
+#include "Network/message.h"
 #include "libsys/network.h"
 #include "libsys/version.h"
+
+using namespace libsys;
 
 namespace {
 
@@ -132,7 +135,7 @@ int32_t NetGetLinkState(const char *interfaceName) {
 
 int32_t NetSetMode(const char *interfaceName, int32_t mode) {
   if (interfaceName == nullptr) {
-    base::PrintAt({"Network/network.c", 2249}, "NetSetMode : Invalid prama\n");
+    base::PrintAt({network::kSource, 2249}, "NetSetMode : Invalid prama\n");
     return -1;
   }
   const base::Descriptor socket = network::OpenSocket();

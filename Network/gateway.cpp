@@ -1,3 +1,5 @@
+#include "Network/gateway.h"
+
 // Routes, with the requests of the kernel's older routing interface.
 #include <arpa/inet.h>
 #include <net/route.h>
@@ -6,10 +8,11 @@
 #include <sys/ioctl.h>
 
 #include "Base/message.h"
-#include "Network/live_interface.h"
+#include "Network/kernel_request.h"
+#include "Network/message.h"
 #include "libsys/network.h"
 
-namespace network {
+namespace libsys::network {
 namespace {
 
 constexpr unsigned short kNetworkRoute = RTF_UP | RTF_MODIFIED;
@@ -35,7 +38,7 @@ rtentry Route(KernelName &device, unsigned short flags) {
 
 int32_t AddRoute(int fd, rtentry route, int line) {
   if (ioctl(fd, SIOCADDRT, &route) == 0) return 0;
-  base::PrintAt({"Network/network.c", line}, "NetWorkSetGateway SIOCADDRT failed\n");
+  base::PrintAt({kSource, line}, "NetWorkSetGateway SIOCADDRT failed\n");
   return -1;
 }
 
@@ -65,23 +68,23 @@ int32_t SetGateway(const char *interfaceName, const char *gateway) {
   NetDeviceEntry devices[NET_MAX_DEVICES];
   const int32_t count = NetGetEthName(devices, NET_MAX_DEVICES);
   if (count == 0) {
-    base::PrintAt({"Network/network.c", 1542}, "No netword device\n");
+    base::PrintAt({kSource, 1542}, "No netword device\n");
     return -1;
   }
   const base::Descriptor socket = OpenSocket();
   if (!socket) {
-    base::PrintAt({"Network/network.c", 1548}, "Socket failed\n");
+    base::PrintAt({kSource, 1548}, "Socket failed\n");
     return -1;
   }
   for (int32_t i = 0; i < count; ++i) DeleteDefaultRoute(socket.get(), devices[i].name);
   char address[16];
   if (NetWorkGetAttributes(interfaceName, HOSTIP, address, sizeof address) != 0) {
-    base::PrintAt({"Network/network.c", 1567}, "Get ip failed\n");
+    base::PrintAt({kSource, 1567}, "Get ip failed\n");
     return -1;
   }
   char netmask[16];
   if (NetWorkGetAttributes(interfaceName, SUBMASK, netmask, sizeof netmask) != 0) {
-    base::PrintAt({"Network/network.c", 1572}, "Get netmask failed\n");
+    base::PrintAt({kSource, 1572}, "Get netmask failed\n");
     return -1;
   }
   KernelName device = NameForKernel(interfaceName);
@@ -91,4 +94,4 @@ int32_t SetGateway(const char *interfaceName, const char *gateway) {
   return AddDefaultRoute(socket.get(), device, inet_addr(gateway));
 }
 
-}  // namespace network
+}  // namespace libsys::network

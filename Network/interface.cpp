@@ -10,10 +10,15 @@
 #include <array>
 
 #include "Base/message.h"
-#include "Network/live_interface.h"
+#include "Network/announcement.h"
+#include "Network/gateway.h"
+#include "Network/kernel_request.h"
+#include "Network/message.h"
 #include "Network/network_text.h"
 #include "libsys/boot.h"
 #include "libsys/network.h"
+
+using namespace libsys;
 
 namespace {
 
@@ -41,12 +46,12 @@ int32_t Failed(const Command &command) {
 int32_t SetUpAndRunning(int fd, const char *interfaceName) {
   ifreq request = network::RequestFor(interfaceName);
   if (ioctl(fd, SIOCGIFFLAGS, &request) != 0) {
-    base::PrintAt({"Network/network.c", 1456}, "SIOCGIFFLAGS failed\n");
+    base::PrintAt({network::kSource, 1456}, "SIOCGIFFLAGS failed\n");
     return -1;
   }
   request.ifr_flags = static_cast<short>(request.ifr_flags | IFF_UP | IFF_RUNNING);
   if (ioctl(fd, SIOCSIFFLAGS, &request) != 0) {
-    base::PrintAt({"Network/network.c", 1463}, "SIOCSIFFLAGS failed\n");
+    base::PrintAt({network::kSource, 1463}, "SIOCSIFFLAGS failed\n");
     return -1;
   }
   return 0;
@@ -55,7 +60,7 @@ int32_t SetUpAndRunning(int fd, const char *interfaceName) {
 int32_t SetAddressOrNetmask(const char *interfaceName, int32_t type, const char *value) {
   const base::Descriptor socket = network::OpenSocket();
   if (!socket) {
-    base::PrintAt({"Network/network.c", 1421}, "Socket failed\n");
+    base::PrintAt({network::kSource, 1421}, "Socket failed\n");
     return -1;
   }
   sockaddr_in address{};
@@ -68,7 +73,7 @@ int32_t SetAddressOrNetmask(const char *interfaceName, int32_t type, const char 
   ifreq request = network::RequestFor(interfaceName);
   memcpy(&request.ifr_addr, &address, sizeof address);
   if (ioctl(socket.get(), type == HOSTIP ? SIOCSIFADDR : SIOCSIFNETMASK, &request) != 0) {
-    base::PrintAt({"Network/network.c", 1450}, "%s\n",
+    base::PrintAt({network::kSource, 1450}, "%s\n",
                   type == HOSTIP ? "Set ip failed\n" : "Set netmask failed\n");
     return -1;
   }
@@ -86,12 +91,11 @@ int32_t SetAndSave(const char *interfaceName, int32_t type, const char *value, i
 int32_t NetWorkGetHwAddr(const char *interfaceName, uint8_t *bytes, int32_t length) {
   if (interfaceName == nullptr || bytes == nullptr || NetWorkCheckDevice(interfaceName) != 0 ||
       length < ETH_ALEN) {
-    puts("LIBDVR : Invalid parameter");
-    return -1;
+    return network::InvalidParameter();
   }
   const base::Descriptor socket = network::OpenSocket();
   if (!socket) {
-    base::PrintAt({"Network/network.c", 417}, "Socket failed\n");
+    base::PrintAt({network::kSource, 417}, "Socket failed\n");
     return -1;
   }
   ifreq request = network::RequestFor(interfaceName);
@@ -119,11 +123,10 @@ int32_t NetWorkGetMACAddress(const char *interfaceName, char *text, int32_t leng
 int32_t NetWorkSetMACAddress(const char *interfaceName, const char *text) {
   if (interfaceName == nullptr || text == nullptr || NetWorkCheckDevice(interfaceName) != 0 ||
       !network::IsMacText(text)) {
-    puts("LIBDVR : Invalid parameter");
-    return -1;
+    return network::InvalidParameter();
   }
   if (strcmp(interfaceName, "eth0") != 0) {
-    base::PrintAt({"Network/network.c", 844}, "Not found device %s\n", interfaceName);
+    base::PrintAt({network::kSource, 844}, "Not found device %s\n", interfaceName);
     return -1;
   }
   const Command down = {"ifconfig eth0 down"};
@@ -141,8 +144,7 @@ int32_t NetWorkSetMACAddress(const char *interfaceName, const char *text) {
 
 int32_t NetWorkSetInterface(const char *interfaceName, int32_t type, const char *value) {
   if (interfaceName == nullptr || value == nullptr || type < HOSTIP || type > kLastGatewayType) {
-    puts("LIBDVR : Invalid parameter");
-    return -1;
+    return network::InvalidParameter();
   }
   return type >= GATEWAYIP ? network::SetGateway(interfaceName, value)
                            : SetAddressOrNetmask(interfaceName, type, value);

@@ -2,7 +2,7 @@
 
 #include <ctype.h>
 
-namespace network {
+namespace libsys::network {
 namespace {
 
 // The digits are looked at one by one: any other character, a line feed too, ends the number.
@@ -42,4 +42,4 @@ int LineLength(const char *text, size_t size) {
   return static_cast<int>(length);
 }
 
-}  // namespace network
+}  // namespace libsys::network

@@ -3,7 +3,7 @@
 
 #include <stddef.h>
 
-namespace network {
+namespace libsys::network {
 
 // Four decimal numbers from 0 to 255 joined by dots. None begins with a zero before other digits:
 // route would read it as octal.
@@ -16,4 +16,4 @@ bool IsMacText(const char *text);
 // which could end the line, or to the size of its field in bytes.
 int LineLength(const char *text, size_t size);
 
-}  // namespace network
+}  // namespace libsys::network

@@ -10,7 +10,7 @@
 #include "Base/standard_descriptors.h"
 #include "Network/network_text.h"
 
-namespace network {
+namespace libsys::network {
 namespace {
 
 FILE *OpenForOwner(const char *path) {
@@ -49,4 +49,4 @@ void OutputFile::PrintEscaped(const char *field, size_t size, std::span<const Es
   }
 }
 
-}  // namespace network
+}  // namespace libsys::network

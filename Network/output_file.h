@@ -6,7 +6,7 @@
 
 #include <span>
 
-namespace network {
+namespace libsys::network {
 
 enum class Readers { kAll, kOwner };
 
@@ -39,4 +39,4 @@ class OutputFile {
   FILE *file_;
 };
 
-}  // namespace network
+}  // namespace libsys::network

@@ -11,13 +11,15 @@
 #include "Base/standard_descriptors.h"
 #include "Base/text_file.h"
 #include "Base/text_scanner.h"
+#include "Network/message.h"
 #include "Network/network_text.h"
 #include "libsys/network.h"
 #include "libsys/system.h"
 
+using namespace libsys;
+
 namespace {
 
-constexpr const char *kModule = "Network/network.c";
 constexpr const char *kConfigFile = "/opt/sav/Config/network";
 constexpr int32_t kValueSize = 16;  // with its zero byte
 constexpr size_t kLineSize = 128;
@@ -50,11 +52,6 @@ const Setting *Find(int32_t type) {
 
 bool IsEth0(const char *interfaceName) {
   return strcmp(interfaceName, "eth0") == 0;
-}
-
-int32_t InvalidParameter() {
-  puts("LIBDVR : Invalid parameter");
-  return -1;
 }
 
 // The value of a line "KEY = value", cut to the buffer.
@@ -94,7 +91,7 @@ Dhcp ReadDhcpState(const char *path) {
 
 bool GetFromDhcp(const char *path, const Setting &setting, char *buffer) {
   if (setting.dhcpKey == nullptr) {
-    base::PrintAt({kModule, 317}, "Unkonw type\n");
+    base::PrintAt({network::kSource, 317}, "Unkonw type\n");
     return false;
   }
   base::TextFile file(path);
@@ -167,22 +164,22 @@ bool IsUsable(const char *interfaceName) {
 }  // namespace
 
 int32_t NetWorkGetConfigFileName(const char *interfaceName, char *buffer, int32_t length) {
-  if (interfaceName == nullptr || buffer == nullptr) return InvalidParameter();
+  if (interfaceName == nullptr || buffer == nullptr) return network::InvalidParameter();
   const bool eth1 = strcmp(interfaceName, "eth1") == 0;
   if (!eth1 && !IsEth0(interfaceName)) {
-    base::PrintAt({kModule, 169}, "Unsupport %s\n", interfaceName);
+    base::PrintAt({network::kSource, 169}, "Unsupport %s\n", interfaceName);
     return -1;
   }
   const size_t size = length < 0 ? 0 : static_cast<size_t>(length);
   const int written = snprintf(buffer, size, "%s%s", kConfigFile, eth1 ? "1" : "");
   if (written < length) return 0;
-  base::PrintAt({kModule, 175}, "NameLength too short\n");
+  base::PrintAt({network::kSource, 175}, "NameLength too short\n");
   return -1;
 }
 
 int32_t NetWorkGetKeyNameFromType(int32_t type, char *buffer, int32_t length) {
   const Setting *setting = Find(type);
-  if (setting == nullptr || buffer == nullptr) return InvalidParameter();
+  if (setting == nullptr || buffer == nullptr) return network::InvalidParameter();
   const size_t size = strlen(setting->key) + 1;
   if (length < 0 || static_cast<size_t>(length) < size) {
     puts("LIBDVR : Length is too short");
@@ -193,16 +190,16 @@ int32_t NetWorkGetKeyNameFromType(int32_t type, char *buffer, int32_t length) {
 }
 
 int32_t NetWorkCheckDevice(const char *interfaceName) {
-  if (interfaceName == nullptr) return InvalidParameter();
+  if (interfaceName == nullptr) return network::InvalidParameter();
   for (const char *name : {"eth0", "eth1", "eth2", "lo"}) {
     if (strcmp(interfaceName, name) == 0) return 0;
   }
-  base::PrintAt({kModule, 1822}, "Not supported device %s\n", interfaceName);
+  base::PrintAt({network::kSource, 1822}, "Not supported device %s\n", interfaceName);
   return -1;
 }
 
 int32_t NetWorkReadKey(const char *path, const char *key, char *buffer, int32_t length) {
-  if (path == nullptr || key == nullptr || buffer == nullptr) return InvalidParameter();
+  if (path == nullptr || key == nullptr || buffer == nullptr) return network::InvalidParameter();
   base::TextFile file(path);
   char line[kLineSize];
   if (!FindLine(file, key, line)) return -1;
@@ -218,11 +215,11 @@ int32_t NetWorkReadKey(const char *path, const char *key, char *buffer, int32_t 
 }
 
 int32_t NetWorkWriteKey(const char *path, const char *key, const char *value) {
-  if (path == nullptr || key == nullptr || value == nullptr) return InvalidParameter();
+  if (path == nullptr || key == nullptr || value == nullptr) return network::InvalidParameter();
   FILE *file = base::OpenFile(path, "r+e");
   if (file == nullptr) file = base::OpenFile(path, "w+e");
   if (file == nullptr) {
-    base::PrintAt({kModule, 500}, "Open %s failed\n", path);
+    base::PrintAt({network::kSource, 500}, "Open %s failed\n", path);
     return -1;
   }
   // In place, on purpose: the file is neither shortened nor shifted.
@@ -232,7 +229,7 @@ int32_t NetWorkWriteKey(const char *path, const char *key, const char *value) {
 }
 
 int32_t NetWorkSaveAttributes(const char *interfaceName, int32_t type, const char *value) {
-  if (value == nullptr || !IsUsable(interfaceName)) return InvalidParameter();
+  if (value == nullptr || !IsUsable(interfaceName)) return network::InvalidParameter();
   char path[32], key[32];
   if (NetWorkGetConfigFileName(interfaceName, path, sizeof path) != 0) return -1;
   if (NetWorkGetKeyNameFromType(type, key, sizeof key) != 0) return -1;
@@ -243,8 +240,9 @@ int32_t NetWorkSaveAttributes(const char *interfaceName, int32_t type, const cha
 int32_t NetWorkGetAttributes(const char *interfaceName, int32_t type, char *buffer,
                              int32_t length) {
   const Setting *setting = Find(type);
-  if (buffer == nullptr || setting == nullptr || length < kValueSize) return InvalidParameter();
-  if (!IsUsable(interfaceName)) return InvalidParameter();
+  if (buffer == nullptr || setting == nullptr || length < kValueSize)
+    return network::InvalidParameter();
+  if (!IsUsable(interfaceName)) return network::InvalidParameter();
   char path[128], key[32];
   if (NetWorkGetConfigFileName(interfaceName, path, sizeof path) != 0) {
     puts("LIBDVR : NetWorkGetConfigFileName failed");
@@ -269,11 +267,11 @@ int32_t NetWorkGetAttributes(const char *interfaceName, int32_t type, char *buff
 int32_t NetWorkGetDefaultAddress(const char *interfaceName, char *address, int32_t addressLength,
                                  char *netmask, int32_t netmaskLength) {
   if (NetWorkGetAttributes(interfaceName, HOSTIP, address, addressLength) != 0) {
-    base::PrintAt({kModule, 649}, "Get default ip failed\n");
+    base::PrintAt({network::kSource, 649}, "Get default ip failed\n");
     return -1;
   }
   if (NetWorkGetAttributes(interfaceName, SUBMASK, netmask, netmaskLength) != 0) {
-    base::PrintAt({kModule, 655}, "Get default netmask failed\n");
+    base::PrintAt({network::kSource, 655}, "Get default netmask failed\n");
     return -1;
   }
   return 0;
@@ -286,6 +284,6 @@ int32_t NetWorkGetEth0Address(char *address, int32_t addressLength, char *netmas
 
 int32_t NetWorkGetDefaultGateway(const char *interfaceName, char *gateway, int32_t length) {
   if (NetWorkGetAttributes(interfaceName, GATEWAYIP, gateway, length) == 0) return 0;
-  base::PrintAt({kModule, 762}, "Get default gateway failed\n");
+  base::PrintAt({network::kSource, 762}, "Get default gateway failed\n");
   return -1;
 }

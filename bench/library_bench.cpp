@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "System/crc32.h"
+#include "System/boot/crc32.h"
 #include "libsys/boot.h"
 #include "libsys/flash.h"
 #include "libsys/version.h"
@@ -93,7 +93,7 @@ void FlashInit11Partitions(benchmark::State &state) {
 const std::vector<uint8_t> kBlock(0x10000 - 4, 0x5a);
 
 void CrcOurs(benchmark::State &state) {
-  for (auto _ : state) benchmark::DoNotOptimize(boot::Crc32(0, kBlock));
+  for (auto _ : state) benchmark::DoNotOptimize(libsys::boot::Crc32(0, kBlock));
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * kBlock.size()));
 }
 

@@ -274,7 +274,7 @@ bool OpenBus() {
 }
 
 int main(int argc, char **argv) {
-  const unsigned closed = base::OpenStandardDescriptors();
+  const unsigned closed = libsys::base::OpenStandardDescriptors();
   signal(SIGPIPE, [](int) {});  // a reader that goes away is an output that cannot be written
   CommandLine line;
   const bool good = Parse(argc, argv, &line);

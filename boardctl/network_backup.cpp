@@ -11,7 +11,7 @@
 #include <algorithm>
 
 #include "Base/descriptor.h"
-#include "Network/live_interface.h"
+#include "Network/kernel_request.h"
 #include "libsys/network.h"
 #include "libsys/system.h"
 
@@ -29,7 +29,7 @@ sockaddr AddressOf(uint32_t number) {
 }
 
 bool Change(int fd, unsigned long request, const RouteLine &line) {
-  network::KernelName device = network::NameForKernel(line.device);
+  libsys::network::KernelName device = libsys::network::NameForKernel(line.device);
   rtentry route{};
   route.rt_dst = AddressOf(line.destination);
   route.rt_genmask = AddressOf(line.netmask);
@@ -110,8 +110,8 @@ bool NetworkBackup::File::operator==(const File &other) const {
 }
 
 bool NetworkBackup::TakeLive(const char *interfaceName) {
-  const base::Descriptor socket = network::OpenSocket();
-  address_ = netmask_ = flags_ = network::RequestFor(interfaceName);
+  const libsys::base::Descriptor socket = libsys::network::OpenSocket();
+  address_ = netmask_ = flags_ = libsys::network::RequestFor(interfaceName);
   hasAddress_ = ioctl(socket.get(), SIOCGIFADDR, &address_) == 0;
   if (!hasAddress_) address_.ifr_addr = AddressOf(INADDR_ANY);
   const bool hasNetmask = ioctl(socket.get(), SIOCGIFNETMASK, &netmask_) == 0;
@@ -145,7 +145,7 @@ bool NetworkBackup::PutBackChip() const {
 }
 
 bool NetworkBackup::PutBackLive() const {
-  const base::Descriptor socket = network::OpenSocket();
+  const libsys::base::Descriptor socket = libsys::network::OpenSocket();
   ifreq address = address_, netmask = netmask_, flags = flags_;
   const bool good = ioctl(socket.get(), SIOCSIFADDR, &address) == 0 &&
                     (!hasAddress_ || ioctl(socket.get(), SIOCSIFNETMASK, &netmask) == 0) &&

@@ -61,7 +61,7 @@ bool IsParameter(string_view word, const Partition &partition) {
 }
 
 bool IsOnCommandLine(const Partition &partition, char *by, size_t size) {
-  base::TextFile file("/proc/cmdline");
+  libsys::base::TextFile file("/proc/cmdline");
   char line[4096];
   if (!file.ReadLine(line)) return snprintf(by, size, "/proc/cmdline cannot be read") > 0;
   char *rest = nullptr;
@@ -73,7 +73,7 @@ bool IsOnCommandLine(const Partition &partition, char *by, size_t size) {
 }
 
 bool IsMounted(const Partition &partition, char *by, size_t size) {
-  base::TextFile file("/proc/mounts");
+  libsys::base::TextFile file("/proc/mounts");
   if (!file) return snprintf(by, size, "/proc/mounts cannot be read") > 0;
   char line[512], source[128], point[128];
   while (file.ReadLine(line)) {

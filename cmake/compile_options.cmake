@@ -26,5 +26,7 @@ endif()
 add_library(product_options INTERFACE)
 target_compile_options(product_options INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>
+  # The shared library shows what its headers mark with LIBSYS_API.
+  -fvisibility=hidden $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>
   -ffunction-sections -fdata-sections)
 target_link_options(product_options INTERFACE -Wl,--gc-sections)

@@ -3,7 +3,6 @@
 #include <stdlib.h>
 #include <sys/stat.h>
 
-#include "Base/standard_descriptors.h"
 #include "launcher/launcher.h"
 
 namespace launcher {
@@ -22,7 +21,7 @@ struct State {
 bool ReadLog() {
   struct stat status = {};
   stat(kLog, &status);
-  state.file = base::OpenFile(kLog, "re");
+  state.file = fopen(kLog, "re");
   if (state.file == nullptr) {
     printf("Libsys --:open  %s failed !!\n", kLog);
     return true;

@@ -2,8 +2,8 @@
 #include <stdio.h>
 #include <stdlib.h>
 
-#include "Base/standard_descriptors.h"
 #include "launcher/launcher.h"
+#include "libsys/system.h"
 #include "libsys/version.h"
 
 namespace {
@@ -35,7 +35,7 @@ void RunRoad(const char *application) {
 
 int main(int argumentCount, char **arguments) {
   // Init may start the launcher without a console.
-  base::OpenStandardDescriptors();
+  SystemOpenStandardDescriptors();
   // A line at a time, so that nothing is lost or doubled where the process forks, becomes
   // another program or sends its output elsewhere.
   setvbuf(stdout, nullptr, _IOLBF, 0);

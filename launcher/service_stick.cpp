@@ -5,7 +5,6 @@
 #include <sys/mount.h>
 #include <unistd.h>
 
-#include "Base/standard_descriptors.h"
 #include "launcher/launcher.h"
 #include "libsys/disk.h"
 #include "libsys/network.h"
@@ -57,7 +56,7 @@ bool Mount(const char *device) {
 }
 
 int OpenCapture(int flags) {
-  const int fd = base::Open(kCapture, O_RDWR | flags, 0644);
+  const int fd = open(kCapture, O_RDWR | O_CLOEXEC | flags, 0644);
   if (fd < 0) puts("open /share/printf.txt failed");
   return fd;
 }

@@ -11,11 +11,9 @@
 #include <string.h>
 #include <unistd.h>
 
-#include "Base/descriptor.h"
-#include "Base/message.h"
-#include "System/application_flag.h"
 #include "launcher/launcher.h"
 #include "libsys/frontboard.h"
+#include "libsys/system.h"
 #include "libsys/version.h"
 
 namespace launcher {
@@ -36,31 +34,13 @@ using Key = std::array<uint8_t, 4>;
 // The service keys: the middle bytes of an event 0xFF, group, code, 0x01.
 constexpr std::array<std::pair<uint8_t, uint8_t>, 2> kServiceKeys = {{{0x1A, 0xFE}, {0x01, 0x0C}}};
 
-base::Descriptor OpenFlagFile() {
-  base::Descriptor file(application::kFlagFile, O_RDWR | O_CREAT, 0644);
-  if (!file) puts("open failed");
-  return file;
-}
-
-void WriteStarted() {
-  const base::Descriptor file = OpenFlagFile();
-  const char state[] = {application::kStarted, '\0'};
-  lseek(file.get(), 0, SEEK_SET);
-  if (write(file.get(), state, sizeof state) <= 0) {
-    puts("Write failed");
-    exit(-1);
-  }
-}
-
-void WaitForHandBack(const base::Descriptor &file) {
+void WaitForHandBack(int flagFile) {
   for (;;) {
-    char state = application::kStarted;
-    lseek(file.get(), 0, SEEK_SET);
-    if (read(file.get(), &state, 1) < 0) puts("read failed");
+    const int32_t flag = ApplicationFlagRead(flagFile);
     fflush(stdout);
     dup2(savedConsole, STDOUT_FILENO);
     dup2(savedConsole, STDERR_FILENO);
-    if (state == application::kHandedBack) return;
+    if (flag == APPLICATION_HANDED_BACK) return;
     puts("quillon is running");
     sleep(kPollSeconds);
   }
@@ -70,7 +50,7 @@ void WaitForHandBack(const base::Descriptor &file) {
 pthread_t StartThread(void *(*body)(void *), int line) {
   pthread_t thread;
   if (pthread_create(&thread, nullptr, body, nullptr) == 0) return thread;
-  base::PrintAt({"sentrel", line}, "ThreadCreate failed\n");
+  printf("LIBDVR : FILE -> %s, LINE -> %d: ThreadCreate failed\n", "sentrel", line);
   exit(-1);
 }
 
@@ -127,7 +107,7 @@ void WaitForServiceKey(Key &key) {
 void Supervise() {
   Key key = {};
   for (;;) {
-    WriteStarted();
+    if (ApplicationFlagStart() != 0) exit(-1);
     fflush(stdout);
     // The process that the start-up script knows becomes the application; the child
     // supervises. When there is no child, there is no supervision either.
@@ -135,13 +115,11 @@ void Supervise() {
       puts("ch=---->");
       Become(kApplication);
     }
-    std::optional<pthread_t> scanner;
-    {
-      const base::Descriptor file = OpenFlagFile();
-      WaitForHandBack(file);
-      scanner = StartFrontPanel();
-      WaitForServiceKey(key);
-    }
+    const int flagFile = ApplicationFlagOpen();
+    WaitForHandBack(flagFile);
+    const std::optional<pthread_t> scanner = StartFrontPanel();
+    WaitForServiceKey(key);
+    close(flagFile);
     FrontboardStop();
     if (scanner) EndScanner(*scanner);
   }

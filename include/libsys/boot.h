@@ -30,6 +30,8 @@
 
 #include <stdint.h>
 
+#include "libsys/export.h"
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -38,21 +40,21 @@ extern "C" {
  * until the next get, set or BootEnvRelease. Get and set load for themselves; this only tells
  * whether the block can be read. Returns 0, at once if it is loaded; -1 when there is no such
  * partition, its device does not open or the block cannot be read whole. */
-int32_t BootEnvInit(void);
+LIBSYS_API int32_t BootEnvInit(void);
 
 /* Frees the block in memory and closes the device. Changes that were not saved are lost. */
-void BootEnvRelease(void);
+LIBSYS_API void BootEnvRelease(void);
 
 /* Fills `destination` with `length` zero bytes and copies the variable's value into it, at most
  * `length` bytes: a value of that length or longer is cut and NOT terminated.
  * Returns 0; -1 when there is no such variable (the destination is zero then), when the block
  * cannot be read, or for a null argument. */
-int32_t BootEnvGet(const char *name, void *destination, uint32_t length);
+LIBSYS_API int32_t BootEnvGet(const char *name, void *destination, uint32_t length);
 
 /* Calls visit with each entry name=value, in the order of the list, and the context. The text is
  * valid during the call, which may not use these operations. Returns 0; -1 for null or when the
  * block cannot be read. */
-int32_t BootEnvForEach(void (*visit)(const char *entry, void *context), void *context);
+LIBSYS_API int32_t BootEnvForEach(void (*visit)(const char *entry, void *context), void *context);
 
 /* Deletes the variable, appends it with its new value at the end of the list and saves the block.
  * A null value only deletes, and saves even where there was nothing to delete.
@@ -60,15 +62,15 @@ int32_t BootEnvForEach(void (*visit)(const char *entry, void *context), void *co
  * Returns 0; -1 for a null name, or when the block cannot be read, the pair does not fit (flash
  * keeps the old block, the old value included), or erasing or writing fails. After a failed
  * write the block is left erased or partly written. */
-int32_t BootEnvSet(const char *name, const char *value);
+LIBSYS_API int32_t BootEnvSet(const char *name, const char *value);
 
 /* BootEnvSet of a text name=value, split at its first '='. Name and value are cut to 31
  * characters each. Returns as BootEnvSet; -1 for a null text or one without '='. */
-int32_t BootEnvSetText(const char *text);
+LIBSYS_API int32_t BootEnvSetText(const char *text);
 
 /* Where the value begins in `entry`, a terminated name=value, if that is the entry of `name`:
  * the whole name, then '=' at once. Returns the position in bytes, or -1. */
-int32_t BootEnvMatchName(const char *name, const char *entry);
+LIBSYS_API int32_t BootEnvMatchName(const char *name, const char *entry);
 
 #ifdef __cplusplus
 }

@@ -8,6 +8,8 @@
 
 #include <stdint.h>
 
+#include "libsys/export.h"
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -43,22 +45,26 @@ typedef struct DiskInfo {
  * DISK_MAX_PARTITIONS are left out. It looks only for hosts that the list names, so that a high
  * host number costs no time; numbers above INT32_MAX are none. Returns the number of records, 0 to
  * DISK_MAX_DISKS, and never a negative value; what cannot be read is reported and skipped. */
-int32_t DiskEnumerate(DiskInfo **table);
+LIBSYS_API int32_t DiskEnumerate(DiskInfo **table);
 
 /* Returns the number of records that the last enumeration found, and enumerates where none has
  * run yet. The operations below take an index from 0 to one below it. */
-int32_t DiskGetCount(void);
+LIBSYS_API int32_t DiskGetCount(void);
+
+/* Writes the path of a disk's device, "/dev/sda" or "/dev/sr0", terminated, into a buffer of length
+ * bytes. Returns 0, or -1 when there is no such disk or the path does not fit. */
+LIBSYS_API int32_t DiskGetPath(int32_t index, char *buffer, int32_t length);
 
 /* Sets how long a disk waits without work before it stops its motor: 1 to 330 minutes, from 22
  * on rounded up to half hours; 0 switches the timer off. The command is ATA IDLE, sent with
  * the request HDIO_DRIVE_CMD of linux/hdreg.h. Returns 0, or -1 when there is no such disk,
  * the time is out of range, or the drive does not take the command, as optical drives and most
  * USB sticks do not. */
-int32_t DiskSetStandby(int32_t index, int32_t minutes);
+LIBSYS_API int32_t DiskSetStandby(int32_t index, int32_t minutes);
 
 /* Brings everything written to the disk's device onto the disk, with fsync. Returns 0, or -1
  * when there is no such disk or the disk fails. */
-int32_t DiskFlush(int32_t index);
+LIBSYS_API int32_t DiskFlush(int32_t index);
 
 #ifdef __cplusplus
 }

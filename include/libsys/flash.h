@@ -14,6 +14,8 @@
 
 #include <stdint.h>
 
+#include "libsys/export.h"
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -49,49 +51,49 @@ typedef struct FlashPartitionTable {
  * no partition (fewer than four columns, a device name without 'd' or 'k') are skipped.
  * Returns 0, or -1 when the list cannot be read, is empty or has more than FLASH_MAX_PARTITIONS
  * partitions, or when a device cannot be opened; nothing stays open then. */
-int32_t FlashInit(void);
+LIBSYS_API int32_t FlashInit(void);
 
 /* Closes every partition and empties the table; the next FlashInit builds it anew. Rows that
  * FlashFindPartition returned are invalid afterwards. Returns 0. */
-int32_t FlashCloseAll(void);
+LIBSYS_API int32_t FlashCloseAll(void);
 
 /* Finds the first partition with exactly this name, double quotes included: "\"config\"".
  * Does not build the table: call FlashInit first. Returns the module's own row, valid until
  * FlashCloseAll and not to be freed, or NULL. */
-const MtdPartition *FlashFindPartition(const char *name);
+LIBSYS_API const MtdPartition *FlashFindPartition(const char *name);
 
 /* Stores the linear start of the partition whose name is the four letters tool, without quotes.
  * A name that /proc/mtd prints in quotes never matches. Call FlashInit first. Returns 0; -1 without
  * such a partition, leaving *address as it was. */
-int32_t FlashGetToolPartitionStart(uint32_t *address);
+LIBSYS_API int32_t FlashGetToolPartitionStart(uint32_t *address);
 
 /* Calls FlashInit and copies the table into the caller's *table; without a table the row count
  * is 0. Returns 0; -1 only for a null argument. */
-int32_t FlashGetPartitionTable(FlashPartitionTable *table);
+LIBSYS_API int32_t FlashGetPartitionTable(FlashPartitionTable *table);
 
 /* Makes the partition that holds the linear address the current one. Without a sector size it
  * first stores the default of the board's product type, after which FlashInit counts as done.
  * Returns 0; -1 when the address is not a multiple of the sector size or in no partition. */
-int32_t FlashSelect(uint32_t address);
+LIBSYS_API int32_t FlashSelect(uint32_t address);
 
 /* Reads `count` bytes, at most one sector, from the linear address into the caller's buffer.
  * Blocks until done. Returns 0, also when the device ends early (the rest of the buffer is left
  * as it was); -1 for an invalid address, a count above the sector size or a failed transfer. */
-int32_t FlashRead(void *buffer, uint32_t address, uint32_t count);
+LIBSYS_API int32_t FlashRead(void *buffer, uint32_t address, uint32_t count);
 
 /* Writes `count` bytes, at most one sector, at the linear address, which must have been erased.
  * Blocks until done. Returns as FlashRead does. */
-int32_t FlashWrite(const void *buffer, uint32_t address, uint32_t count);
+LIBSYS_API int32_t FlashWrite(const void *buffer, uint32_t address, uint32_t count);
 
 /* Erases the sector that begins at the linear address; blocks until done. On boards that keep a
  * second copy of the boot environment, erasing 0x80020000 first copies that sector to
  * 0x80030000, and erasing 0x80030000 does nothing and succeeds. On other boards erasing the
  * very first sector sets the boot variable "restore" to "1" (boot.h).
  * Returns 0; -1 for an invalid address or when any of these steps fails. */
-int32_t FlashErase(uint32_t address);
+LIBSYS_API int32_t FlashErase(uint32_t address);
 
 /* Stores the sector size in bytes. Returns 0; -1, storing 0, before FlashInit. */
-int32_t FlashGetSectorSize(uint32_t *size);
+LIBSYS_API int32_t FlashGetSectorSize(uint32_t *size);
 
 #ifdef __cplusplus
 }

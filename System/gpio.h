@@ -1,9 +1,0 @@
-// The GPIO driver inside the library.
-#pragma once
-
-namespace gpio {
-
-// Opens the driver's device where it is closed. False, without a message, where there is none.
-bool Open();
-
-}  // namespace gpio
