@@ -15,7 +15,7 @@
 #include "Base/text_file.h"
 #include "Base/text_scanner.h"
 #include "Flash/flash.h"
-#include "libsys/version.h"
+#include "System/version/products.h"
 
 using namespace libsys;
 
@@ -24,7 +24,6 @@ namespace {
 constexpr size_t kLineSize = 128;
 constexpr uint32_t kSmallSector = 0x10000;
 constexpr uint32_t kLargeSector = 0x20000;
-constexpr std::array kSmallSectorProducts = {2, 3, 30, 31, 32};
 
 constexpr MtdPartition kClosedRow = {-1, 0, 0, 0, "", ""};
 
@@ -162,7 +161,7 @@ const flash::Selection &flash::CurrentSelection() {
 }
 
 bool flash::IsSmallSectorProduct() {
-  return std::ranges::find(kSmallSectorProducts, DvrGetProductType()) != kSmallSectorProducts.end();
+  return product::Get(&product::Product::sector) == product::k64;
 }
 
 int32_t FlashInit(void) {

@@ -6,11 +6,9 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <initializer_list>
-
 #include "Base/message.h"
 #include "Base/standard_descriptors.h"
-#include "libsys/board_words.h"
+#include "System/version/products.h"
 #include "libsys/version.h"
 
 using namespace libsys;
@@ -27,25 +25,14 @@ constexpr int kTimeout = 180;                    // seconds
 constexpr char kMagicClose[] = "V";              // with its zero byte
 constexpr unsigned kVendorRequest = 0x8004570b;  // restarts the board
 
-bool IsOem(int32_t type) {
-  return DvrGetHwidInformation(OEM_TYPE) == type;
-}
-
 // A raw product code of 1 is a board without a watchdog of its own.
 bool HasWatchdog() {
   return DvrGetHwidInformation(PRODUCT_TYPE) != 1;
 }
 
-bool InUseOnThisBoard(int32_t product) {
-  for (const int32_t oem : {2, 4, 8, 14, 20, 15}) {
-    if (IsOem(oem)) return true;
-  }
-  if (DvrGetBoardType() == 2 && IsOem(9)) return true;
-  if (IsOem(6) && FrontboardVariantA == 1) return true;
-  if (IsOem(13)) return true;
-  if (product == 30 || product == 31) return true;
-  if (product == 32 && !IsOem(6)) return true;
-  return product >= 27 && product <= 29;
+bool InUseOnThisBoard(int32_t type) {
+  return product::OemHas(product::kUsesWatchdog) ||
+         product::Get(&product::Product::usesWatchdog, type, DvrGetHwidInformation(OEM_TYPE)) != 0;
 }
 
 bool WatchdogInUse() {
@@ -98,7 +85,7 @@ int32_t WatchdogKeepAlive() {
 
 int32_t WatchdogVendorCommand() {
   const int32_t product = DvrGetProductType();
-  if (!HasWatchdog() && !IsOem(2)) return 0;
+  if (!HasWatchdog() && DvrGetHwidInformation(OEM_TYPE) != 2) return 0;
   if (!InUseOnThisBoard(product)) return 0;
   WatchdogStart();
   return Request(kVendorRequest, nullptr, 264);

@@ -15,6 +15,7 @@
 #include "Flash/mtd.h"
 #include "System/boot/boot_list.h"
 #include "System/boot/held_signals.h"
+#include "System/version/products.h"
 #include "libsys/flash.h"
 #include "libsys/version.h"
 
@@ -39,30 +40,9 @@ class Lock {
   ~Lock() { pthread_mutex_unlock(&state.mutex); }
 };
 
-// The boards whose block has 0x10000 bytes; on all others it has 0x20000.
-constexpr int32_t kAnyOem = -1;
-struct SmallBlock {
-  int32_t product;
-  int32_t oem;
-};
-constexpr std::array kSmallBlocks = std::to_array<SmallBlock>({
-    {2, kAnyOem},
-    {3, kAnyOem},
-    {4, 11},
-    {4, 14},
-    {4, 15},
-    {30, kAnyOem},
-    {31, kAnyOem},
-    {32, kAnyOem},
-});
-
 uint32_t BootEnvSize() {
-  const int32_t product = DvrGetProductType();
-  const bool small = std::ranges::any_of(kSmallBlocks, [product](const SmallBlock &board) {
-    return board.product == product &&
-           (board.oem == kAnyOem || board.oem == DvrGetHwidInformation(OEM_TYPE));
-  });
-  return small ? 0x10000 : 0x20000;
+  constexpr uint32_t kUnit = 0x10000;
+  return static_cast<uint32_t>(product::Get(&product::Product::block)) * kUnit;
 }
 
 void Release() {

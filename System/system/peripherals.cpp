@@ -2,13 +2,17 @@
 // microcontroller.
 #include <stdio.h>
 
+#include <algorithm>
 #include <atomic>
 #include <optional>
 
+#include "System/version/board_lines.h"
 #include "libsys/gpio.h"
 #include "libsys/system.h"
 #include "libsys/uart.h"
 #include "libsys/version.h"
+
+using namespace libsys;
 
 namespace {
 
@@ -20,11 +24,6 @@ constexpr uint32_t kMcuPort = 1;
 constexpr uint32_t kBeepStep = 50;  // milliseconds
 
 enum McuCommand : uint8_t { kMcuBuzzer = 4, kMcuFan = 5 };
-
-struct Line {
-  uint32_t group;
-  uint32_t bit;
-};
 
 // The first four bytes of these frames mean no key, so that they pass the port unchanged.
 int32_t SendToMcu(McuCommand command, bool on) {
@@ -40,60 +39,27 @@ bool OpenMcuPort() {
   return false;
 }
 
-struct ProductBuzzer {
-  int32_t product;
-  Line line;
-};
-
-// Boards whose product type alone tells where the buzzer is.
-constexpr ProductBuzzer kBuzzersByProduct[] = {
-    {40, {3, 3}}, {41, {3, 3}}, {42, {3, 3}}, {43, {3, 3}}, {45, {3, 3}},
-    {46, {3, 3}}, {47, {3, 3}}, {27, {0, 5}}, {28, {0, 5}}, {30, {0, 5}},
-    {31, {0, 5}}, {32, {0, 5}}, {29, {0, 4}}, {49, {6, 3}},
-};
 constexpr int32_t kFixedBeepProduct = 49;
 constexpr uint32_t kFixedBeep = 1000;  // milliseconds
 
-constexpr int32_t kAny = -2;
-
-struct OemBuzzer {
-  int32_t oem;
-  int32_t boardType;
-  int32_t product;
-  Line line;
-};
-
-// The others, but for chip/board type 0; the first row that fits counts.
-constexpr OemBuzzer kBuzzersByOem[] = {
-    {2, kAny, kAny, {5, 5}},  {6, kAny, kAny, {0, 5}},  {11, kAny, kAny, {0, 5}},
-    {20, kAny, kAny, {0, 5}}, {9, 2, kAny, {0, 7}},     {8, kAny, 4, {0, 5}},
-    {8, kAny, kAny, {5, 0}},  {14, kAny, kAny, {0, 5}}, {15, kAny, kAny, {0, 5}},
-};
-
 bool Fits(int32_t row, int32_t value) {
-  return row == kAny || row == value;
-}
-
-Line OtherBuzzer(int32_t oem, int32_t product) {
-  if (DvrGetHwidInformation(HWID_FIELD_42) == 1) return {1, 7};
-  if (product != 4) return {5, 5};
-  return oem == 4 ? Line{0, 6} : Line{0, 5};
+  return row == board_lines::kAny || row == value;
 }
 
 // The buzzer's line; none where the microcontroller has the buzzer.
-std::optional<Line> FindBuzzer(int32_t product) {
-  for (const ProductBuzzer &row : kBuzzersByProduct) {
-    if (row.product == product) return row.line;
-  }
+std::optional<Line> FindBuzzer(int32_t type) {
+  const Line line = product::RowOf(type).buzzer;
+  if (line != kNoLine) return line;
   const int32_t boardType = DvrGetBoardType();
   if (boardType == 0) return std::nullopt;
   const int32_t oem = DvrGetHwidInformation(OEM_TYPE);
-  for (const OemBuzzer &row : kBuzzersByOem) {
-    if (row.oem == oem && Fits(row.boardType, boardType) && Fits(row.product, product)) {
-      return row.line;
-    }
-  }
-  return OtherBuzzer(oem, product);
+  const auto *row = std::ranges::find_if(board_lines::kBuzzers, [&](const auto &buzzer) {
+    return Fits(buzzer.oem, oem) && Fits(buzzer.boardType, boardType) &&
+           Fits(buzzer.product, type) &&
+           (buzzer.field42 == board_lines::kAny ||
+            buzzer.field42 == DvrGetHwidInformation(HWID_FIELD_42));
+  });
+  return row->line;
 }
 
 // A time that is no multiple of the step passes zero and beeps on until SystemBeepExtend sets
@@ -128,7 +94,9 @@ int32_t SystemHasFan() {
 int32_t SystemFanControl(uint32_t on) {
   const bool level = (on & 1) != 0;
   if (DvrGetBoardType() == 0) return OpenMcuPort() && SendToMcu(kMcuFan, level) >= 0 ? 0 : -1;
-  if (DvrGetProductType() == 4 && GpioWrite(0, 6, level) != 0) puts("Test : Fan control failed");
+  if (DvrGetProductType() == 4 &&
+      GpioWrite(board_lines::kFan.group, board_lines::kFan.bit, level) != 0)
+    puts("Test : Fan control failed");
   return 0;
 }
 

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "System/system/application_flag.h"
+#include "System/version/products.h"
 #include "libsys/disk.h"
 #include "libsys/frontboard.h"
 #include "libsys/gpio.h"
@@ -50,16 +51,9 @@ int32_t SendToPanel(const uint8_t (&panel)[4], const uint8_t (&alarmBoard)[4]) {
 }
 
 bool RebootsThroughWatchdog() {
-  const int32_t oem = Oem(), product = DvrGetProductType();
-  const bool product30Or31 = product == 30 || product == 31;
-  if (oem == 2 || oem == 4 || oem == 14 || oem == 20) return true;
-  if (oem == 15 && (product == 2 || product == 3 || product30Or31)) return true;
-  if (oem == 8 && FrontboardVariantB == 0) return true;
-  if (DvrGetBoardType() == 2 && oem == 9) return true;
-  if (oem == 6 && FrontboardVariantA == 1) return true;
-  if (product30Or31) return true;
-  if (product == 32 && oem != 6) return true;
-  return product >= 27 && product <= 29;
+  const int32_t type = DvrGetProductType();
+  return product::OemHas(product::kRebootsByWatchdog) ||
+         product::Get(&product::Product::rebootsByWatchdog, type, Oem()) != 0;
 }
 
 int32_t WriteRegister(uint32_t address, const uint8_t (&value)[4]) {
@@ -68,11 +62,7 @@ int32_t WriteRegister(uint32_t address, const uint8_t (&value)[4]) {
 }
 
 bool HandsBackToLauncher() {
-  if (DvrGetBoardType() != 2) return false;
-  const int32_t oem = Oem();
-  if (oem == 4 || oem == 9 || oem == 14) return true;
-  if (oem == 15) return DvrGetProductType() != 4;
-  return oem == 6 && FrontboardVariantA == 1;
+  return DvrGetBoardType() == 2 && product::OemHas(product::kHandsBack);
 }
 
 }  // namespace

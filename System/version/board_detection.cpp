@@ -4,8 +4,11 @@
 #include <atomic>
 #include <optional>
 
+#include "System/version/board_lines.h"
 #include "libsys/gpio.h"
 #include "libsys/version.h"
+
+using namespace libsys;
 
 namespace {
 
@@ -24,9 +27,9 @@ void Write(Register address, uint8_t value) {
   DvrPhysicalMemoryAccess(address, &value, sizeof value, 1);
 }
 
-std::optional<int32_t> ReadLevel(uint32_t group, uint32_t bit) {
+std::optional<int32_t> ReadLevel(const Line &line) {
   uint8_t level = 0;
-  if (GpioRead(group, bit, &level) != 0) {
+  if (GpioRead(line.group, line.bit, &level) != 0) {
     puts("LIBDVR : GpioRead failed");
     return std::nullopt;
   }
@@ -38,7 +41,7 @@ std::optional<int32_t> ReadLevel(uint32_t group, uint32_t bit) {
 int32_t DvrDetectAlarmBoard() {
   if (state.alarmBoard != -1 || DvrGetHwidInformation(OEM_TYPE) != 8) return state.alarmBoard;
   Write(kAlarmPin, 2);
-  const std::optional<int32_t> level = ReadLevel(1, 5);
+  const std::optional<int32_t> level = ReadLevel(board_lines::kAlarmBoardDetection);
   if (!level) return -1;
   state.alarmBoard = *level;
   const uint8_t function = *level == 1 ? 1 : 2;
@@ -50,7 +53,7 @@ int32_t DvrDetectAlarmBoard() {
 int32_t DvrReadBoardStraps(int32_t *out1, int32_t *out2) {
   if (DvrGetHwidInformation(OEM_TYPE) != 6) return 0;
   Write(kStrapPin, 2);
-  const std::optional<int32_t> first = ReadLevel(1, 0);
+  const std::optional<int32_t> first = ReadLevel(board_lines::kFirstStrap);
   if (!first) return -1;
   *out1 = *first;
   if (*first == 0) {
@@ -60,7 +63,7 @@ int32_t DvrReadBoardStraps(int32_t *out1, int32_t *out2) {
   }
   Write(kStrapPin, 1);
   Write(kPanelPin1, 2);
-  const std::optional<int32_t> second = ReadLevel(1, 4);
+  const std::optional<int32_t> second = ReadLevel(board_lines::kSecondStrap);
   if (!second) return -1;
   *out2 = *second;
   Write(kPanelPin0, 2);

@@ -3,6 +3,7 @@
 #include "System/version/first_generation.h"
 
 #include "System/version/boot_parameters.h"
+#include "System/version/products.h"
 #include "System/version/tool_config.h"
 #include "libsys/version.h"
 
@@ -92,7 +93,7 @@ int32_t AlarmOutputs() {
 
 int32_t Disks() {
   constexpr int32_t kDisksByCode[] = {8, 4, 1, 2};
-  if (DvrGetProductType() == 8) return DvrGetPciDiskNumber();
+  if (product::Get(&product::Product::hasPciDisks) != 0) return DvrGetPciDiskNumber();
   const int32_t code = Bits(46, 47);
   return Bits(35, 35) == 1 ? 1 << code : kDisksByCode[code];
 }

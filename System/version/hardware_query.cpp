@@ -8,6 +8,7 @@
 #include "Base/message.h"
 #include "System/version/boot_parameters.h"
 #include "System/version/first_generation.h"
+#include "System/version/products.h"
 #include "System/version/tool_config.h"
 
 using namespace libsys;
@@ -15,10 +16,10 @@ using namespace libsys;
 namespace {
 
 using identity::Bits;
-using identity::IsOneOf;
 using identity::OemType;
 using identity::Override;
 using identity::toolConfig;
+using product::Product;
 
 // An answer is a field of the identifier, a constant or what a rule returns.
 struct Answer {
@@ -83,23 +84,20 @@ int32_t Hdmi() {
   return Override(toolConfig.hdmi, 1);
 }
 int32_t Field42() {
-  return IsOneOf(DvrGetProductType(), {5, 6}) ? 2 : Bits(48, 50);
+  const int32_t field = product::Get(&Product::field42);
+  return field != product::kNone ? field : Bits(48, 50);
 }
 int32_t Disks() {
-  return DvrGetProductType() == 8 ? DvrGetPciDiskNumber() : Bits(41, 44);
+  return product::Get(&Product::hasPciDisks) != 0 ? DvrGetPciDiskNumber() : Bits(41, 44);
 }
 int32_t Field54() {
-  return DvrGetProductType() == 15 ? 16 : 0;
+  return product::Get(&Product::field54);
 }
-
 int32_t DspNumber() {
-  const int32_t type = DvrGetProductType();
-  if (type == 14) return 3;
-  return IsOneOf(type, {8, 13, 15, 17}) ? 2 : 1;
+  return product::Get(&Product::dsps);
 }
-
 int32_t ProductCode() {
-  return IsOneOf(DvrGetProductType(), {2, 3, 4, 5, 6, 7, 8, 11, 16, 19, 20, 21}) ? 0 : 2;
+  return product::Get(&Product::code);
 }
 
 struct Item {

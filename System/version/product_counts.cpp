@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "System/version/boot_parameters.h"
+#include "System/version/products.h"
 #include "System/version/tool_config.h"
 #include "libsys/version.h"
 
@@ -13,6 +14,7 @@ namespace {
 
 using identity::IsOneOf;
 using identity::OemType;
+using product::Product;
 
 using Count = std::optional<int32_t>;  // empty: the caller's value stands
 
@@ -42,18 +44,22 @@ Count AlarmOutByOem(int32_t type, int32_t oem) {
   }
 }
 
+// The product's count, when it is one that holds whatever the OEM type is, or when nothing else
+// tells.
+Count AlarmLines(int8_t Product::*lines, int32_t type, int32_t oem, bool nothingElse) {
+  const int32_t count = product::Get(lines, type, oem);
+  if (count == product::kByOem) return std::nullopt;
+  if (count < product::kLeastOrOem) return count;
+  return nothingElse ? Count(count - product::kLeastOrOem) : std::nullopt;
+}
+
 Count AlarmOut(int32_t type, int32_t oem) {
-  if (IsOneOf(type, {5, 21, 27, 28, 29})) return 1;
-  if (type == 6) return oem == 3 ? 1 : 2;
-  if (type == 49) return 2;
+  if (const Count count = AlarmLines(&Product::alarmOut, type, oem, false)) return count;
   if (oem == 20) return 1;
   if (oem == 8) return AlarmOutOfOem8(type);
-  if (IsOneOf(oem, {14, 15})) return IsOneOf(type, {40, 41, 42, 43}) ? 4 : 1;
+  if (IsOneOf(oem, {14, 15})) return product::RowOf(type).panel == product::kPanel40 ? 4 : 1;
   if (HasOneAlarmLine(type, oem)) return 1;
-  if (type == 16) return oem == 3 ? 2 : 4;
-  if (IsOneOf(type, {7, 8, 9, 10, 11, 13, 14, 15, 17, 18, 19, 20, 40, 41, 42, 43, 45, 46, 47})) {
-    return 4;
-  }
+  if (const Count count = AlarmLines(&Product::alarmOut, type, oem, true)) return count;
   return AlarmOutByOem(type, oem);
 }
 
@@ -83,48 +89,21 @@ Count AlarmInByOem(int32_t type, int32_t oem) {
     case 6:
       return type == 32 ? 0 : 1;
     default:
-      return IsOneOf(type, {45, 47}) ? Count(16) : std::nullopt;
+      return AlarmLines(&Product::alarmIn, type, oem, true);
   }
 }
 
 Count AlarmIn(int32_t type, int32_t oem) {
-  if (IsOneOf(type, {5, 21, 27, 28, 29})) return 4;
-  if (type == 6) return oem == 3 ? 4 : 8;
-  if (type == 49) return 8;
-  if (type == 16) return oem == 3 ? 8 : 16;
+  if (const Count count = AlarmLines(&Product::alarmIn, type, oem, false)) return count;
   if (HasOneAlarmLine(type, oem)) return 1;
-  if (IsOneOf(type, {7, 8, 9, 10, 11, 13, 14, 15, 17, 18, 19, 20, 40, 41, 42, 43, 46})) {
-    return 16;
-  }
   return AlarmInByOem(type, oem);
 }
 
-int32_t PlaybackByProduct(int32_t type) {
-  if (IsOneOf(type, {2, 4, 5, 8, 9, 10, 11, 16, 17, 21, 27, 28, 29, 30, 32, 40, 43, 46, 47, 49})) {
-    return 4;
-  }
-  if (IsOneOf(type, {6, 13, 20, 31, 42, 45})) return 8;
-  if (type == 3) return IsOneOf(OemType(), {6, 8, 9, 11, 14, 15, 20}) ? 4 : 8;
-  if (IsOneOf(type, {7, 14, 15, 19, 41})) return 16;
-  return 0;
-}
-
-// One audio channel for each video channel, 16 at most. Products whose video channels vary
-// follow the identifier; a board that differs gets a row here.
-constexpr int32_t kMostAudioChannels = 16;
-constexpr struct {
-  int32_t channels;
-  std::initializer_list<int32_t> types;
-} kAudioByProduct[] = {
-    {4, {2, 5, 21, 27, 30, 49}},
-    {8, {3, 6, 9, 13, 16, 20, 28, 31, 40}},
-    {16, {4, 7, 10, 12, 18, 19, 29, 32, 41, 42, 43, 46}},
-};
-
+// One audio channel for each video channel, 16 at most, where the product's video channels vary.
 int32_t AudioByProduct(int32_t type) {
-  for (const auto &row : kAudioByProduct) {
-    if (IsOneOf(type, row.types)) return row.channels;
-  }
+  constexpr int32_t kMostAudioChannels = 16;
+  const int32_t channels = product::Get(&Product::audio, type, OemType());
+  if (channels != product::kVideo) return channels;
   return std::min(DvrGetHwidInformation(VIDEO_CHANNEL), kMostAudioChannels);
 }
 
@@ -146,7 +125,7 @@ int32_t DvrGetAlarmInNumber(int32_t *out) {
 int32_t DvrGetPlaybackNumber(int32_t *out) {
   const int32_t limit = identity::toolConfig.playbackLimitNumber;
   const bool limited = limit >= 1 && limit <= 16;
-  return Store(limited ? limit : PlaybackByProduct(DvrGetProductType()), out);
+  return Store(limited ? limit : product::Get(&Product::playback), out);
 }
 
 int32_t DvrGetAudioNumber(int32_t *out) {

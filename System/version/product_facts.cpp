@@ -3,6 +3,7 @@
 #include <stdio.h>
 
 #include "System/version/boot_parameters.h"
+#include "System/version/products.h"
 #include "System/version/tool_config.h"
 #include "libsys/version.h"
 
@@ -12,6 +13,7 @@ namespace {
 
 using identity::Bits;
 using identity::IsOneOf;
+using product::Product;
 
 // Whether a board of 8 or 16 channels records all of them in D1.
 bool IsD1Board() {
@@ -63,13 +65,9 @@ int32_t DvrGetMaxEncodeNumber(int32_t *out) {
     *out = identity::toolConfig.maxEncode;
     return 0;
   }
-  const int32_t type = DvrGetProductType();
-  if (IsOneOf(type, {4, 29, 32, 41, 42, 43})) *out = 0;
-  if (IsOneOf(type, {3, 6, 7, 10, 19, 28, 31})) *out = 2;
-  if (IsOneOf(type, {5, 21})) *out = SmallBoardEncodeNumber();
-  if (IsOneOf(type, {2, 27, 30, 49})) *out = 4;
-  if (IsOneOf(type, {9, 16, 20, 40, 45})) *out = 8;
-  if (IsOneOf(type, {14, 46})) *out = 16;
+  const int32_t number = product::Get(&Product::encode);
+  if (number != product::kNone)
+    *out = number == product::kFlags ? SmallBoardEncodeNumber() : number;
   return 0;
 }
 

@@ -8,6 +8,7 @@
 
 #include "Base/message.h"
 #include "System/version/boot_parameters.h"
+#include "System/version/products.h"
 #include "libsys/version.h"
 
 using namespace libsys;
@@ -15,7 +16,6 @@ using namespace libsys;
 namespace {
 
 using identity::Bits;
-using identity::IsOneOf;
 
 struct {
   std::atomic<int32_t> productType{-1};
@@ -206,10 +206,10 @@ int32_t DvrGetBoardType() {
   const int32_t type = DvrGetProductType();
   if (state.boardType > 0) return state.boardType;
   const int32_t code = DvrGetHwidInformation(PRODUCT_TYPE);
-  if (IsOneOf(type, {7, 8, 9, 10, 13, 14, 15, 16, 17, 19, 40, 41, 42, 43, 45, 46, 47, 49}) ||
-      code == 1) {
+  const int32_t boardType = product::RowOf(type).boardType;
+  if (boardType == 0 || code == 1) {
     state.boardType = 0;
-  } else if (code == 0 || IsOneOf(type, {2, 3, 4, 5, 6, 21, 27, 28, 29, 30, 31, 32})) {
+  } else if (boardType == 2 || code == 0) {
     state.boardType = 2;
   }
   return state.boardType;

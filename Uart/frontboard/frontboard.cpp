@@ -6,11 +6,14 @@
 
 #include <algorithm>
 
+#include "System/version/boot_parameters.h"
+#include "System/version/products.h"
 #include "Uart/frontboard/infrared.h"
 #include "Uart/frontboard/key_queue.h"
 #include "Uart/frontboard/keys.h"
 #include "Uart/frontboard/leds.h"
 #include "Uart/frontboard/panel.h"
+#include "Uart/port/port.h"
 #include "libsys/uart.h"
 #include "libsys/version.h"
 
@@ -18,13 +21,10 @@ using namespace libsys;
 
 namespace {
 
+using identity::IsOneOf;
 using panel::Board;
 
 constexpr int32_t kEventLength = 4;
-
-bool IsOneOf(int32_t value, std::initializer_list<int32_t> values) {
-  return std::find(values.begin(), values.end(), value) != values.end();
-}
 
 struct Pair {
   uint8_t group;
@@ -80,7 +80,7 @@ void FixEvent(const Board &board, uint8_t *event) {
   if (board.variant == 3) return FixOem3(board.product, event);
   if (board.type == 2 && board.variant == 6 && FrontboardVariantA == 0) return;
   if ((DvrBoardByte & 7) == 1 && board.type == 0) {
-    const bool isExempt = board.variant == 9 && board.product >= 40 && board.product <= 43;
+    const bool isExempt = board.variant == 9 && board.panel == product::kPanel40;
     if (!isExempt && PairOf(event) == Pair{0x11, 0xef}) SetPair(event, {0x1e, 0xbf});
     return;
   }
@@ -128,7 +128,7 @@ int32_t FrontboardWrite(const uint8_t *event, int32_t length) {
 int32_t FrontboardInit() {
   const Board board = panel::ThisBoard();
   if (panel::ChooseInfraredTable(board)) return 0;
-  if (IsOneOf(board.product, {27, 28, 29})) return 0;
+  if (board.panel == product::kPanel27) return 0;
   if (board.type == 2 && board.variant == 6 && FrontboardVariantA != 0) {
     printf("LIBDVR : Frontboard use ttyAMA%d %s%d\n", static_cast<int>(UartFrontboardIndex),
            "Uart/frontboard.c", 1774);
@@ -143,7 +143,7 @@ int32_t FrontboardSetAttribute(const struct UartAttribute *attribute) {
     puts("200000000000000");
     return UartSetAttribute(UartConsolePortIndex, attribute);
   }
-  if (IsOneOf(DvrGetProductType(), {13, 14})) {
+  if (uart::HasDualPort()) {
     puts("300000000000000");
     UartSetAttribute(2, attribute);
   }
@@ -152,7 +152,7 @@ int32_t FrontboardSetAttribute(const struct UartAttribute *attribute) {
 }
 
 int32_t FrontboardExit() {
-  const auto [type, variant, product] = panel::ThisBoard();
+  const auto [type, variant, product, panel] = panel::ThisBoard();
   if (type == 2 && IsOneOf(variant, {2, 4, 8, 9})) return 0;
   if (variant == 20) return 0;
   if (type == 2 && variant == 6 && FrontboardVariantA == 1) return 0;

@@ -100,14 +100,12 @@ const Codes *CodesOfType2(const Board &board) {
 // Null where a front board does all that.
 const Codes *CodesOf(const Board &board) {
   const Codes *codes = board.type == 2 ? CodesOfType2(board) : nullptr;
-  if (codes == nullptr && board.product >= 30 && HasProductPanel(board)) codes = &kNone;
+  if (codes == nullptr && board.panel == product::kPanel30) codes = &kNone;
   return codes;
 }
 
 bool PassesRawCodes(const Board &board) {
-  constexpr std::array kVariants = {8, 14, 15, 20};
-  return std::find(kVariants.begin(), kVariants.end(), board.variant) != kVariants.end() ||
-         HasProductPanel(board);
+  return identity::IsOneOf(board.variant, {8, 14, 15, 20}) || HasProductPanel(board);
 }
 
 }  // namespace

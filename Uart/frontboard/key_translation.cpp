@@ -2,6 +2,7 @@
 
 #include <span>
 
+#include "System/version/products.h"
 #include "libsys/frontboard.h"
 #include "libsys/version.h"
 
@@ -179,18 +180,18 @@ constexpr CommandRule kCommands[] = {
     {0x09, 0x0d}, {0x0a, 0x11}, {0x0b, 0x10}, {0x0c, 0x12}, {0x0d, 0x23},
 };
 
-bool NeedsCommands(int32_t oem, int32_t product) {
-  return HasPlainFrontboard(oem) || oem == 11 || (product >= 40 && product <= 43) ||
-         (product >= 45 && product <= 47);
+bool NeedsCommands(int32_t oem, int32_t panel) {
+  return HasPlainFrontboard(oem) || oem == 11 || panel == product::kPanel40 ||
+         panel == product::kPanel45;
 }
 
 }  // namespace
 
 void uart::TranslateEvent(uint8_t *event) {
   const int32_t oem = DvrGetHwidInformation(OEM_TYPE);
-  const int32_t product = DvrGetProductType();
+  const int32_t panel = product::Get(&product::Product::panel);
   if (HasPlainFrontboard(oem)) Apply(kBlock1, event);
-  if (product >= 40 && product <= 43) TranslateByOem(oem, event);
+  if (panel == product::kPanel40) TranslateByOem(oem, event);
   if (oem == 11) {
     Apply(kBlock5, event);
     Apply(kBlock5Codes, event);
@@ -200,7 +201,8 @@ void uart::TranslateEvent(uint8_t *event) {
 }
 
 bool uart::TranslateCommand(uint8_t *command) {
-  if (!NeedsCommands(DvrGetHwidInformation(OEM_TYPE), DvrGetProductType())) return false;
+  if (!NeedsCommands(DvrGetHwidInformation(OEM_TYPE), product::Get(&product::Product::panel)))
+    return false;
   for (const auto &[code, newGroup] : kCommands) {
     if (command[1] != kCommandGroup || command[2] != code) continue;
     command[1] = newGroup;

@@ -47,8 +47,7 @@ std::optional<LedPanel> LedPanelOf(const Board &board) {
   const auto leds = board.type == 2 ? LedsOfType2(board) : std::nullopt;
   if (leds) return leds;
   if (board.variant == 20 && FrontboardVariantC == 1) return LedPanel::kOem20;
-  const bool isProduct30To32 = board.product >= 30 && HasProductPanel(board);
-  if (board.variant == 13 || isProduct30To32) return LedPanel::kOem13;
+  if (board.variant == 13 || board.panel == product::kPanel30) return LedPanel::kOem13;
   return std::nullopt;
 }
 

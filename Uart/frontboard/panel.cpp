@@ -6,7 +6,9 @@
 namespace libsys::panel {
 
 Board ThisBoard() {
-  return {DvrGetBoardType(), DvrGetHwidInformation(OEM_TYPE), DvrGetProductType()};
+  const int32_t boardType = DvrGetBoardType();
+  const int32_t oem = DvrGetHwidInformation(OEM_TYPE), type = DvrGetProductType();
+  return {boardType, oem, type, product::Get(&product::Product::panel, type, oem)};
 }
 
 bool HasKeyQueue(const Board &board) {

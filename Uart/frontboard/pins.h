@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 
+#include "System/version/board_lines.h"
 #include "Uart/frontboard/leds.h"
 #include "Uart/frontboard/panel.h"
 
@@ -42,14 +43,8 @@ inline constexpr PinMap kPinMaps[] = {
 // For products 27 to 32 where panel::HasProductMatrix says so.
 inline constexpr PinMap kProductPins = {0, Group(7, {3, 4, 5, 6, 7}), Group(6, {0, 1, 2, 4, 5})};
 
-// Buzzers, the fan, and the lines that tell the board's variant.
-inline constexpr Line kOtherLines[] = {{3, 3}, {0, 5}, {0, 4}, {6, 3}, {5, 5}, {0, 7},
-                                       {5, 0}, {1, 7}, {0, 6}, {1, 0}, {1, 4}, {1, 5}};
-
 constexpr bool IsUsedOtherwise(const Line &line) {
-  if (std::find(std::begin(kOtherLines), std::end(kOtherLines), line) != std::end(kOtherLines)) {
-    return true;
-  }
+  if (board_lines::IsUsed(line)) return true;
   for (const LedWiring &wiring : kLedWirings) {
     for (const Led &led : wiring.leds) {
       if (led.drive != Drive::kNone && led.line == line) return true;

@@ -21,7 +21,6 @@ namespace {
 using panel::Board;
 using panel::Key;
 using panel::Keys;
-using panel::Line;
 using panel::PinMap;
 
 enum ScanState { kStopAsked = 0, kRunning = 1, kStopped = 2 };

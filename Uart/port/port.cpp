@@ -11,8 +11,8 @@
 
 #include "Base/message.h"
 #include "Base/standard_descriptors.h"
+#include "System/version/products.h"
 #include "Uart/port/port.h"
-#include "libsys/version.h"
 
 using namespace libsys;
 
@@ -97,8 +97,7 @@ int uart::DescriptorOf(uint32_t index) {
 }
 
 bool uart::HasDualPort() {
-  const int32_t product = DvrGetProductType();
-  return product == 13 || product == 14;
+  return product::Get(&product::Product::hasDualConsole) != 0;
 }
 
 bool uart::IsDualPort(uint32_t index) {
