@@ -1,14 +1,14 @@
 #include "libsys/flash.h"
 
-#include <algorithm>
-#include <array>
-#include <string_view>
-
 #include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <string_view>
 
 #include "Base/message.h"
 #include "Base/standard_descriptors.h"
@@ -149,7 +149,7 @@ int32_t Transfer(uint32_t address, uint32_t count, Step step) {
     ok = moved > 0;
     done += ok ? static_cast<size_t>(moved) : 0;
   }
-  // Reading uses the same text.
+  // A read that failed is reported with the same text.
   if (!ok) puts("LIBDVR : FlashWrite failed, not erase?");
   return ok ? 0 : -1;
 }

@@ -37,7 +37,7 @@ struct Mode {
   int dialClass;
 };
 
-// By the record's mode.
+// The modes by the number that the record has for each.
 constexpr std::array<Mode, 4> kModes = {{
     {"wcdma", 4, 1},
     {"cdma2000", 7, 2},

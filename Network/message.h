@@ -9,7 +9,7 @@ namespace libsys::network {
 // The file that the module's messages name.
 inline constexpr const char *kSource = "Network/network.c";
 
-// Gives -1 for the caller to return.
+// Prints the message, and gives -1 for the caller to return.
 inline int32_t InvalidParameter() {
   puts("LIBDVR : Invalid parameter");
   return -1;

@@ -13,8 +13,8 @@
 #include "Base/text_scanner.h"
 #include "Network/message.h"
 #include "Network/network_text.h"
+#include "libsys/clock.h"
 #include "libsys/network.h"
-#include "libsys/system.h"
 
 using namespace libsys;
 

@@ -40,7 +40,7 @@ bool IsSupervised();
 // service keys are pressed, and begins again. Ends the process only on fatal errors.
 [[noreturn]] void Supervise();
 
-// Sleeps for good.
+// What is left to do where nothing is started: sleeps for good.
 [[noreturn]] void Idle();
 
 }  // namespace launcher

@@ -10,7 +10,7 @@ namespace {
 
 constexpr const char *kLog = "/opt/sav/Log/Log";
 
-// Kept for the life of the process.
+// The file stays open and its text in memory for the life of the process.
 struct State {
   FILE *file = nullptr;
   char *text = nullptr;

@@ -1,8 +1,8 @@
 // How the application starts: directly or supervised.
-#include <array>
-
 #include <stdio.h>
 #include <unistd.h>
+
+#include <array>
 
 #include "launcher/launcher.h"
 #include "libsys/version.h"

@@ -1,15 +1,15 @@
 // Supervision: the application and the launcher hand control to each other through the first
 // byte of a flag file. The launcher writes '0' before each start; the application writes '1'
 // just before it ends.
-#include <array>
-#include <optional>
-#include <utility>
-
 #include <pthread.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
+
+#include <array>
+#include <optional>
+#include <utility>
 
 #include "launcher/launcher.h"
 #include "libsys/frontboard.h"

@@ -1,8 +1,5 @@
 #include "libsys/boot.h"
 
-#include <algorithm>
-#include <array>
-
 #include <fcntl.h>
 #include <pthread.h>
 #include <stdio.h>
@@ -10,6 +7,9 @@
 #include <string.h>
 #include <unistd.h>
 
+#include <algorithm>
+
+#include "Base/lock.h"
 #include "Base/message.h"
 #include "Base/standard_descriptors.h"
 #include "Flash/mtd.h"
@@ -31,14 +31,6 @@ struct State {
   bool loaded = false;
 };
 constinit State state;
-
-class Lock {
- public:
-  Lock() { pthread_mutex_lock(&state.mutex); }
-  Lock(const Lock &) = delete;
-  Lock &operator=(const Lock &) = delete;
-  ~Lock() { pthread_mutex_unlock(&state.mutex); }
-};
 
 uint32_t BootEnvSize() {
   constexpr uint32_t kUnit = 0x10000;
@@ -174,12 +166,12 @@ bool Save(const char *name, const char *value) {
 }  // namespace
 
 int32_t BootEnvInit(void) {
-  const Lock lock;
+  const base::Lock lock(state.mutex);
   return Load() ? 0 : -1;
 }
 
 void BootEnvRelease(void) {
-  const Lock lock;
+  const base::Lock lock(state.mutex);
   Release();
 }
 
@@ -190,7 +182,7 @@ int32_t BootEnvGet(const char *name, void *destination, uint32_t length) {
   }
   memset(destination, 0, length);
   if (name == nullptr) return -1;
-  const Lock lock;
+  const base::Lock lock(state.mutex);
   if (!Load()) return -1;
   const char *value = boot::FindValue(state.env, name);
   if (value != nullptr) memcpy(destination, value, strnlen(value, length));
@@ -199,7 +191,7 @@ int32_t BootEnvGet(const char *name, void *destination, uint32_t length) {
 }
 
 int32_t BootEnvForEach(void (*visit)(const char *entry, void *context), void *context) {
-  const Lock lock;
+  const base::Lock lock(state.mutex);
   if (visit == nullptr || !Load()) return -1;
   const char *entry = nullptr;
   while ((entry = boot::NextOf(state.env, entry)) != nullptr) visit(entry, context);
@@ -209,7 +201,7 @@ int32_t BootEnvForEach(void (*visit)(const char *entry, void *context), void *co
 
 int32_t BootEnvSet(const char *name, const char *value) {
   if (name == nullptr) return -1;
-  const Lock lock;
+  const base::Lock lock(state.mutex);
   if (!Load()) {
     puts("LIBDVR : BootEnvInit failed");
     return -1;

@@ -1,8 +1,8 @@
 #include "System/boot/boot_list.h"
 
-#include <span>
-
 #include <string.h>
+
+#include <span>
 
 #include "System/boot/crc32.h"
 #include "libsys/boot.h"

@@ -5,7 +5,7 @@
 #include "Base/message.h"
 #include "System/clock/i2c.h"
 #include "System/clock/synchronisation.h"
-#include "libsys/system.h"
+#include "libsys/clock.h"
 
 using namespace libsys;
 

@@ -10,7 +10,7 @@
 
 #include "Base/standard_descriptors.h"
 #include "System/clock/time_zone.h"
-#include "libsys/system.h"
+#include "libsys/clock.h"
 #include "libsys/timer.h"
 
 using namespace libsys;

@@ -1,4 +1,4 @@
-// The bus below its messages.
+// Reading the bus of the clock chip and the temperature sensor without a message.
 #pragma once
 
 #include <stdint.h>
@@ -10,7 +10,7 @@ constexpr uint32_t kTemperatureSensor = 0x0090;
 
 enum class Result { kDone, kClosed, kFailed };
 
-// Async-signal-safe.
+// As I2cRead, without a message. Async-signal-safe.
 Result Read(uint32_t device, uint32_t firstRegister, uint8_t *buffer, uint32_t count);
 
 // What a reading that was not done says.

@@ -7,6 +7,7 @@
 #include <sys/syscall.h>
 #include <sys/time.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -16,7 +17,9 @@
 #include "System/clock/i2c.h"
 #include "System/clock/signal_line.h"
 #include "System/clock/time_zone.h"
-#include "libsys/system.h"
+#include "libsys/clock.h"
+
+using namespace libsys;
 
 namespace {
 
@@ -27,12 +30,12 @@ constexpr long kGetTimeOfDay = SYS_gettimeofday;
 constexpr long kGetTimeOfDay = SYS_gettimeofday_time32;
 #endif
 
-using namespace libsys;
-
 constexpr int32_t kCentury = 2000;  // the clock chip has two digits for the year
 
-// Odd while the time is being set.
-std::atomic<uint32_t> chipSettings{0};
+struct {
+  // How often somebody has begun or ended to set the time: an odd number while it is being set.
+  std::atomic<uint32_t> chipSettings{0};
+} state;
 
 // Units in the low four bits. An unset clock has anything there, 0xff for one; it only adds up
 // to an odd date.
@@ -76,14 +79,14 @@ void ShowWeekday() {
 
 int32_t Synchronise() {
   uint8_t registers[7];
-  const uint32_t before = chipSettings;
+  const uint32_t before = state.chipSettings;
   const i2c::Result result = i2c::Read(i2c::kClockChip, 0, registers, sizeof registers);
   if (result != i2c::Result::kDone) {
     SignalLine().Add(i2c::ReadMessage(result)).Print();
     SignalLine().Add("LIBDVR : I2cpCallBack : I2cRead failed").Print();
     return -1;
   }
-  if (before % 2 != 0 || chipSettings != before) return 0;
+  if (before % 2 != 0 || state.chipSettings != before) return 0;
   int64_t time = ChipTime(registers);
   // mktime has no such time either.
   if (time > std::numeric_limits<time_t>::max()) time = -1;
@@ -100,10 +103,10 @@ int32_t Synchronise() {
 namespace libsys::clock_chip {
 
 BeingSet::BeingSet() {
-  ++chipSettings;
+  ++state.chipSettings;
 }
 BeingSet::~BeingSet() {
-  ++chipSettings;
+  ++state.chipSettings;
 }
 
 }  // namespace libsys::clock_chip

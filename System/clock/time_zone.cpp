@@ -137,7 +137,7 @@ class Questions {
     }
     known_ = local;
   }
-  // Up to the change and beyond it.
+  // Asks about the local times up to a change and behind it.
   void AskAround(const Edge &edge) {
     // The search of glibc's mktime for a standard time goes in these steps and may miss a short
     // one: its answers repeat in the same steps.

@@ -59,9 +59,9 @@ struct Product {
 
 // clang-format off
 inline constexpr std::array kProducts = std::to_array<Product>({
-    //                                                                 uses the watchdog -+
-    //   board DSPs      playback         alarm                              reboots by it -|--+
-    // type   code encode    audio   in         out       sector block panel              |  |  buzzer
+    //                                                               uses the watchdog
+    //   board DSPs    playback  alarm                                | reboots by it
+    // type  code encode    audio     in       out  sector block panel |  |  buzzer
     {2,  2,     0, 1, 4,      4,  4,      kByOem,    kByOem,   k64,  k64,  kByOem,   0, 0},
     {3,  2,     0, 1, 2,      8,  8,      kByOem,    kByOem,   k64,  k64,  kByOem,   0, 0},
     {4,  2,     0, 1, 0,      4,  16,     kByOem,    kByOem,   k128, k128, kByOem,   0, 0},
@@ -111,7 +111,7 @@ struct Exception {
   int8_t value;
 };
 
-// Ordered by product.
+// What single products, or an OEM type on them, have otherwise; ordered by product.
 inline constexpr std::array kExceptions = std::to_array<Exception>({
     {2,  15,      &Product::rebootsByWatchdog, 1},
     {3,  15,      &Product::rebootsByWatchdog, 1},
@@ -162,7 +162,7 @@ static_assert(AreSound());
 // A fact of a product of an OEM type.
 int32_t Get(int8_t Product::*fact, int32_t type, int32_t oem);
 
-// The same of this board.
+// The same fact of this board.
 int32_t Get(int8_t Product::*fact);
 
 // What OEM types bring along, whatever the product is.

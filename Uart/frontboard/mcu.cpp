@@ -7,8 +7,11 @@
 #include <algorithm>
 #include <atomic>
 
+#include "Base/lock.h"
 #include "libsys/frontboard.h"
 #include "libsys/uart.h"
+
+using namespace libsys;
 
 uint8_t FrontMcuFrame[2 + 255];
 uint8_t FrontMcuFlags[2];
@@ -59,14 +62,15 @@ int Hunt(int seen) {
 
 void Store(const uint8_t *frame, uint32_t length) {
   const bool isData = frame[0] == kDataType;
-  pthread_mutex_lock(&FrontMcuMutex);
-  memcpy(FrontMcuFrame, frame, 2 + length);
-  if (isData) {
-    std::reverse(FrontMcuFrame + 2, FrontMcuFrame + 2 + length);
-    FrontMcuFlags[0] = 1;
-    FrontMcuFlags[1] = 0;
+  {
+    const base::Lock lock(FrontMcuMutex);
+    memcpy(FrontMcuFrame, frame, 2 + length);
+    if (isData) {
+      std::reverse(FrontMcuFrame + 2, FrontMcuFrame + 2 + length);
+      FrontMcuFlags[0] = 1;
+      FrontMcuFlags[1] = 0;
+    }
   }
-  pthread_mutex_unlock(&FrontMcuMutex);
   if (isData) {
     std::atomic_ref(FrontMcuIdle).store(0);
   } else {

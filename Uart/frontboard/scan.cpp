@@ -4,9 +4,8 @@
 #include <stdio.h>
 #include <unistd.h>
 
-#include <atomic>
-
 #include "Base/descriptor.h"
+#include "Base/lock.h"
 #include "System/gpio/gpio.h"
 #include "Uart/frontboard/key_queue.h"
 #include "Uart/frontboard/keys.h"
@@ -28,7 +27,6 @@ enum ScanState { kStopAsked = 0, kRunning = 1, kStopped = 2 };
 struct {
   pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
   ScanState FrontScanState = kRunning;  // guarded by the mutex
-  std::atomic<int> infraredUsers{0};
 } state;
 
 constexpr const char *kInfrared = "/dev/Hi_IR";
@@ -44,28 +42,24 @@ constexpr size_t kRecordState = 8;
 char exitValue[] = "expect\n";
 
 void SetScanState(ScanState scan) {
-  pthread_mutex_lock(&state.mutex);
+  const base::Lock lock(state.mutex);
   state.FrontScanState = scan;
-  pthread_mutex_unlock(&state.mutex);
 }
 
 bool StopIsAsked() {
-  pthread_mutex_lock(&state.mutex);
-  const bool asked = state.FrontScanState == kStopAsked;
-  pthread_mutex_unlock(&state.mutex);
-  return asked;
+  const base::Lock lock(state.mutex);
+  return state.FrontScanState == kStopAsked;
 }
 
 // A scanner that has stopped already is left as it is.
 bool AskToStop() {
-  pthread_mutex_lock(&state.mutex);
+  const base::Lock lock(state.mutex);
   const bool stopped = state.FrontScanState == kStopped;
   if (!stopped) state.FrontScanState = kStopAsked;
-  pthread_mutex_unlock(&state.mutex);
   return stopped;
 }
 
-// Null: this panel has no matrix.
+// The pins of this board's key matrix; null where its panel has none.
 const PinMap *PinsOf(const Board &board) {
   if (!panel::HasKeyQueue(board)) return nullptr;
   if (panel::HasProductMatrix(board)) return &panel::kProductPins;
@@ -143,14 +137,9 @@ void Scan(int infrared) {
 void *FrontScanProc(void *) {
   {
     const base::Descriptor infrared(kInfrared, O_RDONLY);
-    if (infrared) {
-      ++state.infraredUsers;
-    } else {
-      printf("LIBDVR : open %s failed\n", kInfrared);
-    }
+    if (!infrared) printf("LIBDVR : open %s failed\n", kInfrared);
     SetScanState(kRunning);
     Scan(infrared.get());
-    if (infrared) --state.infraredUsers;
   }
   SetScanState(kStopped);
   return exitValue;

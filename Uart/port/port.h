@@ -15,7 +15,7 @@ int DescriptorOf(uint32_t index);
 // True when this port stands for ports 0 and 2.
 bool IsDualPort(uint32_t index);
 
-// Product types 13 and 14.
+// True on product types where the routed console stands for two ports.
 bool HasDualPort();
 
 // The copy of standard output that serial start lends to the console's port, -1 without one.

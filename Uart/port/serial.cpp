@@ -20,7 +20,6 @@ namespace {
 constinit struct {
   std::array<int, 3> saved = {-1, -1, -1};  // standard input, output and error
   int null = -1;
-  int spare = -1;
 } state;
 
 constexpr size_t kOutput = STDOUT_FILENO;
@@ -72,6 +71,5 @@ int32_t SerialExit() {
   }
   for (int &fd : state.saved) Close(fd);
   Close(state.null);
-  Close(state.spare);
   return UartDeviceDestroy(UartConsoleIndex);
 }
