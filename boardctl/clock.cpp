@@ -1,4 +1,4 @@
-// The clock chip, and the temperature sensor beside it.
+// These commands use the clock chip, and the temperature sensor on the same bus.
 #include <stdio.h>
 #include <string.h>
 #include <time.h>
@@ -7,14 +7,15 @@
 
 #include "boardctl/command.h"
 #include "boardctl/output.h"
-#include "libsys/system.h"
+#include "libsys/clock.h"
 
+namespace boardctl {
 namespace {
 
 constexpr uint32_t kClockChip = 0xd0;
 constexpr uint32_t kTemperatureSensor = 0x90;
 
-// As the seconds since 1970 at which Greenwich shows the same.
+// Times are compared as the seconds since 1970 at which clocks in Greenwich show them.
 int64_t Seconds(const SystemTime &time) {
   tm fields = {};
   fields.tm_year = time.year - 1900;
@@ -33,7 +34,7 @@ tm Fields(int64_t seconds) {
   return fields;
 }
 
-// A date of the calendar, written as it would be shown.
+// A time is taken only as it would be shown: that refuses dates which no calendar has.
 bool ParseTime(const char *date, const char *hour, int64_t *seconds) {
   SystemTime time = {};
   if (sscanf(date, "%4d-%2d-%2d", &time.year, &time.month, &time.day) != 3 ||
@@ -53,7 +54,8 @@ bool ParseTime(const char *date, const char *hour, int64_t *seconds) {
   return true;
 }
 
-// What mktime makes of a local time; false where the time zone has no such time.
+// Finds the moment at which local clocks show the time. Returns false where the time zone skips it;
+// the moment is then what mktime makes of it.
 bool LocalTime(int64_t local, int daylightSaving, time_t *time) {
   tm fields = Fields(local);
   fields.tm_isdst = daylightSaving;
@@ -62,14 +64,15 @@ bool LocalTime(int64_t local, int daylightSaving, time_t *time) {
   return localtime_r(time, &shown) != nullptr && timegm(&shown) == local;
 }
 
-// The chip holds standard time: what it has to hold so that the time is shown.
+// The chip holds standard time, also in summer. Finds what it has to hold so that local clocks show
+// the time.
 bool ChipTime(int64_t shown, int64_t *chip) {
   time_t time = 0, standard = 0;
   if (!LocalTime(shown, -1, &time)) {
     UsageError("the clocks of this time zone skip that time");
     return false;
   }
-  LocalTime(shown, 0, &standard);  // in daylight saving another time is shown for it
+  LocalTime(shown, 0, &standard);  // during daylight saving this is no time that is shown
   if (standard == -1) {
     UsageError("this time zone has no standard time for that time");
     return false;
@@ -94,12 +97,19 @@ bool SetChip(int64_t time) {
 
 }  // namespace
 
-// 255 is -1 degree or no answer: the bus tells which.
+// From the library 255 means -1 degree or no answer; reading the byte from the bus tells which.
 bool ReadTemperature(int32_t *celsius) {
   auto byte = static_cast<uint8_t>(SystemGetTemperature());
   if (byte == 255 && I2cRead(kTemperatureSensor, 0, &byte, 1) != 0) return false;
   *celsius = byte < 128 ? byte : byte - 256;
   return true;
+}
+
+void ShowTime(const SystemTime &time) {
+  char text[64];
+  snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", time.year, time.month, time.day,
+           time.hour, time.minute, time.second);
+  output::Text("time", text);
 }
 
 int Temperature(const Arguments &) {
@@ -119,19 +129,17 @@ int ClockGet(const Arguments &) {
   if (SystemSynchroniseTime() != 0 || SystemGetCurrentTime(&time) != 0) {
     return Failure("the system clock cannot be set");
   }
-  char text[64];
-  snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", time.year, time.month, time.day,
-           time.hour, time.minute, time.second);
   output::BeginRecord();
-  output::Text("time", text);
+  ShowTime(time);
   output::Number("weekday", time.weekday);
   output::EndRecord();
   return kDone;
 }
 
-// SystemSetCurrentTime has the chip show another time while daylight saving is in force, and the
-// first hour of it not at all: so the chip is set here, and the system clock from the chip. The
-// kernel may have a time zone of its own, which then shows: the second attempt makes up for it.
+// SystemSetCurrentTime gives the chip a wrong time while daylight saving is in force, and cannot
+// set the first hour of it: so the chip is set here, and the system clock from the chip. A kernel
+// with a time zone of its own then shows another time; the second attempt makes up for the
+// difference.
 int ClockSet(const Arguments &arguments) {
   int64_t wanted = 0, chip = 0;
   if (!ParseTime(arguments[0], arguments[1], &wanted) || !ChipTime(wanted, &chip)) return kUsage;
@@ -147,3 +155,5 @@ int ClockSet(const Arguments &arguments) {
   }
   return Failure("the clock cannot be made to show this time");
 }
+
+}  // namespace boardctl

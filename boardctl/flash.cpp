@@ -1,6 +1,4 @@
-// Boot variables and flash partitions.
-#include "libsys/flash.h"
-
+// These commands read and erase flash partitions.
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -11,36 +9,12 @@
 #include "boardctl/messages.h"
 #include "boardctl/output.h"
 #include "boardctl/partition_use.h"
-#include "libsys/boot.h"
+#include "libsys/flash.h"
 
+namespace boardctl {
 namespace {
 
-void ShowEntry(const char *entry, void *) {
-  const char *value = strchr(entry, '=');
-  if (value == nullptr) return;
-  char *name = strndup(entry, static_cast<size_t>(value - entry));
-  output::BeginRecord();
-  output::Text("name", name != nullptr ? name : "");
-  output::Text("value", value + 1);
-  output::EndRecord();
-  free(name);
-}
-
-struct Search {
-  const char *name;
-  bool found;
-};
-
-// Of any length.
-void ShowIfWanted(const char *entry, void *context) {
-  auto *search = static_cast<Search *>(context);
-  const size_t length = strlen(search->name);
-  if (search->found || strncmp(entry, search->name, length) != 0 || entry[length] != '=') return;
-  search->found = true;
-  output::Single(search->name, entry + length + 1);
-}
-
-// /proc/mtd prints the names in quotes; people need not type them.
+// The library knows the names as /proc/mtd prints them, in quotes; people need not type these.
 const MtdPartition *FindPartition(const char *name) {
   char quoted[40];
   snprintf(quoted, sizeof quoted, "\"%s\"", name);
@@ -49,7 +23,7 @@ const MtdPartition *FindPartition(const char *name) {
   return FlashFindPartition(quoted);
 }
 
-// The flash is read from the start of a sector only.
+// FlashRead takes no address but the start of a sector.
 int CopySectors(const MtdPartition &partition, FILE *file, uint8_t *buffer, uint32_t sector) {
   for (uint32_t done = 0; done < partition.size; done += sector) {
     const uint32_t count = std::min(sector, partition.size - done);
@@ -72,7 +46,7 @@ int CopyPartition(const MtdPartition &partition, FILE *file) {
   return status;
 }
 
-// The boot loader and its variables are what a board does not start without.
+// No board starts without its boot loader and the boot loader's variables.
 bool MayErase(const MtdPartition &partition, const char *name) {
   char by[160];
   if (strcmp(name, "boot") == 0 || strcmp(name, "env") == 0) {
@@ -86,38 +60,6 @@ bool MayErase(const MtdPartition &partition, const char *name) {
 }
 
 }  // namespace
-
-int EnvGet(const Arguments &arguments) {
-  Search search = {arguments[0], false};
-  if (BootEnvForEach(ShowIfWanted, &search) != 0) {
-    return Failure("the boot variables cannot be read");
-  }
-  messages::Forget();
-  return search.found ? kDone : Failure("there is no boot variable '%s'", arguments[0]);
-}
-
-int EnvSet(const Arguments &arguments) {
-  const char *name = arguments[0];
-  if (*name == '\0' || strchr(name, '=') != nullptr) return UsageError("this is no name");
-  if (BootEnvSet(name, arguments[1]) != 0) return Failure("the boot variables cannot be saved");
-  return kDone;
-}
-
-int EnvDelete(const Arguments &arguments) {
-  char value[2];
-  if (BootEnvGet(arguments[0], value, sizeof value) != 0) {
-    return Failure("there is no boot variable '%s'", arguments[0]);
-  }
-  if (BootEnvSet(arguments[0], nullptr) != 0) return Failure("the boot variables cannot be saved");
-  return kDone;
-}
-
-int EnvList(const Arguments &) {
-  output::BeginList();
-  const int32_t result = BootEnvForEach(ShowEntry, nullptr);
-  output::EndList();
-  return result == 0 ? kDone : Failure("the boot variables cannot be read");
-}
 
 int FlashList(const Arguments &) {
   FlashPartitionTable table;
@@ -166,3 +108,5 @@ int FlashErasePartition(const Arguments &arguments) {
   }
   return kDone;
 }
+
+}  // namespace boardctl

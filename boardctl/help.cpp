@@ -3,21 +3,12 @@
 #include <string.h>
 
 #include <algorithm>
-#include <array>
 
+#include "boardctl/command_line.h"
+#include "boardctl/command_table.h"
+
+namespace boardctl {
 namespace {
-
-struct Option {
-  const char *name;
-  const char *help;
-};
-constexpr std::array kOptions = {
-    Option{"--json", "show the result as JSON; key and uart listen show an object a line"},
-    Option{"--force", "do what is refused otherwise"},
-    Option{"--verbose", "show all messages of the library as they come"},
-    Option{"--help", "show what there is, or what a command takes; also -h"},
-    Option{"--man", "print the manual page"},
-};
 
 constexpr const char *kNotes =
     "Numbers are decimal, or hexadecimal with 0x. After a failure the messages that the library\n"
@@ -47,7 +38,7 @@ void PrintHelp(FILE *file) {
   fprintf(file, "usage: boardctl [OPTION...] COMMAND [ARGUMENT...]\n\nCommands:\n");
   for (const Command &command : Commands()) PrintCommand(file, command);
   fprintf(file, "\nOptions:\n");
-  for (const Option &option : kOptions) fprintf(file, "  %-44s %s\n", option.name, option.help);
+  for (const Option &option : Options()) fprintf(file, "  %-44s %s\n", option.name, option.help);
   fprintf(file, "\n%s\n\nExit status: %s\n", kNotes, kExitStatus);
 }
 
@@ -69,8 +60,8 @@ void PrintCommandHelp(FILE *file, const Command &command) {
           command.help);
 }
 
-// A line that begins with a dot or holds a backslash would be one of the formatter's own; no
-// help text does.
+// The formatter of manual pages takes a line that begins with a dot, and what follows a backslash,
+// for its own; no help text has either.
 void PrintManual(FILE *file) {
   fprintf(file, ".TH BOARDCTL 8\n.SH NAME\nboardctl \\- look at a recorder board and act on it\n");
   fprintf(file, ".SH SYNOPSIS\n.B boardctl\n[OPTION...] COMMAND [ARGUMENT...]\n.SH COMMANDS\n");
@@ -78,8 +69,10 @@ void PrintManual(FILE *file) {
     fprintf(file, ".TP\n\\fB%s\\fR %s\n%s\n", command.name, command.arguments, command.help);
   }
   fprintf(file, ".SH OPTIONS\n");
-  for (const Option &option : kOptions) {
+  for (const Option &option : Options()) {
     fprintf(file, ".TP\n\\fB\\%s\\fR\n%s\n", option.name, option.help);
   }
   fprintf(file, ".SH NOTES\n%s\n.SH \"EXIT STATUS\"\n%s\n", kNotes, kExitStatus);
 }
+
+}  // namespace boardctl

@@ -1,14 +1,18 @@
-// Help and manual page, made from the table of commands.
+// Help and manual page are made from the tables of commands and options.
 #pragma once
 
 #include <stdio.h>
 
 #include "boardctl/command.h"
 
+namespace boardctl {
+
 void PrintHelp(FILE *file);
 void PrintCommandHelp(FILE *file, const Command &command);
 void PrintManual(FILE *file);
 
-// Whether names of commands begin with this word, as "env get" does with "env"; and these commands.
+// A group is all commands whose names begin with the same word, as "env get" and "env set" do.
 bool IsGroup(const char *word);
 void PrintGroupHelp(FILE *file, const char *word);
+
+}  // namespace boardctl

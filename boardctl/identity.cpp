@@ -1,48 +1,78 @@
-// Which board this is, and how it does.
+// These commands tell which board this is and how it fares.
 #include <stdio.h>
 #include <string.h>
 
-#include <array>
-
 #include "boardctl/command.h"
 #include "boardctl/output.h"
-#include "libsys/network.h"
 #include "libsys/system.h"
 #include "libsys/version.h"
 
+namespace boardctl {
 namespace {
 
-constexpr uint32_t kCommands = 32;
+constexpr uint32_t kCommands = CUSTOM_OEM_TYPE + 1;
 constexpr int32_t kSerialLength = 32;
 
-// By the command's number; the names of libsys/version.h.
-constexpr std::array<const char *, kCommands> kNames = {
-    "VIDEO_CHANNEL", "AUDIO_CHANNEL",   "ALARM_IN",         "ALARM_OUT",      "HDMI_SUPPORT",
-    "VIDEO_CHIP",    "DSP_CHIP",        "CONTROL_CHIP",     "HWID_FLAG_32",   "HWID_FLAG_33",
-    "HWID_FLAG_34",  "HWID_FLAG_35",    "HWID_FLAG_36",     "DISK_INTERFACE", "HWID_FLAG_38",
-    "CDRW_SUPPORT",  "HWID_FIELD_42",   "ALT_SUPPORT",      "DISK_NUM",       "NET_CARD",
-    "DSP_NUM",       "HWID_FLAG_53",    "HWID_RESERVED_22", "HWID_FLAG_40",   "HWID_FLAG_41",
-    "HWID_FIELD_54", "PLAYBACK_NUM",    "PRODUCT_TYPE",     "HWID_FIELD_21",  "HWID_FIELD_42B",
-    "OEM_TYPE",      "CUSTOM_OEM_TYPE",
-};
+// A command's name is its enumerator's. The compiler refuses an enumerator that is missing here,
+// and one beyond the last command.
+constexpr const char *NameOf(HwidCommand command) {
+  switch (command) {
+#define NAME(enumerator)                     \
+  case enumerator:                           \
+    static_assert((enumerator) < kCommands); \
+    return #enumerator
+    NAME(VIDEO_CHANNEL);
+    NAME(AUDIO_CHANNEL);
+    NAME(ALARM_IN);
+    NAME(ALARM_OUT);
+    NAME(HDMI_SUPPORT);
+    NAME(VIDEO_CHIP);
+    NAME(DSP_CHIP);
+    NAME(CONTROL_CHIP);
+    NAME(HWID_FLAG_32);
+    NAME(HWID_FLAG_33);
+    NAME(HWID_FLAG_34);
+    NAME(HWID_FLAG_35);
+    NAME(HWID_FLAG_36);
+    NAME(DISK_INTERFACE);
+    NAME(HWID_FLAG_38);
+    NAME(CDRW_SUPPORT);
+    NAME(HWID_FIELD_42);
+    NAME(ALT_SUPPORT);
+    NAME(DISK_NUM);
+    NAME(NET_CARD);
+    NAME(DSP_NUM);
+    NAME(HWID_FLAG_53);
+    NAME(HWID_RESERVED_22);
+    NAME(HWID_FLAG_40);
+    NAME(HWID_FLAG_41);
+    NAME(HWID_FIELD_54);
+    NAME(PLAYBACK_NUM);
+    NAME(PRODUCT_TYPE);
+    NAME(HWID_FIELD_21);
+    NAME(HWID_FIELD_42B);
+    NAME(OEM_TYPE);
+    NAME(CUSTOM_OEM_TYPE);
+#undef NAME
+  }
+  return nullptr;
+}
+
+// Returns whether every number below kCommands is a command's.
+constexpr bool AllAreNamed() {
+  for (uint32_t command = 0; command < kCommands; ++command) {
+    if (NameOf(static_cast<HwidCommand>(command)) == nullptr) return false;
+  }
+  return true;
+}
+static_assert(AllAreNamed());
 
 void ShowCapability(uint32_t command) {
   output::BeginRecord();
   output::Number("command", command);
   output::Number("value", DvrGetHwidInformation(command));
-  output::Text("name", kNames[command]);
+  output::Text("name", NameOf(static_cast<HwidCommand>(command)));
   output::EndRecord();
-}
-
-const char *LinkName() {
-  switch (NetGetLinkState("eth0")) {
-    case 0:
-      return "up";
-    case -1:
-      return "down";
-    default:
-      return "unknown";
-  }
 }
 
 }  // namespace
@@ -80,8 +110,9 @@ int Product(const Arguments &) {
 int SerialGet(const Arguments &) {
   StartLibrary();
   char serial[kSerialLength + 1];
-  if (SystemGetSerialNumber(serial, kSerialLength) != 0)
+  if (SystemGetSerialNumber(serial, kSerialLength) != 0) {
     return Failure("there is no serial number");
+  }
   output::Single("serial", serial);
   return kDone;
 }
@@ -108,18 +139,17 @@ int ShowStatus(const Arguments &) {
   if (load < 0 || SystemGetCaps(&caps) != 0 || SystemGetCurrentTime(&time) != 0) {
     return Failure("the kernel does not tell");
   }
-  char text[64];
-  snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", time.year, time.month, time.day,
-           time.hour, time.minute, time.second);
   int32_t celsius = 0;
   const bool measured = ReadTemperature(&celsius);
   output::BeginRecord();
-  output::Text("time", text);
+  ShowTime(time);
   output::Number("load-percent", load);
   output::Number("memory-total", static_cast<int64_t>(caps.totalRam));
   output::Number("memory-free", static_cast<int64_t>(caps.freeRam));
   if (measured) output::Number("celsius", celsius);
-  output::Text("link", LinkName());
+  output::Text("link", LinkState("eth0"));
   output::EndRecord();
   return kDone;
 }
+
+}  // namespace boardctl

@@ -2,14 +2,14 @@
 
 #include <string.h>
 
-namespace json {
+namespace boardctl::json {
 namespace {
 
-// What UTF-8 allows: the first byte's range, the second's, and how many bytes there are. All
-// further bytes are from 0x80 to 0xbf.
+// UTF-8 allows a character to begin with a byte from `first` to `last`, if the second byte is from
+// `secondFirst` to `secondLast` and all further ones are from 0x80 to 0xbf.
 struct Sequence {
   unsigned char first, last, secondFirst, secondLast;
-  size_t length;
+  size_t length;  // bytes of the character
 };
 constexpr Sequence kSequences[] = {
     {0x01, 0x7f, 0x00, 0xff, 1}, {0xc2, 0xdf, 0x80, 0xbf, 2}, {0xe0, 0xe0, 0xa0, 0xbf, 3},
@@ -26,7 +26,7 @@ bool Fits(const Sequence &sequence, const unsigned char *text) {
   return true;
 }
 
-// The bytes of the character that the text begins with; 0 for a byte that begins none.
+// Returns how many bytes the character has that the text begins with; 0 when it begins with none.
 size_t CharacterLength(const char *text) {
   for (const Sequence &sequence : kSequences) {
     if (Fits(sequence, reinterpret_cast<const unsigned char *>(text))) return sequence.length;
@@ -61,4 +61,4 @@ void PrintBytes(FILE *file, const char *text) {
   }
 }
 
-}  // namespace json
+}  // namespace boardctl::json

@@ -1,15 +1,15 @@
-// Text as JSON.
+// Texts become JSON here, also those that are not UTF-8.
 #pragma once
 
 #include <stdio.h>
 
-namespace json {
+namespace boardctl::json {
 
 // Prints the text as it stands between the quotes of a string, with U+FFFD for each byte that is
-// not part of valid UTF-8. False when there was such a byte.
+// not part of valid UTF-8. Returns false when there was such a byte.
 bool PrintText(FILE *file, const char *text);
 
-// Prints its bytes in hexadecimal.
+// Prints the text's bytes in hexadecimal.
 void PrintBytes(FILE *file, const char *text);
 
-}  // namespace json
+}  // namespace boardctl::json

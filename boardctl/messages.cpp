@@ -5,13 +5,13 @@
 #include <stdio.h>
 #include <unistd.h>
 
-namespace messages {
+namespace boardctl::messages {
 namespace {
 
 struct {
   bool verbose = false;
   int readEnd = -1;
-  int writeEnd = -1;  // -1: there is no pipe, and messages are shown as they come
+  int writeEnd = -1;  // while it is -1 there is no pipe: messages are shown as they come
 } state;
 
 // Neither end makes anybody wait: what a full pipe does not take is lost.
@@ -22,7 +22,7 @@ void OpenPipe() {
   state.writeEnd = ends[1];
 }
 
-// Empties the pipe into the file, or into nothing.
+// Empties the pipe into the file; without a file the messages are dropped.
 void Empty(FILE *file) {
   fflush(stdout);
   char piece[512];
@@ -61,4 +61,4 @@ void Finish(bool failed) {
   if (failed || state.verbose) Empty(stderr);
 }
 
-}  // namespace messages
+}  // namespace boardctl::messages

@@ -1,22 +1,23 @@
-// The library's messages, which it prints on standard output: kept out of the results, and shown on
-// standard error.
+// The library prints its messages on standard output. They are kept out of the results here, and
+// shown on standard error.
 #pragma once
 
-namespace messages {
+namespace boardctl::messages {
 
 // From now on messages are set aside, as many as a pipe holds; with `verbose` they are shown as
 // they come.
 void Start(bool verbose);
 
-// Sets messages aside with `verbose` too, for an operation that reports its failure in no other
-// way, and tells whether there are any.
+// Sets messages aside with `verbose` too: some operations report a failure in no other way.
 void SetAside();
+// Returns whether any message was set aside.
 bool Any();
 
-// A new operation begins. Those before it went well: their messages are of no interest any more.
+// Drops the messages set aside. The operations that printed them went well, and what comes is about
+// the next one.
 void Forget();
 
 // Shows the messages set aside, when the command failed or with `verbose`.
 void Finish(bool failed);
 
-}  // namespace messages
+}  // namespace boardctl::messages

@@ -1,4 +1,4 @@
-// The network interfaces and their settings.
+// These commands show the network interfaces and set their addresses.
 #include <arpa/inet.h>
 #include <stdint.h>
 #include <string.h>
@@ -8,8 +8,8 @@
 #include "boardctl/network_backup.h"
 #include "boardctl/output.h"
 #include "libsys/network.h"
-#include "libsys/system.h"
 
+namespace boardctl {
 namespace {
 
 constexpr int32_t kTextSize = 16;
@@ -29,14 +29,14 @@ void ShowInterface(const char *name) {
     NetWorkGetAttributes(name, setting.type, text, sizeof text);
     output::Text(setting.title, text);
   }
-  const int32_t link = NetGetLinkState(name);
-  output::Text("link", link == 0 ? "up" : link == -1 ? "down" : "unknown");
+  output::Text("link", LinkState(name));
   output::EndRecord();
 }
 
-// The words of "net set", null where there is no gateway.
 struct Addresses {
-  const char *address, *netmask, *gateway;
+  const char *address;
+  const char *netmask;
+  const char *gateway;  // null where none is given
 };
 
 bool ReadAddress(const char *text, uint32_t *number) {
@@ -55,8 +55,8 @@ bool IsNetmask(uint32_t number) {
   return number != 0 && hosts != 0 && (hosts & (hosts + 1)) == 0;
 }
 
-// Whether the number can be a host's in its network. The first and the last address of a network
-// are its own, unless there are only these two (RFC 3021).
+// A network keeps its first and its last address to itself, unless it has only these two
+// (RFC 3021); all others can be a host's.
 bool IsHost(uint32_t number, uint32_t netmask) {
   const uint32_t hosts = ~netmask;
   const bool ownToNetwork = (number & hosts) == 0 || (number & hosts) == hosts;
@@ -64,7 +64,7 @@ bool IsHost(uint32_t number, uint32_t netmask) {
   return unicast && (hosts == 1 || !ownToNetwork);
 }
 
-// kDone, or what UsageError gives.
+// Returns kDone, or what UsageError returns.
 int Check(const Addresses &words) {
   uint32_t address = 0, netmask = 0, gateway = 0;
   if (!ReadAddress(words.address, &address) || !ReadAddress(words.netmask, &netmask)) return kUsage;
@@ -76,7 +76,7 @@ int Check(const Addresses &words) {
   return UsageError("'%s' is no other host in the network of %s", words.gateway, words.address);
 }
 
-// Whether the interface's settings file holds what was set.
+// The library does not tell what happens to the settings file, so it is read again.
 bool IsStored(const char *name, int32_t type, const char *expected) {
   char path[64], key[32], stored[kTextSize] = "";
   return NetWorkGetConfigFileName(name, path, sizeof path) == 0 &&
@@ -84,7 +84,7 @@ bool IsStored(const char *name, int32_t type, const char *expected) {
          NetWorkReadKey(path, key, stored, sizeof stored) == 0 && strcmp(stored, expected) == 0;
 }
 
-// Null, or what went wrong.
+// Returns null when all went well, otherwise what went wrong.
 const char *Set(const char *name, const Addresses &words) {
   if (NetWorkSetAddress(name, words.address, words.netmask, 1) != 0) {
     return "the interface does not take this address";
@@ -103,6 +103,11 @@ const char *Set(const char *name, const Addresses &words) {
 }
 
 }  // namespace
+
+const char *LinkState(const char *name) {
+  const int32_t link = NetGetLinkState(name);
+  return link == 0 ? "up" : link == -1 ? "down" : "unknown";
+}
 
 int NetShow(const Arguments &) {
   NetDeviceEntry entries[NET_MAX_DEVICES];
@@ -132,3 +137,5 @@ int NetSet(const Arguments &arguments) {
                  before.PutBack() ? "everything is as it was"
                                   : "what was there before could not be put back entirely");
 }
+
+}  // namespace boardctl

@@ -7,17 +7,23 @@
 #include <string.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 
-#include "Base/descriptor.h"
-#include "Network/kernel_request.h"
+#include "boardctl/text_file.h"
+#include "libsys/clock.h"
 #include "libsys/network.h"
-#include "libsys/system.h"
 
+namespace boardctl {
 namespace {
 
-constexpr uint32_t kChipSettings = 40;  // address, netmask, gateway, flag, work mode, priority
+// From this address on the chip has address, netmask, gateway, a flag, work mode and priority.
+constexpr uint32_t kChipSettings = 40;
+
+int OpenSocket() {
+  return socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+}
 
 sockaddr AddressOf(uint32_t number) {
   sockaddr_in internet{};
@@ -28,15 +34,14 @@ sockaddr AddressOf(uint32_t number) {
   return any;
 }
 
-bool Change(int fd, unsigned long request, const RouteLine &line) {
-  libsys::network::KernelName device = libsys::network::NameForKernel(line.device);
+bool Change(int fd, unsigned long request, RouteLine line) {
   rtentry route{};
   route.rt_dst = AddressOf(line.destination);
   route.rt_genmask = AddressOf(line.netmask);
   route.rt_gateway = AddressOf(line.gateway);
   route.rt_flags = static_cast<unsigned short>(line.flags);
   route.rt_metric = static_cast<short>(line.metric + 1);  // the kernel counts from 1 here
-  route.rt_dev = device.data();
+  route.rt_dev = line.device;
   return ioctl(fd, request, &route) == 0;
 }
 
@@ -44,7 +49,8 @@ bool Holds(const RouteList &list, const RouteLine &line) {
   return std::find(list.Lines().begin(), list.Lines().end(), line) != list.Lines().end();
 }
 
-// Adds the lines that are missing: the ways to a gateway behind those that the gateways are on.
+// Adds the routes that are missing. The kernel takes a route through a gateway only when there is
+// one to the gateway, so those without a gateway come first.
 bool AddMissing(int fd, const RouteList &before, const RouteList &now) {
   bool good = true;
   for (const bool gateways : {false, true}) {
@@ -73,24 +79,22 @@ bool RouteLine::operator==(const RouteLine &other) const {
          netmask == other.netmask;
 }
 
+// A kernel without the list has no routes.
 bool RouteList::Read() {
   count_ = 0;
-  FILE *file = fopen("/proc/net/route", "re");
-  if (file == nullptr) return true;  // a kernel without the list
+  TextFile file("/proc/net/route");
   char text[256];
-  bool fits = true;
-  while (fgets(text, sizeof text, file) != nullptr) {
+  while (file.ReadLine(text)) {
     RouteLine line;
-    if (sscanf(text, "%15s %x %x %x %*d %*d %u %x", line.device, &line.destination, &line.gateway,
-               &line.flags, &line.metric, &line.netmask) != 6) {
-      continue;  // the heading
+    static_assert(sizeof line.device == 15 + 1);
+    if (sscanf(text, "%15s %8x %8x %8x %*d %*d %10u %8x", line.device, &line.destination,
+               &line.gateway, &line.flags, &line.metric, &line.netmask) != 6) {
+      continue;  // this is the heading
     }
-    fits = count_ < lines_.size();
-    if (!fits) break;
+    if (count_ == lines_.size()) return false;
     lines_[count_++] = line;
   }
-  fclose(file);
-  return fits;
+  return true;
 }
 
 bool NetworkBackup::File::Read(const char *path) {
@@ -110,12 +114,15 @@ bool NetworkBackup::File::operator==(const File &other) const {
 }
 
 bool NetworkBackup::TakeLive(const char *interfaceName) {
-  const libsys::base::Descriptor socket = libsys::network::OpenSocket();
-  address_ = netmask_ = flags_ = libsys::network::RequestFor(interfaceName);
-  hasAddress_ = ioctl(socket.get(), SIOCGIFADDR, &address_) == 0;
+  const int fd = OpenSocket();
+  snprintf(address_.ifr_name, sizeof address_.ifr_name, "%s", interfaceName);
+  netmask_ = flags_ = address_;
+  hasAddress_ = ioctl(fd, SIOCGIFADDR, &address_) == 0;
   if (!hasAddress_) address_.ifr_addr = AddressOf(INADDR_ANY);
-  const bool hasNetmask = ioctl(socket.get(), SIOCGIFNETMASK, &netmask_) == 0;
-  return hasAddress_ == hasNetmask && ioctl(socket.get(), SIOCGIFFLAGS, &flags_) == 0;
+  const bool hasNetmask = ioctl(fd, SIOCGIFNETMASK, &netmask_) == 0;
+  const bool hasFlags = ioctl(fd, SIOCGIFFLAGS, &flags_) == 0;
+  close(fd);
+  return hasAddress_ == hasNetmask && hasFlags;
 }
 
 bool NetworkBackup::Take(const char *interfaceName) {
@@ -145,15 +152,19 @@ bool NetworkBackup::PutBackChip() const {
 }
 
 bool NetworkBackup::PutBackLive() const {
-  const libsys::base::Descriptor socket = libsys::network::OpenSocket();
+  const int fd = OpenSocket();
   ifreq address = address_, netmask = netmask_, flags = flags_;
-  const bool good = ioctl(socket.get(), SIOCSIFADDR, &address) == 0 &&
-                    (!hasAddress_ || ioctl(socket.get(), SIOCSIFNETMASK, &netmask) == 0) &&
-                    ioctl(socket.get(), SIOCSIFFLAGS, &flags) == 0;
-  return PutBackRoutes(socket.get(), routes_) && good;
+  bool good = ioctl(fd, SIOCSIFADDR, &address) == 0 &&
+              (!hasAddress_ || ioctl(fd, SIOCSIFNETMASK, &netmask) == 0) &&
+              ioctl(fd, SIOCSIFFLAGS, &flags) == 0;
+  good = PutBackRoutes(fd, routes_) && good;
+  close(fd);
+  return good;
 }
 
 bool NetworkBackup::PutBack() const {
   const bool file = PutBackFile(), chip = PutBackChip(), live = PutBackLive();
   return file && chip && live;
 }
+
+}  // namespace boardctl

@@ -1,4 +1,5 @@
-// What setting an interface's addresses changes, so that it can be put back when a step fails.
+// Setting an interface's addresses changes several things in turn. A backup holds them all, so that
+// they can be put back when a step fails.
 #pragma once
 
 #include <net/if.h>
@@ -9,7 +10,9 @@
 #include <optional>
 #include <span>
 
-// One line of the kernel's list, with its numbers as they are there: addresses in network order.
+namespace boardctl {
+
+// The kernel's list of routes has one for each line; its addresses are in network order.
 struct RouteLine {
   char device[IFNAMSIZ];
   uint32_t destination, gateway, flags, metric, netmask;
@@ -19,7 +22,7 @@ struct RouteLine {
 
 class RouteList {
  public:
-  // False when there are more than fit.
+  // Reads the routes of all interfaces. Returns false when there are more than fit.
   bool Read();
   std::span<const RouteLine> Lines() const { return std::span(lines_).first(count_); }
 
@@ -30,12 +33,13 @@ class RouteList {
 
 class NetworkBackup {
  public:
-  // False when there is no such interface, or something of it cannot be read.
+  // Returns false when there is no such interface, or something of it cannot be read.
   bool Take(const char *interfaceName);
 
-  // The settings file, the clock chip's copy, the live interface and the routes of all interfaces.
-  // Files and chip memory that have not changed are not touched. Secondary addresses, and a
-  // broadcast address of one's own, are not put back. False when not everything could be put back.
+  // Puts back the settings file, the clock chip's copy of it, the live interface and the routes of
+  // all interfaces. File and chip memory are not touched if they have not changed. Secondary
+  // addresses and a broadcast address that is not the network's last are lost. Returns false when
+  // not everything could be put back.
   bool PutBack() const;
 
  private:
@@ -58,9 +62,11 @@ class NetworkBackup {
 
   char path_[64] = "";
   File file_;
-  // What the clock chip's memory holds of the interface; nothing where it does not answer.
+  // The clock chip's memory holds settings of eth0 only, and none where the chip does not answer.
   std::optional<Chip> chip_;
   ifreq address_ = {}, netmask_ = {}, flags_ = {};
   bool hasAddress_ = false;
   RouteList routes_;
 };
+
+}  // namespace boardctl

@@ -8,10 +8,10 @@
 
 #include "boardctl/json.h"
 
-namespace output {
+namespace boardctl::output {
 namespace {
 
-// A text of any length that is being built; without memory for it there is no stream.
+// A text that is being built grows without bound; its stream is null when there was no memory.
 struct Builder {
   FILE *stream = nullptr;
   char *text = nullptr;
@@ -25,24 +25,23 @@ struct {
   bool firstRecord = true;
   bool firstValue = true;
   bool lost = false;  // there was no memory for a part of the result
-  // The records in JSON, which are shown when the command has done well.
+  // The document holds the records in JSON, which are shown when the command has done well.
   Builder document;
   bool asTheyCome = false;
-  // The table's lines while their record is being built: the heading of names, which are short,
-  // and the values.
+  // A table's heading and one of its rows are built together from a record; names are short.
   char heading[256] = {};
   Builder row;
   char error[512] = {};
 } state;
 
-constexpr int kColumn = 14;
+constexpr int kColumn = 14;  // characters
 
 void Open(Builder &builder) {
   builder.stream = open_memstream(&builder.text, &builder.length);
   state.lost |= builder.stream == nullptr;
 }
 
-// The text, for the caller to free; null when there was no memory.
+// Ends the text and returns it, for the caller to free; null when there was no memory.
 char *Close(Builder &builder) {
   if (builder.stream == nullptr) return nullptr;
   const bool failed = ferror(builder.stream) != 0;
@@ -55,7 +54,7 @@ FILE *Records() {
   return state.document.stream != nullptr ? state.document.stream : state.results;
 }
 
-// False for a name that is not UTF-8.
+// Returns false for a name that is not UTF-8.
 bool PrintName(const char *name, const char *suffix) {
   fputs(state.firstValue ? "\"" : ", \"", Records());
   state.firstValue = false;
@@ -86,7 +85,7 @@ void AddColumn(const char *name, const char *text) {
   if (state.row.stream != nullptr) fprintf(state.row.stream, "%-*s ", kColumn, text);
 }
 
-// Without the blanks at its end.
+// The last column needs no blanks behind it.
 void PrintLine(const char *line) {
   size_t length = strlen(line);
   while (length > 0 && line[length - 1] == ' ') --length;
@@ -133,7 +132,7 @@ void Start(bool json, bool open) {
   state.json = json;
   const int copy = open ? fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1) : -1;
   if (copy >= 0) state.results = fdopen(copy, "w");
-  // Open for reading only: what is written to it counts as lost.
+  // Standard input is open for reading only: what is written to it counts as lost.
   if (state.results == nullptr) state.results = stdin;
   setvbuf(state.results, nullptr, _IOLBF, 0);
   if (json) Open(state.document);
@@ -224,4 +223,4 @@ void Hex(const char *name, uint64_t value, int digits) {
   Value(name, text, true);
 }
 
-}  // namespace output
+}  // namespace boardctl::output

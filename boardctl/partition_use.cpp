@@ -7,23 +7,24 @@
 #include <algorithm>
 #include <string_view>
 
-#include "Base/text_file.h"
+#include "boardctl/text_file.h"
 
+namespace boardctl {
 namespace {
 
 using std::string_view;
 
-// What stands before the first such character.
+// Returns what the text has before the first such character.
 string_view Before(char end, string_view text) {
   return {text.data(), std::min(text.find(end), text.size())};
 }
 
 struct Partition {
-  string_view number;  // its devices'
+  string_view number;  // N of /dev/mtdN
   string_view name;
 };
 
-// The devices are numbered like the library's rows; the table has the names in quotes.
+// The library numbers its rows like the devices, and has the names in quotes.
 Partition Describe(const MtdPartition &partition) {
   string_view name = partition.name;
   if (name.starts_with('"')) name.remove_prefix(1);
@@ -36,14 +37,14 @@ bool IsJoined(string_view word, string_view first, string_view second) {
   return word == second;
 }
 
-// The spellings that mount and kernel know for the device of a partition.
+// The mount command and the kernel know several spellings for the device of a partition.
 bool IsDevice(string_view word, const Partition &partition) {
   static constexpr string_view kBeforeNumber[] = {
       "/dev/mtdblock", "/dev/mtdblock/", "/dev/mtd", "/dev/mtd/", "mtdblock", "mtd", "31:"};
   for (const string_view prefix : kBeforeNumber) {
     if (IsJoined(word, prefix, partition.number)) return true;
   }
-  char majorMinor[8];  // root=1f02
+  char majorMinor[8];  // as in root=1f02
   snprintf(majorMinor, sizeof majorMinor, "1f%02x",
            static_cast<unsigned>(strtoul(partition.number.data(), nullptr, 10)));
   return word == majorMinor || IsJoined(word, "mtd:", partition.name);
@@ -61,7 +62,7 @@ bool IsParameter(string_view word, const Partition &partition) {
 }
 
 bool IsOnCommandLine(const Partition &partition, char *by, size_t size) {
-  libsys::base::TextFile file("/proc/cmdline");
+  TextFile file("/proc/cmdline");
   char line[4096];
   if (!file.ReadLine(line)) return snprintf(by, size, "/proc/cmdline cannot be read") > 0;
   char *rest = nullptr;
@@ -73,7 +74,7 @@ bool IsOnCommandLine(const Partition &partition, char *by, size_t size) {
 }
 
 bool IsMounted(const Partition &partition, char *by, size_t size) {
-  libsys::base::TextFile file("/proc/mounts");
+  TextFile file("/proc/mounts");
   if (!file) return snprintf(by, size, "/proc/mounts cannot be read") > 0;
   char line[512], source[128], point[128];
   while (file.ReadLine(line)) {
@@ -89,3 +90,5 @@ bool IsPartitionInUse(const MtdPartition &partition, char *by, size_t size) {
   const Partition description = Describe(partition);
   return IsMounted(description, by, size) || IsOnCommandLine(description, by, size);
 }
+
+}  // namespace boardctl

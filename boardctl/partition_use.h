@@ -1,10 +1,15 @@
-// Whether somebody uses a flash partition.
+// Erasing a flash partition that somebody uses loses what it holds, or stops the board.
 #pragma once
 
 #include <stddef.h>
 
 #include "libsys/flash.h"
 
-// True for a partition that is mounted or that a word of the kernel's command line names, such as
-// root=/dev/mtdblock2; `by` then says which, for a person. Also true when that cannot be known.
+namespace boardctl {
+
+// A partition is in use while it is mounted and when a word of the kernel's command line names it,
+// such as root=/dev/mtdblock2. Returns true then, and also when that cannot be known; `by` says
+// why, for a person.
 bool IsPartitionInUse(const MtdPartition &partition, char *by, size_t size);
+
+}  // namespace boardctl

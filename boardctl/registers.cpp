@@ -1,14 +1,15 @@
-// GPIO lines, physical memory, the clock chip's memory.
+// These commands read and write GPIO lines, physical memory and the clock chip's memory.
 #include <array>
 
 #include "boardctl/command.h"
 #include "boardctl/output.h"
+#include "libsys/clock.h"
 #include "libsys/gpio.h"
-#include "libsys/system.h"
 
+namespace boardctl {
 namespace {
 
-constexpr uint32_t kNvramSize = 248;
+constexpr uint32_t kNvramSize = 248;  // bytes
 
 bool Line(const Arguments &arguments, uint32_t *group, uint32_t *bit) {
   return Number(arguments[0], "GROUP", 7, group) && Number(arguments[1], "BIT", 7, bit);
@@ -106,3 +107,5 @@ int NvramStore(const Arguments &arguments) {
   }
   return kDone;
 }
+
+}  // namespace boardctl

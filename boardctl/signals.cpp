@@ -2,7 +2,7 @@
 
 #include <signal.h>
 
-namespace signals {
+namespace boardctl::signals {
 namespace {
 
 constexpr int kEnding[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1,   SIGUSR2, SIGVTALRM, SIGPROF,
@@ -16,7 +16,7 @@ void Catch(void (*handler)(int number)) {
     if (signal(number, handler) == SIG_IGN) signal(number, SIG_IGN);
   }
   for (int number = SIGRTMIN; number <= SIGRTMAX; ++number) signal(number, handler);
-  // The library's timer has a handler of its own, where the clock chip's bus is open.
+  // While the clock chip's bus is open the library has a handler for its timer, which stays.
   struct sigaction alarm = {};
   sigaction(SIGALRM, nullptr, &alarm);
   if (alarm.sa_handler == SIG_DFL) signal(SIGALRM, handler);
@@ -28,4 +28,4 @@ void EndBy(int number) {
   raise(number);
 }
 
-}  // namespace signals
+}  // namespace boardctl::signals

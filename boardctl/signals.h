@@ -1,13 +1,13 @@
-// Signals to a command that has switched something on and must switch it off again.
+// A command that has switched something on catches signals, to switch it off again before it ends.
 #pragma once
 
-namespace signals {
+namespace boardctl::signals {
 
-// From now on the handler is called for each signal that would end the command; those that would
-// stop it are ignored. A signal that was ignored already stays so.
+// Has the handler called for each signal that would end the command, and ignores those that would
+// stop it. A signal that was ignored already stays ignored.
 void Catch(void (*handler)(int number));
 
 // Ends the command as the signal would have.
 void EndBy(int number);
 
-}  // namespace signals
+}  // namespace boardctl::signals
