@@ -1,5 +1,7 @@
 #include "boardctl/partition_use.h"
 
+#include <dirent.h>
+#include <errno.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -84,11 +86,33 @@ bool IsMounted(const Partition &partition, char *by, size_t size) {
   return false;
 }
 
+bool Holds(const char *ubiDevice, const Partition &partition) {
+  char path[320], number[16];
+  snprintf(path, sizeof path, "/sys/class/ubi/%s/mtd_num", ubiDevice);
+  return TextFile(path).ReadLine(number) && number == partition.number;
+}
+
+// A UBI device that was attached by hand is named on no command line.
+bool IsAttached(const Partition &partition, char *by, size_t size) {
+  DIR *devices = opendir("/sys/class/ubi");
+  if (devices == nullptr && errno == ENOENT) return false;  // this kernel has no UBI
+  if (devices == nullptr) return snprintf(by, size, "/sys/class/ubi cannot be read") > 0;
+  bool attached = false;
+  for (const dirent *each = readdir(devices); each != nullptr && !attached;
+       each = readdir(devices)) {
+    attached = string_view(each->d_name).starts_with("ubi") && Holds(each->d_name, partition);
+    if (attached) snprintf(by, size, "attached as %s", each->d_name);
+  }
+  closedir(devices);
+  return attached;
+}
+
 }  // namespace
 
 bool IsPartitionInUse(const MtdPartition &partition, char *by, size_t size) {
   const Partition description = Describe(partition);
-  return IsMounted(description, by, size) || IsOnCommandLine(description, by, size);
+  return IsMounted(description, by, size) || IsOnCommandLine(description, by, size) ||
+         IsAttached(description, by, size);
 }
 
 }  // namespace boardctl
