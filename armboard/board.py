@@ -16,7 +16,7 @@ import sys
 import tempfile
 import time
 
-from machine import Failure, Machine, PATIENCE
+from machine import Failure, Machine, PATIENCE  # noqa: F401 (the last one for its users)
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 STATIC = os.path.join(ROOT, 'build', 'armboard')

@@ -51,7 +51,9 @@ class Machine:
 
     def start(self, command):
         """Gives it power."""
-        path = lambda name: os.path.join(self.sockets, name)
+        def path(name):
+            return os.path.join(self.sockets, name)
+
         listeners = {}
         for name in (*self.PORTS, 'qmp', *self.CHANNELS):
             listeners[name] = socket.socket(socket.AF_UNIX)

@@ -1,3 +1,4 @@
+# shellcheck shell=bash disable=SC2034  # the variables are for those who source it
 # Sourced: gets what the emulated ARM board needs into build/armboard/: Debian's kernel for ARM, its
 # modules and a static busybox, all unpacked and nothing of them installed, and the kernel module
 # built against that kernel's headers.
@@ -66,14 +67,15 @@ EOT
 
 # Everything the board boots from that is the same for all boards.
 build_arm_board() {
-  local target=$arm_root kernel headers tree module
+  local target=$arm_root kernel headers tree module seed
   fetch_arm_board
   kernel=$(cat "$target/fetched")
   [[ -e $target/uImage ]] || make_kernel_image "$target/root/boot/vmlinuz-$kernel" "$target/uImage"
   if [[ ! -e $target/board.dtb ]]; then
     cp "$target/root/usr/lib/linux-image-$kernel/vexpress-v2p-ca9.dtb" "$target/board.dtb.new"
     # Without a seed the first random number takes seconds.
-    fdtput -t x "$target/board.dtb.new" /chosen rng-seed $(od -An -N64 -tx4 /dev/urandom)
+    read -ra seed < <(od -An -N64 -w64 -tx4 /dev/urandom)
+    fdtput -t x "$target/board.dtb.new" /chosen rng-seed "${seed[@]}"
     mv "$target/board.dtb.new" "$target/board.dtb"
   fi
   headers=$target/root/usr/src/linux-headers-$kernel
@@ -89,6 +91,7 @@ build_arm_board() {
   cp "$target/root/bin/busybox" "$tree/bin/"
   cp armboard/init "$tree/init"
   cp armboard/order armboard/order.disks "$target/module/armboard.ko" "$tree/modules/"
+  # shellcheck disable=SC2013  # each word is a module
   for module in $(cat armboard/order armboard/order.disks); do
     find "$target/root/lib/modules/$kernel" -name "$module.ko" -exec cp {} "$tree/modules/" \;
     [[ -e $tree/modules/$module.ko ]] || { echo "there is no module $module" >&2; return 1; }

@@ -13,7 +13,8 @@ HARMLESS = """
     _ITM_deregisterTMCloneTable _ITM_registerTMCloneTable
     __isoc99_sscanf calloc exit feof ferror fflush fgets flockfile fputs fread free fseek ftell
     funlockfile fwrite getc malloc memchr memcmp memcpy memmove memset printf putchar puts
-    setvbuf snprintf sscanf stdout strchr strcmp strcspn strlen strncmp strncpy strnlen strspn strstr strtol strtoll
+    setvbuf snprintf sscanf stdout strchr strcmp strcspn strlen strncmp strncpy strnlen strspn strstr
+    strtol strtoll
     strtoul strtoull vprintf lseek64 fork getpid
     cfmakeraw cfsetispeed cfsetospeed
     pthread_create pthread_mutex_lock pthread_mutex_unlock pthread_tryjoin_np
@@ -26,7 +27,8 @@ HARMLESS = """
 
 
 def symbols(path, defined):
-    out = subprocess.run(["readelf", "-W", "--dyn-syms", path], check=True, capture_output=True, text=True).stdout
+    out = subprocess.run(["readelf", "-W", "--dyn-syms", path], check=True, capture_output=True,
+                         text=True).stdout
     found = set()
     for line in out.splitlines():
         columns = line.split()

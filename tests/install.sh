@@ -22,8 +22,8 @@ cmake -S "$work" -B "$work/build" -DCMAKE_PREFIX_PATH="$work/installed" >/dev/nu
 cmake --build "$work/build" >/dev/null
 
 export PKG_CONFIG_PATH=$work/installed/lib/pkgconfig
-cc -o "$work/with_pkg_config" "$source/examples/recorder/recorder.c" \
-  $(pkg-config --cflags --libs libsys) -Wl,-rpath,"$work/installed/lib"
+read -ra flags < <(pkg-config --cflags --libs libsys)
+cc -o "$work/with_pkg_config" "$source/examples/recorder/recorder.c" "${flags[@]}" -Wl,-rpath,"$work/installed/lib"
 
 vboard=("$build/bin/vboard" --folder "$work/board" --programs "$build/bin")
 "${vboard[@]}" make "$source/boards/direct.toml"

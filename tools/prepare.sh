@@ -1,3 +1,4 @@
+# shellcheck shell=bash disable=SC2034  # the variables are for those who source it
 # Sourced by run and test: installs what is missing and builds a preset.
 
 packages=(g++ cmake ninja-build libgtest-dev libgmock-dev libbenchmark-dev libtomlplusplus-dev libcli11-dev
@@ -22,11 +23,12 @@ install_missing() {
 # Configures a preset and builds the targets named, or everything, showing the tools' output
 # only when one fails.
 build() {
-  local preset=$1 log
+  local preset=$1 log targets=()
   shift
+  if (($#)); then targets=(--target "$@"); fi
   log=$(mktemp)
   echo "Building ($preset)"
-  if ! { cmake --preset "$preset" && cmake --build --preset "$preset" ${*:+--target "$@"}; } \
+  if ! { cmake --preset "$preset" && cmake --build --preset "$preset" "${targets[@]}"; } \
     >"$log" 2>&1; then
     cat "$log"
     rm -f "$log"

@@ -2,6 +2,7 @@
 // that fits the identifier gives the product type.
 #include <stdio.h>
 
+#include <algorithm>
 #include <atomic>
 #include <initializer_list>
 #include <span>
@@ -164,6 +165,15 @@ constexpr SecondRow kSecondGeneration[] = {
 };
 
 // clang-format on
+
+constexpr bool IsKnown(int8_t type) {
+  return type <= 0 || type == kUnknown || product::RowOf(type).type == type;
+}
+constexpr bool KnowsTypes(const auto &row) {
+  return IsKnown(row.type) && IsKnown(row.typeWithBit40);
+}
+static_assert(std::ranges::all_of(kFirstGeneration, KnowsTypes<FirstRow>));
+static_assert(std::ranges::all_of(kSecondGeneration, KnowsTypes<SecondRow>));
 
 bool Fits(const FirstRow &row) {
   return row.code(DvrGetHwidInformation(PRODUCT_TYPE)) &&
