@@ -7,8 +7,9 @@
 namespace libsys::base {
 namespace {
 
-// The program itself has seen to its standard descriptors.
-bool seenTo = false;
+struct {
+  bool seenTo = false;  // the program itself has seen to its standard descriptors
+} state;
 
 // Close-on-exec until it stands in a gap: another thread may start a program meanwhile.
 int OpenNull() {
@@ -29,17 +30,17 @@ unsigned FillGaps() {
 }  // namespace
 
 unsigned OpenStandardDescriptors() {
-  seenTo = true;
+  state.seenTo = true;
   return FillGaps();
 }
 
 int Open(const char *path, int flags, mode_t mode) {
-  if (!seenTo && (flags & O_ACCMODE) != O_RDONLY) FillGaps();
+  if (!state.seenTo && (flags & O_ACCMODE) != O_RDONLY) FillGaps();
   return MoveAboveStandard(open(path, flags | O_CLOEXEC, mode));
 }
 
 FILE *OpenFile(const char *path, const char *mode) {
-  if (!seenTo && strcmp(mode, "re") != 0) FillGaps();
+  if (!state.seenTo && strcmp(mode, "re") != 0) FillGaps();
   FILE *file = fopen(path, mode);
   if (file == nullptr || fileno(file) > STDERR_FILENO) return file;
   const int fd = fcntl(fileno(file), F_DUPFD_CLOEXEC, STDERR_FILENO + 1);

@@ -12,22 +12,23 @@ namespace {
 
 constexpr int kHeld[] = {SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGTERM};
 
-// Which of them came, in the same order.
-std::atomic<int> came[std::size(kHeld)];
-std::atomic<int> holding{0};
+struct {
+  std::atomic<int> came[std::size(kHeld)];  // which of them came, in the same order
+  std::atomic<int> holding{0};
+} state;
 
 // The holder and the handler that another thread still runs may both come here: one of them sends.
 void SendAgain(size_t held) {
   int yes = 1;
-  if (came[held].compare_exchange_strong(yes, 0)) kill(getpid(), kHeld[held]);
+  if (state.came[held].compare_exchange_strong(yes, 0)) kill(getpid(), kHeld[held]);
 }
 
 // Runs in any thread, and may end only when the holder has gone.
 void Note(int number) {
   const int error = errno;
   const auto held = static_cast<size_t>(std::ranges::find(kHeld, number) - std::begin(kHeld));
-  came[held] = 1;
-  if (holding == 0) SendAgain(held);
+  state.came[held] = 1;
+  if (state.holding == 0) SendAgain(held);
   errno = error;
 }
 
@@ -39,7 +40,7 @@ HeldSignals::HeldSignals() {
   note.sa_handler = Note;
   note.sa_flags = SA_RESTART;
   sigfillset(&note.sa_mask);
-  holding = 1;
+  state.holding = 1;
   for (size_t i = 0; i < kCount; ++i) {
     sigaction(kHeld[i], nullptr, &before_[i]);
     // One that the process ignores does no harm; a handler would interrupt what other threads wait
@@ -52,7 +53,7 @@ HeldSignals::HeldSignals() {
 // past this place.
 HeldSignals::~HeldSignals() {
   for (size_t i = 0; i < kCount; ++i) sigaction(kHeld[i], &before_[i], nullptr);
-  holding = 0;
+  state.holding = 0;
   for (size_t i = 0; i < kCount; ++i) SendAgain(i);
 }
 

@@ -60,8 +60,10 @@ constexpr Codes kOem14 = Table({
 // clang-format on
 constexpr Codes kNone = {};
 
-// A table stands as a whole: whoever reads keys meanwhile sees the old one or the new one.
-std::atomic<const Codes *> FrontIrTable = &kNone;
+struct {
+  // A table stands as a whole: whoever reads keys meanwhile sees the old one or the new one.
+  std::atomic<const Codes *> FrontIrTable = &kNone;
+} state;
 
 // Raw codes that stand for keys of the panel.
 struct PanelKey {
@@ -112,14 +114,14 @@ bool PassesRawCodes(const Board &board) {
 
 bool ChooseInfraredTable(const Board &board) {
   const Codes *codes = CodesOf(board);
-  if (codes != nullptr) FrontIrTable = codes;
+  if (codes != nullptr) state.FrontIrTable = codes;
   return codes != nullptr;
 }
 
 void InfraredEvent(const Board &board, uint8_t rawCode, uint8_t *event) {
   event[0] = 0xff;
   event[1] = 0x01;
-  event[2] = PassesRawCodes(board) ? rawCode : (*FrontIrTable.load())[rawCode];
+  event[2] = PassesRawCodes(board) ? rawCode : (*state.FrontIrTable.load())[rawCode];
   for (const PanelKey &key : kPanelKeys) {
     if (key.variant != board.variant || key.rawCode != rawCode) continue;
     event[1] = key.group;
