@@ -12,6 +12,7 @@
 
 #include "libsys/frontboard.h"
 #include "libsys/version.h"
+#include "vboard/actions.h"
 #include "vboard/board.h"
 #include "vboard/make.h"
 

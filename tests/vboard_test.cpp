@@ -498,9 +498,10 @@ TEST_F(VboardTest, DescriptionsNameFileLineAndKey) {
        "1\nfiles.\"b/../../../../x\""
        " = \"\"\n",
        ":6: 'files' has "},
-      {"summary = \"s\"\n[[scsi.disk]]\nletter = \"a\"\nname = \"/../../../x\"\n",
+      {"summary = \"s\"\n[[scsi.disk]]\nletter = \"a\"\nname = \"/../../../x\"\nhost = 1\n",
        ":4: 'name' has to be"},
-      {"summary = \"s\"\n[[scsi.disk]]\nname = \"a\"\nletter = \"/\"\n", ":4: 'letter' has to"},
+      {"summary = \"s\"\n[[scsi.disk]]\nname = \"a\"\nletter = \"/\"\nhost = 1\n",
+       ":4: 'letter' has to"},
       // Such a program's file, which is the PC's, is not written through the link.
       {"summary = \"s\"\nprepare = [\"stick plug a\"]\n[[scsi.disk]]\nname = \"a\"\nletter = "
        "\"a\"\n"
@@ -520,7 +521,7 @@ TEST_F(VboardTest, DescriptionsNameFileLineAndKey) {
       EXPECT_NE(std::string::npos, std::string(error.what()).find(row.error)) << error.what();
     }
   }
-  EXPECT_THROW(vboard::ReadDescription("/nowhere.toml"), vboard::DescriptionError);
+  EXPECT_THROW(vboard::ReadDescription("/nowhere.toml", {}), vboard::DescriptionError);
   for (const auto &entry : std::filesystem::directory_iterator(Folder())) {
     EXPECT_THAT(entry.path().filename(), testing::AnyOf("board.toml", "board"));
   }
@@ -531,11 +532,11 @@ TEST_F(VboardTest, DescriptionsCompleteEachOther) {
                     "summary = \"first\"\nspeed = 7\n[identity]\nproduct = \"1\"\noem = 1\n");
   vboard::WriteFile(Folder() + "/second.toml",
                     "base = \"far/first.toml\"\n[identity]\noem = 2\n\n[gpio]\nwrong = 1\n");
-  vboard::Section both = vboard::ReadDescription(Folder() + "/second.toml");
+  vboard::Section both = vboard::ReadDescription(Folder() + "/second.toml", vboard::BoardKeys());
   EXPECT_EQ("first", both.Text("summary"));
-  EXPECT_EQ(7, both.Number("speed", 0, 100));
+  EXPECT_EQ(7, both.Number("speed"));
   EXPECT_EQ("1", both.Table("identity").Text("product"));
-  EXPECT_EQ(2, both.Table("identity").Number("oem", 0, 100));
+  EXPECT_EQ(2, both.Table("identity").Number("oem"));
   try {
     UseBoard("base = \"second.toml\"\n");
     ADD_FAILURE() << "accepted";

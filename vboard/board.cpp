@@ -24,8 +24,6 @@ struct Process {
   std::string events;
   Shared *state = nullptr;
   bool attached = false;
-  // When this process was started; of the number that was its own then, for a child has another.
-  ProcessId own = {};
 };
 
 // Never destroyed: the program's exit is the last event. Made on first use, which may be before
@@ -40,10 +38,6 @@ thread_local unsigned ownCalls = 0;
 thread_local unsigned locks = 0;
 
 constexpr size_t kAlignment = 64;
-constexpr int32_t kTaken = -1;  // a place that is just being filled
-
-// The kernel refuses what would be beyond its own range some 30 years later.
-constexpr int64_t kLatestSecond = 8'277'292'036;
 
 size_t Aligned(size_t size) {
   return (size + kAlignment - 1) / kAlignment * kAlignment;
@@ -55,15 +49,12 @@ size_t StateSize() {
   return size;
 }
 
-int64_t Now() {
-  timespec now;
-  static constinit real::Next<int(clockid_t, timespec *)> next("clock_gettime");
-  next(CLOCK_MONOTONIC, &now);
-  return int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+std::string WholePath(const std::string &folder) {
+  return std::filesystem::weakly_canonical(std::filesystem::absolute(folder));
 }
 
 void MapState(const std::string &name, int flags) {
-  const std::string folder = FolderOfBoard(name);
+  const std::string folder = WholePath(name);
   const std::string path = folder + "/state";
   const int fd = real::open(path.c_str(), O_RDWR | O_CLOEXEC | flags, 0600);
   if (fd < 0) throw std::runtime_error(folder + ": no board is here");
@@ -114,50 +105,23 @@ void ForgetDeadMachine() {
   state.console[0] = '\0';
 }
 
-// Read once: a program may have no descriptor left when it causes an event.
-uint64_t OwnStart(pid_t id) {
-  ProcessId &own = ThisProcess().own;
-  if (own.number != id) {
-    own.start = StartOf(id);
-    if (own.start != 0) own.number = id;
-  }
-  return own.start;
-}
-
-// The place of this process among those that are known; null when all are taken by others.
-Known *PlaceOf(pid_t id, uint64_t start) {
-  for (Known &known : State().processes) {
-    if (known.process.number == id && known.process.start == start) return &known;
-  }
-  for (Known &known : State().processes) {
-    int32_t before = known.process.number;
-    if (before == kTaken || Lives(known.process)) continue;
-    if (!known.process.number.compare_exchange_strong(before, kTaken)) continue;
-    known.number = ++State().lastNumber;
-    known.process.start = start;
-    known.process.number = id;
-    return &known;
-  }
-  return nullptr;
-}
-
 }  // namespace
 
 std::string FolderOfBoard(const std::string &folder) {
-  std::string path = std::filesystem::weakly_canonical(std::filesystem::absolute(folder));
+  std::string path = WholePath(folder);
   if (path.find_first_of(" :") == std::string::npos) return path;
   // The loader splits the list of libraries there, and the program would run on the PC.
   throw std::runtime_error(path + ": a board's folder has no blank and no colon in its path");
 }
 
 void Open(const std::string &folder) {
-  MapBoard(folder);
+  MapBoard(FolderOfBoard(folder));
   ForgetDeadMachine();
 }
 
 void Attach(const std::string &folder) {
   MapBoard(folder);
-  OwnStart(getpid());
+  NoteOwnStart();
   ThisProcess().attached = true;
 }
 
@@ -167,8 +131,11 @@ void Detach() {
   ThisProcess().state = nullptr;
 }
 
+bool IsProgram() {
+  return ThisProcess().attached;
+}
 bool Attached() {
-  return ThisProcess().attached && ownCalls == 0;
+  return IsProgram() && ownCalls == 0;
 }
 const std::string &Folder() {
   return ThisProcess().folder;
@@ -194,9 +161,8 @@ void CreateState(const std::string &folder) {
   MapState(folder, O_CREAT);
   State().size = static_cast<uint32_t>(StateSize());
   MakeLock(&State().lock);
-  State().speed = 1;
+  SetSpeed(1);
   State().power = Power::kOff;
-  State().lifetimeSince = Now();
   State().magic = kMagic;
 }
 
@@ -207,37 +173,6 @@ void *DeviceState(const Device &device) {
     place += Aligned(other->stateSize);
   }
   return nullptr;
-}
-
-int64_t Lifetime() {
-  const Shared &state = State();
-  return state.lifetime + (Now() - state.lifetimeSince) * state.speed;
-}
-
-double BoardTime() {
-  return static_cast<double>(Lifetime() - State().powerOnTime) * 1e-9;
-}
-
-void SetSpeed(uint32_t speed) {
-  State().lifetime = Lifetime();
-  State().lifetimeSince = Now();
-  State().speed = speed;
-}
-
-int64_t SystemClock() {
-  return Lifetime() + State().clockOffset;
-}
-
-int SetSystemClock(const timespec &time) {
-  if (CallFails("clock_settime", "")) return -1;
-  if (time.tv_sec < 0 || time.tv_sec > kLatestSecond || time.tv_nsec < 0 ||
-      time.tv_nsec >= 1'000'000'000) {
-    errno = EINVAL;
-    return -1;
-  }
-  State().clockOffset = int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec - Lifetime();
-  Event("clock: system clock set to %lld", static_cast<long long>(time.tv_sec));
-  return 0;
 }
 
 void PowerOn() {
@@ -257,13 +192,6 @@ void PowerOn() {
 
 bool MachineRuns() {
   return Lives(State().machine);
-}
-
-int ProcessNumber() {
-  if (!ThisProcess().attached) return 0;  // the board itself
-  const int32_t id = getpid();
-  const Known *place = PlaceOf(id, OwnStart(id));
-  return place != nullptr ? place->number.load() : -1;
 }
 
 OwnCalls::OwnCalls() {

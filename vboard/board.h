@@ -91,6 +91,8 @@ struct Shared {
 // of this process reach the board. Throws std::runtime_error when there is no such board.
 void Attach(const std::string &folder);
 void Detach();
+// Whether this process is a program on the board.
+bool IsProgram();
 // Whether this thread's calls reach the board.
 bool Attached();
 
@@ -142,6 +144,8 @@ bool MachineRuns();
 // another program. No other one gets it in the same power cycle, in which the events of both could
 // not be told apart.
 int ProcessNumber();
+// Has this process have a number even when it has no descriptor left. For Attach.
+void NoteOwnStart();
 
 // While one of these lives, this thread looks after the board itself: its calls reach the PC as
 // they are and no planned fault hits them. A signal handler, whose calls are the program's, cannot

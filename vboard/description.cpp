@@ -1,136 +1,174 @@
 #include "vboard/description.h"
 
-// What the parser asserts before it looks for an error is an error of the description.
-#define TOML_ASSERT(expression) static_assert(true)
-#include <toml++/toml.h>
-
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <optional>
-#include <set>
 #include <sstream>
+
+#include "vboard/description_file.h"
 
 namespace vboard {
 
 struct Section::Node {
-  std::shared_ptr<const toml::table> root;
-  const toml::table *table;
+  std::shared_ptr<toml::table> root;
+  toml::table *table;
   std::string file;
-  mutable std::set<std::string, std::less<>> asked;
-  mutable std::vector<std::shared_ptr<const Node>> children;
-  // The key that the table has in the one above, and its place where that is a list.
-  std::string key = {};
-  std::optional<size_t> place = {};
-  mutable toml::table defaults = {};  // what was taken for keys that are missing
+  std::span<const Key> keys;
 };
 
 namespace {
 
-const toml::table kEmpty;
+using Type = Value::Type;
 
-constexpr int kLongestChain = 8;
-constexpr std::string_view kQuotes = "\"'#";
-constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
-
-// A key may come from another file, which the description is based on.
-std::string Place(const std::string &file, const toml::source_region &region) {
-  const std::string &origin = region.path != nullptr ? *region.path : file;
-  return origin + ":" + std::to_string(region.begin.line) + ": ";
+bool InRange(int64_t number, int64_t lowest, int64_t highest) {
+  return number >= lowest && number <= highest;
 }
 
-// Moves what the base has and the description has not.
-void Complete(toml::table &description, toml::table &&base) {
-  for (auto &&[key, value] : base) {
-    toml::node *own = description.get(key);
-    if (own == nullptr) {
-      description.insert(key, std::move(value));
-    } else if (own->is_table() && value.is_table()) {
-      Complete(*own->as_table(), std::move(*value.as_table()));
+std::string RangeText(const Value &range) {
+  return "from " + std::to_string(range.lowest) + " to " + std::to_string(range.highest);
+}
+
+bool AreTexts(const toml::array &list) {
+  return std::all_of(list.begin(), list.end(), [](const auto &one) { return one.is_string(); });
+}
+
+bool AreTexts(const toml::table &table) {
+  return std::all_of(table.begin(), table.end(),
+                     [](const auto &entry) { return entry.second.is_string(); });
+}
+
+// What is wrong with a value, empty for one that fits.
+
+std::string ChoiceFault(const toml::node &node, const Value &value) {
+  const bool known =
+      std::any_of(value.choices.begin(), value.choices.end(),
+                  [&](const char *choice) { return node.value<std::string>() == choice; });
+  return known ? "" : "has to be " + ChoicesText(value.choices);
+}
+
+std::string NumberFault(const toml::node &node, const Value &value) {
+  if (!node.is_integer()) return "has to be a whole number";
+  const bool fits = InRange(node.as_integer()->get(), value.lowest, value.highest);
+  return fits ? "" : "has to be " + RangeText(value);
+}
+
+std::string NumbersFault(const toml::node &node, const Value &value) {
+  if (!node.is_array()) return "has to be a list of numbers";
+  for (const toml::node &number : *node.as_array()) {
+    if (!number.is_integer()) return "has to be a list of numbers";
+    if (!InRange(number.as_integer()->get(), value.lowest, value.highest)) {
+      return "has to hold numbers " + RangeText(value);
     }
   }
+  return "";
 }
 
-// Behind the text or comment that begins here.
-size_t AfterQuoted(std::string_view text, size_t at) {
-  if (text[at] == '#') return std::min(text.find('\n', at), text.size());
-  const size_t quotes = text.find_first_not_of(text[at], at) >= at + 3 ? 3 : 1;
-  const std::string_view mark = text.substr(at, quotes);
-  for (at += quotes; at < text.size() && (quotes == 3 || text[at] != '\n'); ++at) {
-    if (text.substr(at).starts_with(mark)) return at + quotes;
-    if (text[at] == '\\' && mark[0] == '"') ++at;
+bool IsRow(const toml::node &node, size_t length) {
+  const toml::array *row = node.as_array();
+  return row != nullptr && row->size() == length &&
+         std::all_of(row->begin(), row->end(), [](const auto &one) { return one.is_integer(); });
+}
+
+std::string RowsFault(const toml::node &node, const Value &value) {
+  const size_t length = value.columns.size();
+  const toml::array *rows = node.as_array();
+  if (rows == nullptr || !std::all_of(rows->begin(), rows->end(),
+                                      [&](const toml::node &row) { return IsRow(row, length); })) {
+    return "has to be a list of rows of " + std::to_string(length) + " numbers";
   }
-  return std::min(at, text.size());
-}
-
-// The parser's behaviour is undefined for what is not ASCII outside texts and comments.
-void RefuseOddCharacters(const std::string &path, std::string_view text) {
-  if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
-  for (size_t at = 0; at < text.size();) {
-    if ((text[at] & 0x80) != 0) {
-      const auto line =
-          1 + std::count(text.begin(), text.begin() + static_cast<ptrdiff_t>(at), '\n');
-      throw DescriptionError(path + ":" + std::to_string(line) +
-                             ": outside of quotes there are only ASCII characters");
-    }
-    at = kQuotes.find(text[at]) != kQuotes.npos ? AfterQuoted(text, at) : at + 1;
-  }
-}
-
-// `wanted`: what asks for this file, for the message.
-std::string ReadText(const std::string &path, const std::string &wanted) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  text << file.rdbuf();
-  if (!file || std::filesystem::is_directory(path)) {
-    throw DescriptionError(wanted + path + ": cannot be read");
-  }
-  return text.str();
-}
-
-toml::table Parse(const std::string &path, int chain, const std::string &wanted = "") try {
-  const std::string text = ReadText(path, wanted);
-  RefuseOddCharacters(path, text);
-  toml::table description = toml::parse(text, std::string_view(path));
-  const toml::node *base = description.get("base");
-  if (base == nullptr) return description;
-  const std::string where = Place(path, base->source()) + "'base' ";
-  if (!base->is_string()) throw DescriptionError(where + "has to be a file name");
-  if (chain == kLongestChain) throw DescriptionError(where + "leads round in a circle");
-  const std::filesystem::path file = base->as_string()->get();
-  const std::string next = std::filesystem::path(path).parent_path() / file;
-  description.erase("base");
-  Complete(description, Parse(next, chain + 1, where + "needs "));
-  return description;
-} catch (const toml::parse_error &error) {
-  throw DescriptionError(Place(path, error.source()) + std::string(error.description()));
-}
-
-const toml::node *Ask(const Section::Node &node, const char *key) {
-  node.asked.insert(key);
-  return node.table->get(key);
-}
-
-// The same, and what is taken when the key is missing.
-template <typename Value>
-const toml::node *Ask(const Section::Node &node, const char *key, Value &&otherwise) {
-  const toml::node *value = Ask(node, key);
-  if (value == nullptr) node.defaults.insert_or_assign(key, std::forward<Value>(otherwise));
-  return value;
-}
-
-// The table with what was taken for keys that are missing, here and below.
-toml::table Completed(const Section::Node &node) {
-  toml::table whole = *node.table;
-  for (const auto &[key, value] : node.defaults) whole.insert(key, value);
-  for (const auto &child : node.children) {
-    if (child->place) {
-      *whole[child->key][*child->place].as_table() = Completed(*child);
-    } else {
-      whole.insert_or_assign(child->key, Completed(*child));
+  bool fits = value.rows == 0 || value.rows == rows->size();
+  for (const toml::node &row : *rows) {
+    for (size_t i = 0; i < length; ++i) {
+      const int64_t number = row.as_array()->get(i)->as_integer()->get();
+      fits = fits && InRange(number, value.columns[i].lowest, value.columns[i].highest);
     }
   }
-  return whole;
+  return fits ? "" : "has to hold " + RowsText(value);
+}
+
+std::string Fault(const toml::node &node, const Value &value) {
+  switch (value.type) {
+    case Type::kText:
+      return node.is_string() ? "" : "has to be a text";
+    case Type::kChoice:
+      return ChoiceFault(node, value);
+    case Type::kNumber:
+      return NumberFault(node, value);
+    case Type::kFlag:
+      return node.is_boolean() ? "" : "has to be true or false";
+    case Type::kTexts:
+      return node.is_array() && AreTexts(*node.as_array()) ? "" : "has to be a list of texts";
+    case Type::kNumbers:
+      return NumbersFault(node, value);
+    case Type::kRows:
+      return RowsFault(node, value);
+    case Type::kPairs:
+      return node.is_table() && AreTexts(*node.as_table()) ? "" : "has to be a table of texts";
+    case Type::kTable:
+      return node.is_table() ? "" : "has to be a table";
+    case Type::kTables:
+      return node.is_array_of_tables() || (node.is_array() && node.as_array()->empty())
+                 ? ""
+                 : "has to be a list of tables";
+  }
+  return "";
+}
+
+void InsertDefault(toml::table &table, const Key &key) {
+  switch (key.value.type) {
+    case Type::kText:
+    case Type::kChoice:
+      table.insert(key.name, key.value.text);
+      break;
+    case Type::kNumber:
+      table.insert(key.name, key.value.number);
+      break;
+    case Type::kFlag:
+      table.insert(key.name, key.value.number != 0);
+      break;
+    case Type::kPairs:
+    case Type::kTable:
+      table.insert(key.name, toml::table());
+      break;
+    default:
+      table.insert(key.name, toml::array());
+      break;
+  }
+}
+
+const Key *Find(const Section::Node &node, std::string_view name) {
+  const auto key = std::find_if(node.keys.begin(), node.keys.end(),
+                                [&](const Key &known) { return name == known.name; });
+  return key != node.keys.end() ? &*key : nullptr;
+}
+
+const Key &Find(const Section::Node &node, const char *name, std::initializer_list<Type> types) {
+  const Key *key = Find(node, name);
+  if (key != nullptr && std::find(types.begin(), types.end(), key->value.type) != types.end()) {
+    return *key;
+  }
+  throw std::logic_error("no key '" + std::string(name) + "' of this type is in the table");
+}
+
+// The checked value of a key; null for an optional one that is missing.
+toml::node *Take(const Section::Node &node, const Key &key) {
+  toml::node *value = node.table->get(key.name);
+  if (value == nullptr && key.value.missing == Value::Missing::kDefault) {
+    InsertDefault(*node.table, key);
+    return node.table->get(key.name);
+  }
+  const bool isDefault = value != nullptr && !value->source().begin;
+  if (isDefault) return value;
+  const std::string fault = value == nullptr ? "is missing" : Fault(*value, key.value);
+  if (value == nullptr && key.value.missing == Value::Missing::kNothing) return nullptr;
+  if (fault.empty()) return value;
+  throw DescriptionError(Place(node.file, (value != nullptr ? value : node.table)->source()) + "'" +
+                         key.name + "' " + fault);
+}
+
+// The same for a key that the caller knows to be there.
+toml::node &Need(const Section::Node &node, const char *name, std::initializer_list<Type> types) {
+  toml::node *value = Take(node, Find(node, name, types));
+  if (value != nullptr) return *value;
+  throw std::logic_error("the optional key '" + std::string(name) + "' is missing");
 }
 
 }  // namespace
@@ -138,9 +176,106 @@ toml::table Completed(const Section::Node &node) {
 Section::Section(std::shared_ptr<const Node> node) : node_(std::move(node)) {}
 Section::~Section() = default;
 
+void Section::Complete() {
+  for (const auto &[name, value] : *node_->table) {
+    if (Find(*node_, name.str()) == nullptr) {
+      throw DescriptionError(Place(node_->file, name.source()) + "unknown key '" +
+                             std::string(name.str()) + "'");
+    }
+  }
+  for (const Key &key : node_->keys) {
+    if (Take(*node_, key) == nullptr) continue;
+    if (key.value.type == Type::kTable) Table(key.name).Complete();
+    if (key.value.type != Type::kTables) continue;
+    for (Section &section : Tables(key.name)) section.Complete();
+  }
+}
+
+bool Section::Has(const char *key) {
+  if (Find(*node_, key) == nullptr) throw std::logic_error("no key '" + std::string(key) + "'");
+  return node_->table->contains(key);
+}
+
+std::string Section::Text(const char *key) {
+  return Need(*node_, key, {Type::kText, Type::kChoice}).as_string()->get();
+}
+
+std::string Section::Text(const char *key, const std::string &otherwise) {
+  node_->table->insert(key, otherwise);
+  return Text(key);
+}
+
+int64_t Section::WholeNumber(const char *key) {
+  return Need(*node_, key, {Type::kNumber}).as_integer()->get();
+}
+
+int64_t Section::Number(const char *key, int64_t otherwise) {
+  node_->table->insert(key, otherwise);
+  return WholeNumber(key);
+}
+
+bool Section::Flag(const char *key) {
+  return Need(*node_, key, {Type::kFlag}).as_boolean()->get();
+}
+
+std::vector<std::string> Section::Texts(const char *key) {
+  std::vector<std::string> texts;
+  for (const toml::node &text : *Need(*node_, key, {Type::kTexts}).as_array()) {
+    texts.push_back(text.as_string()->get());
+  }
+  return texts;
+}
+
+std::vector<int64_t> Section::Numbers(const char *key) {
+  std::vector<int64_t> numbers;
+  for (const toml::node &number : *Need(*node_, key, {Type::kNumbers}).as_array()) {
+    numbers.push_back(number.as_integer()->get());
+  }
+  return numbers;
+}
+
+std::vector<std::vector<int64_t>> Section::Rows(const char *key) {
+  std::vector<std::vector<int64_t>> rows;
+  for (const toml::node &numbers : *Need(*node_, key, {Type::kRows}).as_array()) {
+    std::vector<int64_t> &row = rows.emplace_back();
+    for (const toml::node &number : *numbers.as_array()) row.push_back(number.as_integer()->get());
+  }
+  return rows;
+}
+
+std::vector<std::pair<std::string, std::string>> Section::Pairs(const char *key) {
+  std::vector<std::pair<toml::source_position, std::pair<std::string, std::string>>> placed;
+  for (const auto &[name, text] : *Need(*node_, key, {Type::kPairs}).as_table()) {
+    placed.push_back({name.source().begin, {std::string(name.str()), text.as_string()->get()}});
+  }
+  std::sort(placed.begin(), placed.end(),
+            [](const auto &a, const auto &b) { return a.first < b.first; });
+  std::vector<std::pair<std::string, std::string>> pairs;
+  for (auto &entry : placed) pairs.push_back(std::move(entry.second));
+  return pairs;
+}
+
+Section Section::Table(const char *key) {
+  toml::table *table = Need(*node_, key, {Type::kTable}).as_table();
+  const std::span<const Key> keys = Find(*node_, key)->value.Keys();
+  return Section(std::make_shared<Node>(Node{node_->root, table, node_->file, keys}));
+}
+
+std::vector<Section> Section::Tables(const char *key) {
+  std::vector<Section> sections;
+  toml::array &list = *Need(*node_, key, {Type::kTables}).as_array();
+  const std::span<const Key> keys = Find(*node_, key)->value.Keys();
+  for (toml::node &table : list) {
+    sections.push_back(
+        Section(std::make_shared<Node>(Node{node_->root, table.as_table(), node_->file, keys})));
+  }
+  return sections;
+}
+
 void Section::Fail(const char *key, const std::string &what) {
   const toml::node *value = node_->table->get(key);
-  const auto &region = value != nullptr ? value->source() : node_->table->source();
+  const bool written = value != nullptr && value->source().begin;
+  const toml::source_region &region = written ? value->source() : node_->table->source();
   throw DescriptionError(Place(node_->file, region) + "'" + key + "' " + what);
 }
 
@@ -153,144 +288,15 @@ void Section::FailAt(const char *key, const std::string &entry, const std::strin
   Fail(key, "has '" + entry + "': " + what);
 }
 
-bool Section::Has(const char *key) {
-  return Ask(*node_, key) != nullptr;
-}
-
-std::string Section::Text(const char *key, const char *otherwise) {
-  return Ask(*node_, key, otherwise) != nullptr ? Text(key) : otherwise;
-}
-
-std::string Section::Text(const char *key) {
-  const toml::node *value = Ask(*node_, key);
-  if (value == nullptr) Fail(key, "is missing");
-  if (!value->is_string()) Fail(key, "has to be a text");
-  return value->as_string()->get();
-}
-
-int64_t Section::Number(const char *key, int64_t otherwise, int64_t lowest, int64_t highest) {
-  return Ask(*node_, key, otherwise) != nullptr ? Number(key, lowest, highest) : otherwise;
-}
-
-int64_t Section::Number(const char *key, int64_t lowest, int64_t highest) {
-  const toml::node *value = Ask(*node_, key);
-  if (value == nullptr) Fail(key, "is missing");
-  if (!value->is_integer()) Fail(key, "has to be a whole number");
-  const int64_t number = value->as_integer()->get();
-  if (number < lowest || number > highest) {
-    Fail(key, "has to be from " + std::to_string(lowest) + " to " + std::to_string(highest));
-  }
-  return number;
-}
-
-bool Section::Flag(const char *key, bool otherwise) {
-  const toml::node *value = Ask(*node_, key, otherwise);
-  if (value == nullptr) return otherwise;
-  if (!value->is_boolean()) Fail(key, "has to be true or false");
-  return value->as_boolean()->get();
-}
-
-std::vector<std::string> Section::Texts(const char *key) {
-  std::vector<std::string> texts;
-  const toml::node *value = Ask(*node_, key, toml::array());
-  if (value == nullptr) return texts;
-  if (!value->is_array()) Fail(key, "has to be a list of texts");
-  for (const toml::node &element : *value->as_array()) {
-    if (!element.is_string()) Fail(key, "has to be a list of texts");
-    texts.push_back(element.as_string()->get());
-  }
-  return texts;
-}
-
-std::vector<int64_t> Section::Numbers(const char *key) {
-  std::vector<int64_t> numbers;
-  const toml::node *value = Ask(*node_, key, toml::array());
-  if (value == nullptr) return numbers;
-  if (!value->is_array()) Fail(key, "has to be a list of numbers");
-  for (const toml::node &element : *value->as_array()) {
-    if (!element.is_integer()) Fail(key, "has to be a list of numbers");
-    numbers.push_back(element.as_integer()->get());
-  }
-  return numbers;
-}
-
-std::vector<std::vector<int64_t>> Section::Rows(const char *key, size_t length) {
-  const std::string what = "has to be a list of rows of " + std::to_string(length) + " numbers";
-  std::vector<std::vector<int64_t>> rows;
-  const toml::node *value = Ask(*node_, key, toml::array());
-  if (value == nullptr) return rows;
-  if (!value->is_array()) Fail(key, what);
-  for (const toml::node &element : *value->as_array()) {
-    const toml::array *numbers = element.as_array();
-    if (numbers == nullptr || numbers->size() != length) Fail(key, what);
-    std::vector<int64_t> &row = rows.emplace_back();
-    for (const toml::node &number : *numbers) {
-      if (!number.is_integer()) Fail(key, what);
-      row.push_back(number.as_integer()->get());
-    }
-  }
-  return rows;
-}
-
-std::vector<std::pair<std::string, std::string>> Section::Pairs(const char *key) {
-  std::vector<std::pair<std::string, std::string>> pairs;
-  const toml::node *value = Ask(*node_, key, toml::table());
-  if (value == nullptr) return pairs;
-  if (!value->is_table()) Fail(key, "has to be a table of texts");
-  std::vector<std::pair<toml::source_position, std::pair<std::string, std::string>>> placed;
-  for (const auto &[name, element] : *value->as_table()) {
-    if (!element.is_string()) Fail(key, "has to be a table of texts");
-    placed.push_back({name.source().begin, {std::string(name.str()), element.as_string()->get()}});
-  }
-  std::sort(placed.begin(), placed.end(),
-            [](const auto &a, const auto &b) { return a.first < b.first; });
-  for (auto &entry : placed) pairs.push_back(std::move(entry.second));
-  return pairs;
-}
-
-Section Section::Table(const char *key) {
-  const toml::node *value = Ask(*node_, key);
-  if (value != nullptr && !value->is_table()) Fail(key, "has to be a table");
-  auto child = std::make_shared<Node>(
-      Node{node_->root, value == nullptr ? &kEmpty : value->as_table(), node_->file, {}, {}, key});
-  node_->children.push_back(child);
-  return Section(child);
-}
-
-std::vector<Section> Section::Tables(const char *key) {
-  std::vector<Section> sections;
-  const toml::node *value = Ask(*node_, key, toml::array());
-  if (value == nullptr) return sections;
-  if (!value->is_array_of_tables()) Fail(key, "has to be a list of tables");
-  for (const toml::node &element : *value->as_array()) {
-    auto child = std::make_shared<Node>(
-        Node{node_->root, element.as_table(), node_->file, {}, {}, key, sections.size()});
-    node_->children.push_back(child);
-    sections.push_back(Section(child));
-  }
-  return sections;
-}
-
-void Section::RefuseUnknownKeys() {
-  for (const auto &[key, value] : *node_->table) {
-    if (!node_->asked.contains(key.str())) {
-      throw DescriptionError(Place(node_->file, key.source()) + "unknown key '" +
-                             std::string(key.str()) + "'");
-    }
-  }
-  for (const auto &child : node_->children) Section(child).RefuseUnknownKeys();
-}
-
-Section ReadDescription(const std::string &path) {
-  auto root = std::make_shared<const toml::table>(Parse(path, 0));
-  return Section(std::make_shared<Section::Node>(Section::Node{root, root.get(), path, {}, {}}));
-}
-
 std::string Section::AsJson() {
-  const toml::table whole = Completed(*node_);
   std::ostringstream text;
-  text << toml::json_formatter(whole);
+  text << toml::json_formatter(*node_->table);
   return text.str();
+}
+
+Section ReadDescription(const std::string &path, std::span<const Key> keys) {
+  auto root = std::make_shared<toml::table>(ReadFiles(path));
+  return Section(std::make_shared<Section::Node>(Section::Node{root, root.get(), path, keys}));
 }
 
 }  // namespace vboard

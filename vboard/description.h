@@ -4,13 +4,14 @@
 
 #include <stdint.h>
 
-#include <functional>
 #include <memory>
+#include <span>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
+
+#include "vboard/keys.h"
 
 namespace vboard {
 
@@ -18,49 +19,56 @@ struct DescriptionError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// One table of a description. Every key has to be asked for: what nobody asked for is an
-// unknown key.
+// One table of a description, with the keys that it can have. Only those of the right type can be
+// asked for: anything else is a fault of the program, std::logic_error.
 class Section {
  public:
   struct Node;
-  Section(std::shared_ptr<const Node> node);
+  explicit Section(std::shared_ptr<const Node> node);
   ~Section();
 
+  // Checks the section and the tables in it, and gives missing keys their defaults. Throws
+  // DescriptionError with the place of the first fault.
+  void Complete();
+
+  // Whether the value of an optional key is there.
   bool Has(const char *key);
-  // The value of a key, or the second argument where the key is missing.
-  std::string Text(const char *key, const char *otherwise);
-  int64_t Number(const char *key, int64_t otherwise, int64_t lowest, int64_t highest);
-  bool Flag(const char *key, bool otherwise);
-  // The same for keys that have to be there.
+  // The value of a key.
   std::string Text(const char *key);
-  int64_t Number(const char *key, int64_t lowest, int64_t highest);
+  template <typename Type = int64_t>
+  Type Number(const char *key) {
+    return static_cast<Type>(WholeNumber(key));
+  }
+  bool Flag(const char *key);
   std::vector<std::string> Texts(const char *key);
   std::vector<int64_t> Numbers(const char *key);
-  // A row of whole numbers for each entry, each row with this many.
-  std::vector<std::vector<int64_t>> Rows(const char *key, size_t length);
-  // The pairs of a table whose keys are free, such as file names, in the file's order.
+  std::vector<std::vector<int64_t>> Rows(const char *key);
+  // In the file's order.
   std::vector<std::pair<std::string, std::string>> Pairs(const char *key);
   Section Table(const char *key);
   std::vector<Section> Tables(const char *key);
+
+  // The value of an optional key, which becomes the given one where it is missing.
+  std::string Text(const char *key, const std::string &otherwise);
+  int64_t Number(const char *key, int64_t otherwise);
 
   // Throws DescriptionError with the place of a key in the file.
   [[noreturn]] void Fail(const char *key, const std::string &what);
   // The same for an entry of the table that a key names.
   [[noreturn]] void FailAt(const char *key, const std::string &entry, const std::string &what);
-  // Throws DescriptionError for the first key that nobody asked for, here and in the tables
-  // below that were asked for.
-  void RefuseUnknownKeys();
 
-  // The section with what was taken for keys that are missing, for tools that play boards
-  // elsewhere.
+  // The section for tools that play boards elsewhere.
   std::string AsJson();
 
  private:
+  int64_t WholeNumber(const char *key);
+
   std::shared_ptr<const Node> node_;
 };
 
-// Reads a description. The key "base" names another one, from the folder of this one: its keys
-// hold where this one has none of the same name, table by table. Throws DescriptionError.
-Section ReadDescription(const std::string &path);
+// Reads a description with these keys. Its key "base" names another one, from the folder of this
+// one: its keys hold where this one has none of the same name, table by table. Throws
+// DescriptionError.
+Section ReadDescription(const std::string &path, std::span<const Key> keys);
 
 }  // namespace vboard

@@ -1,4 +1,5 @@
-// A device of the board: one file under devices/ and one entry in the table of devices.cpp.
+// A device of the board: one file under devices/ and one entry in the table of devices.cpp. It
+// states what it serves by the groups of calls that it has.
 #pragma once
 
 #include <stddef.h>
@@ -7,9 +8,13 @@
 #include <sys/types.h>
 #include <termios.h>
 
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+
+#include "vboard/actions.h"
+#include "vboard/keys.h"
 
 struct sysinfo;
 
@@ -17,22 +22,65 @@ namespace vboard {
 
 class Section;
 
-// What a person or a scenario can do to a device: "vboard gpio set 1 5 0".
-struct Action {
-  const char *name;       // "gpio set"
-  const char *arguments;  // "GROUP BIT LEVEL"
-  const char *help;
-  // Throws std::invalid_argument on unusable words.
-  void (*run)(std::span<const std::string> words);
+// Special files. A call that is left out reaches the plain file that stands for the special one
+// below root/. Results and errno as the system call has them.
+struct FileCalls {
+  // The unit that this path names, or -1 when it is none of this device's special files.
+  int (*unit)(std::string_view path);
+  // A program opened the unit, or closed it.
+  void (*opened)(int unit) = nullptr;
+  void (*closed)(int unit) = nullptr;
+  ssize_t (*read)(int unit, int fd, void *data, size_t length) = nullptr;
+  ssize_t (*write)(int unit, int fd, const void *data, size_t length, int64_t *offset) = nullptr;
+  int (*ioctl)(int unit, int fd, unsigned long request, void *argument) = nullptr;
+  int (*sync)(int unit) = nullptr;
 };
 
-// A word of an action as a number, decimal or hexadecimal with 0x. Throws std::invalid_argument.
-uint32_t NumberOf(const std::string &word, uint32_t most = UINT32_MAX);
+// A special file that programs map. Results and errno as the system call has them.
+struct MappingCalls {
+  void *(*map)(int fd, void *address, size_t length, int protection, int flags, int64_t offset);
+  // Before memory is unmapped; true when it is this device's.
+  bool (*unmap)(void *address, size_t length);
+};
 
-// Everything but the name may be left out. Calls that a device does not handle reach the
-// plain file that stands for it below root/.
+// A special file that is a terminal. Results and errno as the C library's calls have them.
+struct TerminalCalls {
+  int (*get)(int unit, termios *settings);
+  int (*set)(int unit, const termios *settings);
+  int (*flush)(int unit, int queue);
+};
+
+// What is wired to the lines of the GPIO controller.
+struct GpioLines {
+  // The level that this device gives an input line, or -1 for a line that is not its own.
+  int (*level)(unsigned group, unsigned bit);
+  // The program drives a line (level 0 or 1) or lets it go (-1). True when it is a line of this
+  // device that changes too often for the event log.
+  bool (*driven)(unsigned group, unsigned bit, int level);
+};
+
+// File systems on a block device of this kind, and what is to be done when any is mounted. Either
+// may be left out.
+struct MountCalls {
+  // 0 and the folder below disks/, or an errno value; -1 when the source is none of its own.
+  int (*mount)(std::string_view source, std::string_view type, std::string *content) = nullptr;
+  // Something was mounted or unmounted.
+  void (*remounted)() = nullptr;
+};
+
+// The network. Results and errno as the system call has them.
+struct NetworkCalls {
+  // An interface request, as ioctl gets it on a socket of any kind.
+  int (*request)(unsigned long request, void *argument);
+  // A datagram leaves through a packet socket.
+  ssize_t (*send)(const void *data, size_t length, const sockaddr *to, socklen_t toLength);
+};
+
+// Everything but the name may be left out.
 struct Device {
-  const char *name;  // also the name of its section in a board description
+  const char *name;                // also the name of its section in a board description
+  const char *about = "";          // what it is, for that section
+  std::span<const Key> keys = {};  // of the section; a device with make has one
   size_t stateSize = 0;
   // Paths that belong to the board; "/dev/mtd" covers "/dev/mtd0" as well.
   std::span<const char *const> paths = {};
@@ -45,48 +93,19 @@ struct Device {
   // Called many times a second while the board has power.
   void (*tick)() = nullptr;
 
-  // The unit that this path names, or -1 when it is none of this device's special files.
-  int (*unit)(std::string_view path) = nullptr;
-  // A program opened the unit, or closed it.
-  void (*opened)(int unit) = nullptr;
-  void (*closed)(int unit) = nullptr;
-  // The calls on an open special file; results and errno as the system call has them.
-  ssize_t (*read)(int unit, int fd, void *data, size_t length) = nullptr;
-  ssize_t (*write)(int unit, int fd, const void *data, size_t length, int64_t *offset) = nullptr;
-  int (*ioctl)(int unit, int fd, unsigned long request, void *argument) = nullptr;
-  int (*sync)(int unit) = nullptr;
-  void *(*map)(int fd, void *address, size_t length, int protection, int flags,
-               int64_t offset) = nullptr;
-  bool (*unmap)(void *address, size_t length) = nullptr;
-  // A terminal has all three.
-  int (*getTerminal)(int unit, termios *settings) = nullptr;
-  int (*setTerminal)(int unit, const termios *settings) = nullptr;
-  int (*flush)(int unit, int queue) = nullptr;
-
-  // GPIO: the level that this device gives an input line, or -1 for a line that is not its own.
-  int (*line)(unsigned group, unsigned bit) = nullptr;
-  // GPIO: the program drives a line (level 0 or 1) or lets it go (-1). True when it is a line of
-  // this device that changes too often for the event log.
-  bool (*driven)(unsigned group, unsigned bit, int level) = nullptr;
-
-  // Mounts a block device of this kind: 0 and the folder below disks/, or an errno value; -1
-  // when the source is none of its own.
-  int (*mount)(std::string_view source, std::string_view type, std::string *content) = nullptr;
-  // Something was mounted or unmounted.
-  void (*remounted)() = nullptr;
+  std::optional<FileCalls> files = {};
+  std::optional<MappingCalls> mapping = {};
+  std::optional<TerminalCalls> terminal = {};
+  std::optional<GpioLines> lines = {};
+  std::optional<MountCalls> mounts = {};
+  std::optional<NetworkCalls> network = {};
   // A shell command whose first word is this device's: its exit status, or -1 when it is not.
   // What it prints is added to the output.
   int (*command)(std::string_view line, std::string *output) = nullptr;
-
-  // An interface request on a socket of any kind; result and errno as ioctl has them.
-  int (*interfaceRequest)(unsigned long request, void *argument) = nullptr;
-  // A datagram leaves through one of this device's sockets; result and errno as sendto has them.
-  ssize_t (*send)(const void *data, size_t length, const sockaddr *to,
-                  socklen_t toLength) = nullptr;
-
   // What sysinfo() answers.
   int (*information)(struct sysinfo *information) = nullptr;
 
+  const char *help = "";  // what its actions do
   std::span<const Action> actions = {};
 };
 

@@ -1,6 +1,5 @@
 #include "vboard/files.h"
 
-#include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
 #include <stdio.h>
@@ -17,6 +16,7 @@
 #include "vboard/board.h"
 #include "vboard/description.h"
 #include "vboard/device.h"
+#include "vboard/mounts.h"
 #include "vboard/real.h"
 
 namespace vboard {
@@ -30,21 +30,11 @@ constexpr const char *kOwnDevices[] = {
     "/dev/ptmx", "/dev/shm",  "/dev/stdin", "/dev/stdout", "/dev/stderr",  "/dev/fd",
 };
 
-// True when the path is the prefix or something in the folder that it names.
+}  // namespace
+
 bool IsBelow(std::string_view path, std::string_view prefix) {
   return path.starts_with(prefix) && (path.size() == prefix.size() || path[prefix.size()] == '/');
 }
-
-const Mount *FindMount(std::string_view path) {
-  const Mount *found = nullptr;
-  for (const Mount &mount : State().mounts) {
-    if (mount.point[0] == '\0' || !IsBelow(path, mount.point)) continue;
-    if (found == nullptr || strlen(mount.point) >= strlen(found->point)) found = &mount;
-  }
-  return found;
-}
-
-}  // namespace
 
 bool BelongsToBoard(std::string_view path) {
   if (IsBelow(path, "/dev")) {
@@ -157,55 +147,6 @@ ssize_t FeedFifo(const std::string &path, const void *data, size_t length) {
   real::close(own);
   real::close(fd);
   return written;
-}
-
-int MountError(std::string_view path) {
-  const Mount *mount = FindMount(path);
-  return mount != nullptr ? mount->error : 0;
-}
-
-void LoseMounts(std::string_view content) {
-  Lock lock;
-  for (Mount &mount : State().mounts) {
-    if (mount.point[0] != '\0' && content == mount.content) mount.error = EIO;
-  }
-}
-
-int MountDevice(std::string_view source, std::string_view point, std::string_view type) {
-  const OwnCalls ownCalls;
-  int error = ENOENT;
-  std::string content;
-  for (const Device *device : Devices()) {
-    if (device->mount == nullptr) continue;
-    error = device->mount(source, type, &content);
-    if (error >= 0) break;
-    error = ENOENT;
-  }
-  if (error == 0 && !std::filesystem::is_directory(PathOnBoard(point))) error = ENOENT;
-  if (error != 0) return error;
-  Lock lock;
-  for (Mount &mount : State().mounts) {
-    if (mount.point[0] != '\0') continue;
-    mount = {};
-    Store(mount.source, source);
-    Store(mount.type, type);
-    Store(mount.content, content);
-    Store(mount.point, point);
-    return 0;
-  }
-  return ENOMEM;
-}
-
-int Unmount(std::string_view point) {
-  Lock lock;
-  // The mount that is on top goes first; later mounts stand in later places.
-  for (size_t i = std::size(State().mounts); i-- > 0;) {
-    Mount &mount = State().mounts[i];
-    if (mount.point[0] == '\0' || point != mount.point) continue;
-    mount = {};
-    return 0;
-  }
-  return EINVAL;
 }
 
 }  // namespace vboard

@@ -25,6 +25,9 @@ std::string BoardPath(std::string_view place);
 // the board and for a path that does not fit.
 bool BoardPath(std::string_view place, std::span<char> path);
 
+// True when the path is the prefix or something in the folder that it names.
+bool IsBelow(std::string_view path, std::string_view prefix);
+
 // True for a path that belongs to the board and not to the PC. It has to be normal.
 bool BelongsToBoard(std::string_view path);
 
@@ -47,14 +50,5 @@ void PutFiles(Section &section, const std::string &folder);
 // Puts bytes into a FIFO for the programs that have it open. The number of bytes that it took, or
 // -1 with ENXIO when there is no such program.
 ssize_t FeedFifo(const std::string &path, const void *data, size_t length);
-
-// The errno value of every call on this path where what is mounted there has gone; else 0.
-int MountError(std::string_view path);
-// What is mounted with this content goes: a disk that somebody pulled.
-void LoseMounts(std::string_view content);
-
-// Mounts and unmounts as the system calls do: 0 or an errno value.
-int MountDevice(std::string_view source, std::string_view point, std::string_view type);
-int Unmount(std::string_view point);
 
 }  // namespace vboard

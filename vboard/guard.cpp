@@ -48,7 +48,7 @@ bool Reap(pid_t child, int *childStatus, bool *left) {
 
 struct Duty {
   pid_t first = 0;  // the keeper ends when this process does; 0 in that process itself
-  std::function<bool()> over;
+  std::function<bool()> everyTurn;
 };
 
 // Ends as the child did, whose core is not to be overwritten with this process's.
@@ -71,7 +71,8 @@ struct Duty {
   int status = SIGKILL;  // of a child that does not end in time
   bool left = true, early = true;
   auto end = Clock::time_point::max();
-  while (!Reap(child, &status, &left) && Clock::now() < end && !(duty.over && duty.over())) {
+  while (!Reap(child, &status, &left) && Clock::now() < end &&
+         (!duty.everyTurn || duty.everyTurn())) {
     siginfo_t sent = {};
     const timespec none = {};
     const int number = sigtimedwait(&watched, &sent, early ? &none : &kPause);
@@ -109,13 +110,13 @@ void Divide(const Duty &duty) {
 
 }  // namespace
 
-void GoUnderGuard(const std::function<bool()> &over) {
+void GoUnderGuard(const std::function<bool()> &everyTurn) {
   const sigset_t watched = Watched();
   sigprocmask(SIG_BLOCK, &watched, &givenSignals);
   signal(SIGCHLD, SIG_DFL);
   const pid_t first = getpid();
   Divide({});
-  Divide({first, over});
+  Divide({first, everyTurn});
 }
 
 void ReleaseSignals() {

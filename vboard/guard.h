@@ -12,9 +12,9 @@ namespace vboard {
 // leaves it alone.
 //
 // Signals that end a process wait from here until ReleaseSignals, so that none is lost before the
-// caller has its handlers. The keeper ends everything, too, once `over` is true; it asks many
-// times a second.
-void GoUnderGuard(const std::function<bool()> &over = {});
+// caller has its handlers. The keeper calls `everyTurn` many times a second; once that returns
+// false, it ends everything, too.
+void GoUnderGuard(const std::function<bool()> &everyTurn = {});
 void ReleaseSignals();
 
 }  // namespace vboard

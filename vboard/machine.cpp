@@ -17,6 +17,7 @@
 #include <chrono>
 #include <filesystem>
 
+#include "vboard/actions.h"
 #include "vboard/board.h"
 #include "vboard/device.h"
 #include "vboard/files.h"

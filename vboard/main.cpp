@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <thread>
 
+#include "vboard/actions.h"
 #include "vboard/board.h"
 #include "vboard/description.h"
 #include "vboard/device.h"
@@ -37,6 +38,7 @@ struct Options {
   uint32_t patience = 30;
   bool stay = false;
   bool follow = false;
+  bool keys = false;
 } options;
 
 void Show(const Line &line) {
@@ -93,19 +95,22 @@ void ListBoards() {
   }
   std::sort(files.begin(), files.end());
   for (const auto &file : files) {
-    vboard::Section description = vboard::ReadDescription(file);
+    vboard::Section description = vboard::ReadDescription(file, vboard::BoardKeys());
     printf("%-20s %s\n", file.stem().c_str(), description.Text("summary").c_str());
   }
 }
 
 void CheckBoard() {
-  const vboard::TemporaryFolder folder;
-  vboard::MakeBoard(options.board, folder.path(), options.programs);
+  vboard::ReadPlan(options.board, options.programs);
 }
 
-void DescribeBoard() {
-  const vboard::TemporaryFolder folder;
-  puts(vboard::MakeBoard(options.board, folder.path(), options.programs).json.c_str());
+void Describe() {
+  if (options.keys) {
+    fputs(vboard::Manual(vboard::BoardKeys()).c_str(), stdout);
+  } else {
+    if (options.board.empty()) throw CLI::RequiredError("BOARD");
+    puts(vboard::ReadPlan(options.board, options.programs).json.c_str());
+  }
 }
 
 // A machine alone switches its board on and off.
@@ -122,11 +127,10 @@ void Execute() {
   vboard::Open(options.folder);
   vboard::Shared &state = vboard::State();
   TakePower();
-  const auto machineRuns = vboard::MachineRuns();
-  vboard::GoUnderGuard([&state, machineRuns, boot = state.boots.load()] {
+  vboard::GoUnderGuard([&state, machineRan = vboard::MachineRuns(), boot = state.boots.load()] {
     if (state.hanging) vboard::SignalDescendants(SIGSTOP);
-    return state.boots != boot || state.power == vboard::Power::kCut ||
-           (machineRuns && !vboard::MachineRuns());
+    const bool machineEnded = machineRan && !vboard::MachineRuns();
+    return state.boots == boot && state.power != vboard::Power::kCut && !machineEnded;
   });
   vboard::ReleaseSignals();
   vboard::ExecuteOnBoard(options.command.at(0), options.command);
@@ -162,13 +166,13 @@ void ShowState() {
 }
 
 // "gpio set" becomes the subcommand set of the subcommand gpio.
-void AddAction(CLI::App &app, const vboard::Action &action, std::vector<std::string> &words) {
+void AddAction(CLI::App &app, const vboard::Action &action, const char *help,
+               std::vector<std::string> &words) {
   const std::string name = action.name;
   const size_t space = name.find(' ');
   const std::string group = name.substr(0, space);
   const auto known = app.get_subcommands([&](CLI::App *each) { return each->get_name() == group; });
-  CLI::App *parent =
-      known.empty() ? app.add_subcommand(group, "act on the running board") : known.front();
+  CLI::App *parent = known.empty() ? app.add_subcommand(group, help) : known.front();
   parent->require_subcommand(1);
   CLI::App *command = parent->add_subcommand(name.substr(space + 1), action.help);
   const std::string arguments = action.arguments;
@@ -218,8 +222,9 @@ void AddCommands(CLI::App &app, std::vector<std::string> &words) {
   });
   CLI::App *describe =
       app.add_subcommand("describe", "show a board's completed description as JSON");
-  describe->add_option("BOARD", options.board, "the board's description")->required();
-  describe->callback(DescribeBoard);
+  describe->add_option("BOARD", options.board, "the board's description");
+  describe->add_flag("--keys", options.keys, "show what descriptions can hold instead");
+  describe->callback(Describe);
   CLI::App *events = app.add_subcommand("events", "show what happened on the board");
   events->add_flag("-f,--follow", options.follow, "go on showing what happens");
   events->callback([] {
@@ -231,7 +236,8 @@ void AddCommands(CLI::App &app, std::vector<std::string> &words) {
     ShowState();
   });
   for (const vboard::Device *device : vboard::Devices()) {
-    for (const vboard::Action &action : device->actions) AddAction(app, action, words);
+    for (const vboard::Action &action : device->actions)
+      AddAction(app, action, device->help, words);
   }
 }
 

@@ -3,11 +3,10 @@
 #include <stdlib.h>
 
 #include <algorithm>
-#include <charconv>
 #include <filesystem>
-#include <sstream>
 #include <stdexcept>
 
+#include "vboard/actions.h"
 #include "vboard/board.h"
 #include "vboard/description.h"
 #include "vboard/device.h"
@@ -16,12 +15,19 @@
 namespace vboard {
 namespace {
 
-std::vector<std::string> Words(const std::string &line) {
-  std::istringstream stream(line);
-  std::vector<std::string> words;
-  for (std::string word; stream >> word;) words.push_back(word);
-  return words;
-}
+constexpr Key kKeys[] = {
+    {"base", key::Text().Optional("the description stands alone"),
+     "another description, from the folder of this one, whose keys hold where this one has none"},
+    {"summary", key::Text(), "what is special about the board, in a few words"},
+    {"speed", key::Number(1, kMostSpeed).Default(1), "board seconds a second"},
+    {"start", key::Texts(),
+     "the command that the board's init runs: a path of the board and arguments"},
+    {"prepare", key::Texts(), "actions before the first power-on, such as \"gpio set 1 5 0\""},
+    {"scenario", key::Texts(),
+     "what vboard run plays: actions, and \"wait TEXT\" for a line that contains the text"},
+    {"programs", key::Pairs(),
+     "programs by their path on the board: names in the folder of built programs"},
+};
 
 // What a board's folder holds besides its state and its lock.
 std::vector<std::filesystem::path> Content(const std::string &folder) {
@@ -86,52 +92,42 @@ void Prepare(Section &description) {
   }
 }
 
-// The action that the words name, and in `rest` the words behind its name.
-const Action &FindAction(std::span<const std::string> words, std::span<const std::string> *rest) {
-  for (const Device *device : Devices()) {
-    for (const Action &action : device->actions) {
-      const std::vector<std::string> name = Words(action.name);
-      if (words.size() < name.size() || !std::equal(name.begin(), name.end(), words.begin())) {
-        continue;
-      }
-      *rest = words.subspan(name.size());
-      if (rest->size() == Words(action.arguments).size()) return action;
-      throw std::invalid_argument("usage: " + std::string(action.name) + " " + action.arguments);
-    }
-  }
-  throw std::invalid_argument("no device of the board can do this");
+void CheckStep(const std::string &step) {
+  const std::vector<std::string> words = Words(step);
+  std::span<const std::string> rest;
+  if (words.empty()) throw std::invalid_argument("an empty step");
+  if (words[0] != "wait") FindAction(words, &rest);
+  if (words[0] == "wait" && words.size() == 1) throw std::invalid_argument("usage: wait TEXT");
 }
 
-void CheckScenario(Section &description, const std::vector<std::string> &scenario) {
+std::vector<std::string> ReadScenario(Section &description) {
+  std::vector<std::string> scenario = description.Texts("scenario");
   for (const std::string &step : scenario) {
-    const std::vector<std::string> words = Words(step);
     try {
-      std::span<const std::string> rest;
-      if (words.empty()) throw std::invalid_argument("an empty step");
-      if (words[0] != "wait") FindAction(words, &rest);
-      if (words[0] == "wait" && words.size() == 1) throw std::invalid_argument("usage: wait TEXT");
+      CheckStep(step);
     } catch (const std::invalid_argument &error) {
       description.Fail("scenario", "has '" + step + "': " + error.what());
     }
   }
+  return scenario;
 }
 
-}  // namespace
+std::vector<std::string> ReadStart(Section &description) {
+  std::vector<std::string> start = description.Texts("start");
+  if (start.empty() || IsBoardPath(start[0])) return start;
+  description.Fail("start", "has '" + start[0] + "', which is no path of the board");
+}
 
-Plan MakeBoard(const std::string &path, const std::string &name, const std::string &programs) {
-  const std::string folder = FolderOfBoard(name);
-  Section description = ReadDescription(path);
+Plan Make(const std::string &path, const std::string &folder, const std::string &programs) {
+  Section description = ReadDescription(path, BoardKeys());
+  description.Complete();
   EmptyFolder(folder);
   CreateState(folder);
   Plan plan;
   plan.summary = description.Text("summary");
-  plan.speed = static_cast<uint32_t>(description.Number("speed", 1, 1, kMostSpeed));
-  plan.start = description.Texts("start");
-  if (!plan.start.empty() && !IsBoardPath(plan.start[0])) {
-    description.Fail("start", "has '" + plan.start[0] + "', which is no path of the board");
-  }
-  plan.scenario = description.Texts("scenario");
-  CheckScenario(description, plan.scenario);
+  plan.speed = description.Number<uint32_t>("speed");
+  plan.start = ReadStart(description);
+  plan.scenario = ReadScenario(description);
   SetSpeed(plan.speed);
   WriteFile(Folder() + "/events", "");
   for (const Device *device : Devices()) {
@@ -141,9 +137,31 @@ Plan MakeBoard(const std::string &path, const std::string &name, const std::stri
   }
   PutPrograms(description, programs);
   Prepare(description);
-  description.RefuseUnknownKeys();
   plan.json = description.AsJson();
   return plan;
+}
+
+}  // namespace
+
+std::span<const Key> BoardKeys() {
+  static const std::vector<Key> keys = [] {
+    std::vector<Key> all(std::begin(kKeys), std::end(kKeys));
+    for (const Device *device : Devices()) {
+      if (device->make == nullptr) continue;
+      all.push_back({device->name, key::Table(device->keys), device->about});
+    }
+    return all;
+  }();
+  return keys;
+}
+
+Plan MakeBoard(const std::string &path, const std::string &folder, const std::string &programs) {
+  return Make(path, FolderOfBoard(folder), programs);
+}
+
+Plan ReadPlan(const std::string &path, const std::string &programs) {
+  const TemporaryFolder folder;
+  return Make(path, folder.path(), programs);
 }
 
 void CheckFolder(const std::string &folder) {
@@ -163,25 +181,6 @@ TemporaryFolder::TemporaryFolder() {
 TemporaryFolder::~TemporaryFolder() {
   std::error_code ignored;
   std::filesystem::remove_all(path_, ignored);
-}
-
-void Act(std::span<const std::string> words) {
-  std::span<const std::string> rest;
-  const Action &action = FindAction(words, &rest);
-  action.run(rest);
-}
-
-void Act(const std::string &line) {
-  Act(Words(line));
-}
-
-uint32_t NumberOf(const std::string &word, uint32_t most) {
-  const bool hex = word.starts_with("0x");
-  const char *first = word.data() + (hex ? 2 : 0), *end = word.data() + word.size();
-  uint32_t number = 0;
-  const auto [rest, error] = std::from_chars(first, end, number, hex ? 16 : 10);
-  if (error == std::errc() && rest == end && number <= most) return number;
-  throw std::invalid_argument("'" + word + "' is no number from 0 to " + std::to_string(most));
 }
 
 }  // namespace vboard

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "vboard/keys.h"
+
 namespace vboard {
 
 constexpr uint32_t kMostSpeed = 100'000;
@@ -20,11 +22,18 @@ struct Plan {
   std::string json;                   // the description, complete with what it leaves out
 };
 
+// The keys of a description: the board's own ones and a section for each device.
+std::span<const Key> BoardKeys();
+
 // Makes a new board in a folder, which is emptied first, and opens it. The board's programs
 // are taken from the folder of built programs. Throws DescriptionError, with file, line and
 // key, before anything is started.
 Plan MakeBoard(const std::string &description, const std::string &folder,
                const std::string &programs);
+
+// Makes the board for a moment, which is all that checking a description takes. Throws
+// DescriptionError.
+Plan ReadPlan(const std::string &description, const std::string &programs);
 
 // Throws std::runtime_error for a folder that holds something else than a board. Nothing is made.
 void CheckFolder(const std::string &folder);
@@ -41,9 +50,5 @@ class TemporaryFolder {
  private:
   std::string path_;
 };
-
-// Does to the open board what an action's words say. Throws std::invalid_argument.
-void Act(std::span<const std::string> words);
-void Act(const std::string &line);
 
 }  // namespace vboard

@@ -9,11 +9,13 @@
 #include <string>
 #include <vector>
 
+#include "vboard/actions.h"
 #include "vboard/board.h"
 #include "vboard/description.h"
 #include "vboard/faults.h"
 #include "vboard/files.h"
 #include "vboard/make.h"
+#include "vboard/mounts.h"
 
 namespace test {
 

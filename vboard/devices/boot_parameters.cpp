@@ -10,10 +10,17 @@
 namespace vboard {
 namespace {
 
+constexpr Key kKeys[] = {
+    {"product", key::Text().Default(""), "the hardware identifier: up to 16 hexadecimal digits"},
+    {"oem", key::Number(0, UINT32_MAX).Default(-1), "the OEM code"},
+    {"custom_oem", key::Number(0, UINT32_MAX).Default(-1),
+     "the OEM code in the customer's file, which replaces the other one"},
+};
+
 void Make(Section &section) {
-  const std::string product = section.Text("product", "");
-  const int64_t oem = section.Number("oem", -1, 0, UINT32_MAX);
-  const int64_t patch = section.Number("custom_oem", -1, 0, UINT32_MAX);
+  const std::string product = section.Text("product");
+  const int64_t oem = section.Number("oem");
+  const int64_t patch = section.Number("custom_oem");
   char line[32];
   std::string text;
   if (!product.empty()) text += "product=" + product + "\n";
@@ -33,6 +40,12 @@ constexpr const char *kPaths[] = {"/proc/vss"};
 }  // namespace
 
 extern const Device kBootParameters;
-const Device kBootParameters = {.name = "identity", .paths = kPaths, .make = Make};
+const Device kBootParameters = {
+    .name = "identity",
+    .about = "the boot parameters in /proc/vss/bootpara: which board this is",
+    .keys = kKeys,
+    .paths = kPaths,
+    .make = Make,
+};
 
 }  // namespace vboard

@@ -13,8 +13,12 @@ constexpr const char *kPath = "/dev/consoledev";
 
 enum Request : unsigned long { kSuspend = 0, kResume = 1 };
 
+constexpr Key kKeys[] = {
+    {"fitted", key::Flag(true), "the kernel has the driver, /dev/consoledev"},
+};
+
 void Make(Section &section) {
-  if (section.Flag("fitted", true)) WriteFile(RootPath(kPath), "");
+  if (section.Flag("fitted")) WriteFile(RootPath(kPath), "");
 }
 
 int Unit(std::string_view path) {
@@ -33,6 +37,12 @@ int Ioctl(int, int, unsigned long request, void *) {
 }  // namespace
 
 extern const Device kConsole;
-const Device kConsole = {.name = "console", .make = Make, .unit = Unit, .ioctl = Ioctl};
+const Device kConsole = {
+    .name = "console",
+    .about = "the driver of the kernel's console",
+    .keys = kKeys,
+    .make = Make,
+    .files = FileCalls{.unit = Unit, .ioctl = Ioctl},
+};
 
 }  // namespace vboard

@@ -7,46 +7,23 @@
 // sector and are gone when that is erased.
 #include <errno.h>
 #include <mtd/mtd-user.h>
-#include <stdio.h>
 #include <string.h>
-#include <zlib.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <vector>
 
 #include "vboard/board.h"
-#include "vboard/description.h"
 #include "vboard/device.h"
+#include "vboard/devices/flash.h"
 #include "vboard/faults.h"
 #include "vboard/files.h"
 #include "vboard/real.h"
 
 namespace vboard {
-extern const Device kFlash;
 namespace {
 
-constexpr size_t kMostPartitions = 16;
-constexpr std::string_view kCharacterDevice = "/dev/mtd";
-constexpr std::string_view kBlockDevice = "/dev/mtdblock";
 constexpr char kJffs2Magic[] = {'\x85', '\x19'};
-// The node that jffs2 puts at the start of an erased sector.
-constexpr char kCleanMarker[] = {'\x85', '\x19', '\x03', '\x20', '\x0c', 0,
-                                 0,      0,      '\xb1', '\xb0', '\x1e', '\xe4'};
-
-struct FlashState {
-  uint32_t sectorSize;
-  uint32_t partitions;
-  uint32_t sizes[kMostPartitions];
-};
-
-FlashState &Flash() {
-  return StateOf<FlashState>(kFlash);
-}
-
-std::string DevicePath(std::string_view prefix, size_t unit) {
-  return std::string(prefix) + std::to_string(unit);
-}
 
 // The unit in a path of a prefix and a decimal number, or -1.
 int UnitAfter(std::string_view prefix, std::string_view path) {
@@ -55,94 +32,6 @@ int UnitAfter(std::string_view prefix, std::string_view path) {
     if (path.substr(prefix.size()) == std::to_string(unit)) return static_cast<int>(unit);
   }
   return -1;
-}
-
-std::string MadeContent(Section &partition, size_t size, size_t sectorSize) {
-  const std::string kind = partition.Text("content", "erased");
-  if (kind == "erased") return std::string(size, '\xff');
-  if (kind == "zero") return std::string(size, '\0');
-  std::string content(size, '\xff');
-  if (kind == "jffs2") {
-    for (size_t at = 0; at < size; at += sectorSize) content.replace(at, 12, kCleanMarker, 12);
-  } else if (kind == "garbage") {
-    for (size_t at = 0; at < size; ++at) content[at] = static_cast<char>(at * 167 + at / 251);
-  } else {
-    partition.Fail("content", "has to be erased, zero, garbage or jffs2");
-  }
-  return content;
-}
-
-// A block of boot variables, made by its own rules and not by the product's code.
-std::string EnvironmentBlock(Section &environment, size_t size) {
-  std::string list;
-  for (const auto &[name, value] : environment.Pairs("variables")) {
-    list += name + "=" + value + '\0';
-  }
-  if (list.size() + 5 > size) environment.Fail("variables", "do not fit the block");
-  list.resize(size - 4, '\0');
-  const auto crc = static_cast<uint32_t>(
-      crc32(0, reinterpret_cast<const Bytef *>(list.data()), static_cast<uInt>(list.size())));
-  std::string block;
-  for (unsigned shift = 0; shift < 32; shift += 8) block += static_cast<char>(crc >> shift);
-  return block + list;
-}
-
-void PutEnvironment(Section &section, const std::vector<std::string> &names,
-                    std::vector<std::string> &contents) {
-  if (!section.Has("environment")) return;
-  Section environment = section.Table("environment");
-  const std::string name = environment.Text("partition");
-  const auto found = std::find(names.begin(), names.end(), name);
-  if (found == names.end()) environment.Fail("partition", "names no partition");
-  std::string &content = contents[static_cast<size_t>(found - names.begin())];
-  const auto size = static_cast<size_t>(environment.Number("size", 16, 0x100000));
-  const auto offset = static_cast<size_t>(environment.Number("offset", 0, 0xffffffff));
-  if (offset + size > content.size()) environment.Fail("offset", "does not fit the partition");
-  content.replace(offset, size, EnvironmentBlock(environment, size));
-}
-
-// The kernel's parameters on a board whose root file system is the partition of that name.
-std::string CommandLine(const std::vector<std::string> &names) {
-  const std::string common = "console=ttyAMA0,115200";
-  const auto root = std::find(names.begin(), names.end(), "rootfs");
-  if (root == names.end()) return common + "\n";
-  return common + " root=" + DevicePath(kBlockDevice, static_cast<size_t>(root - names.begin())) +
-         " rootfstype=jffs2\n";
-}
-
-void Make(Section &section) {
-  FlashState &flash = Flash();
-  flash.sectorSize = static_cast<uint32_t>(section.Number("sector_size", 0x20000, 0x100, 0x400000));
-  const int64_t chip = section.Number("size", 0x1000000, 0x100, 0x10000000);
-  std::string table = "dev:    size   erasesize  name\n";
-  std::vector<std::string> names;
-  std::vector<std::string> contents;
-  int64_t used = 0;
-  for (Section &partition : section.Tables("partition")) {
-    const size_t unit = flash.partitions;
-    if (unit == kMostPartitions) partition.Fail("name", "is one partition too many");
-    const int64_t size = partition.Number("size", 1, chip);
-    if (size % flash.sectorSize != 0) partition.Fail("size", "has to be whole sectors");
-    used += size;
-    if (used > chip) partition.Fail("size", "does not fit the flash");
-    flash.sizes[flash.partitions++] = static_cast<uint32_t>(size);
-    names.push_back(partition.Text("name"));
-    char line[160];
-    snprintf(line, sizeof line, "mtd%zu: %08x %08x \"%s\"\n", unit, flash.sizes[unit],
-             flash.sectorSize, names.back().c_str());
-    table += line;
-    contents.push_back(MadeContent(partition, static_cast<size_t>(size), flash.sectorSize));
-    const std::string folder = Folder() + "/disks/mtd" + std::to_string(unit) + "/";
-    WriteFile(folder, "");
-    PutFiles(partition, folder);
-  }
-  PutEnvironment(section, names, contents);
-  for (size_t unit = 0; unit < contents.size(); ++unit) {
-    WriteFile(RootPath(DevicePath(kCharacterDevice, unit)), contents[unit]);
-    WriteFile(RootPath(DevicePath(kBlockDevice, unit)), "");
-  }
-  if (!contents.empty()) WriteFile(RootPath("/proc/mtd"), table);
-  WriteFile(RootPath("/proc/cmdline"), CommandLine(names));
 }
 
 int Unit(std::string_view path) {
@@ -274,15 +163,20 @@ constexpr Action kActions[] = {
 
 }  // namespace
 
+FlashState &Flash() {
+  return StateOf<FlashState>(kFlash);
+}
+
 const Device kFlash = {
     .name = "flash",
+    .about = "NOR flash and its partitions",
+    .keys = kFlashKeys,
     .stateSize = sizeof(FlashState),
     .paths = kPaths,
-    .make = Make,
-    .unit = Unit,
-    .write = Write,
-    .ioctl = Ioctl,
-    .mount = MountJffs2,
+    .make = MakeFlash,
+    .files = FileCalls{.unit = Unit, .write = Write, .ioctl = Ioctl},
+    .mounts = MountCalls{.mount = MountJffs2},
+    .help = "power cuts in the middle of flash operations",
     .actions = kActions,
 };
 

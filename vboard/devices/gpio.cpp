@@ -40,11 +40,15 @@ bool IsLine(int64_t group, int64_t bit) {
   return group >= 0 && group < kGroups && bit >= 0 && bit < kBits;
 }
 
+constexpr Column kInputColumns[] = {
+    {"group", 0, kGroups - 1}, {"bit", 0, kBits - 1}, {"level", 0, 1}};
+constexpr Key kKeys[] = {
+    {"inputs", key::Rows(kInputColumns), "the levels of input lines at power-on; the others are 0"},
+    {"names", key::Pairs(), "what is wired to lines such as \"1,3\", for the event log"},
+};
+
 void Make(Section &section) {
-  for (const auto &row : section.Rows("inputs", 3)) {
-    if (!IsLine(row[0], row[1]) || row[2] < 0 || row[2] > 1) {
-      section.Fail("inputs", "has to hold rows of group 0 to 7, bit 0 to 7, level 0 or 1");
-    }
+  for (const auto &row : section.Rows("inputs")) {
     Gpio().input[row[0]][row[1]] = static_cast<uint8_t>(row[2]);
   }
   for (const auto &[line, name] : section.Pairs("names")) {
@@ -72,7 +76,7 @@ int Unit(std::string_view path) {
 // What a device on the line gives, or else the board's wiring.
 uint32_t InputLevel(unsigned group, unsigned bit) {
   for (const Device *device : Devices()) {
-    const int level = device->line != nullptr ? device->line(group, bit) : -1;
+    const int level = device->lines ? device->lines->level(group, bit) : -1;
     if (level >= 0) return static_cast<uint32_t>(level);
   }
   return Gpio().input[group][bit];
@@ -83,7 +87,7 @@ bool IsQuiet(unsigned group, unsigned bit) {
   const int level = Gpio().direction[group][bit] != 0 ? Gpio().output[group][bit] : -1;
   bool quiet = false;
   for (const Device *device : Devices()) {
-    if (device->driven != nullptr && device->driven(group, bit, level)) quiet = true;
+    if (device->lines && device->lines->driven(group, bit, level)) quiet = true;
   }
   return quiet;
 }
@@ -134,12 +138,14 @@ constexpr Action kActions[] = {
 
 const Device kGpio = {
     .name = "gpio",
+    .about = "the GPIO controller: 8 groups of 8 lines",
+    .keys = kKeys,
     .stateSize = sizeof(GpioState),
     .paths = kPaths,
     .make = Make,
     .powerOn = Reset,
-    .unit = Unit,
-    .ioctl = Ioctl,
+    .files = FileCalls{.unit = Unit, .ioctl = Ioctl},
+    .help = "the GPIO lines",
     .actions = kActions,
 };
 

@@ -18,8 +18,12 @@ constexpr const char *kPath = "/dev/Hi_IR";
 constexpr std::chrono::seconds kPatience{10};
 constexpr timespec kPause = {0, 2'000'000};
 
+constexpr Key kKeys[] = {
+    {"fitted", key::Flag(false), "the board has the receiver, /dev/Hi_IR"},
+};
+
 void Make(Section &section) {
-  if (!section.Flag("fitted", false)) return;
+  if (!section.Flag("fitted")) return;
   const std::string path = RootPath(kPath);
   WriteFile(path.substr(0, path.rfind('/') + 1), "");
   if (mkfifo(path.c_str(), 0600) != 0) throw std::runtime_error(path + ": cannot be made");
@@ -57,6 +61,13 @@ constexpr Action kActions[] = {
 }  // namespace
 
 extern const Device kInfrared;
-const Device kInfrared = {.name = "infrared", .make = Make, .actions = kActions};
+const Device kInfrared = {
+    .name = "infrared",
+    .about = "the receiver of the remote control",
+    .keys = kKeys,
+    .make = Make,
+    .help = "the remote control",
+    .actions = kActions,
+};
 
 }  // namespace vboard

@@ -56,16 +56,17 @@ class Guard {
                  [] { pthread_mutex_unlock(&process.lock); });
 }
 
+constexpr Column kRegisterColumns[] = {{"address", 0, kAddresses - 1}, {"byte", 0, 0xff}};
+constexpr Key kKeys[] = {
+    {"registers", key::Rows(kRegisterColumns), "bytes that are not 0 when the board is made"},
+};
+
 void Make(Section &section) {
   const std::string path = RootPath("/dev/mem");
   WriteFile(path, "");
   if (truncate(path.c_str(), kAddresses) != 0) throw DescriptionError(path + ": no sparse files");
   const int fd = real::open(path.c_str(), O_RDWR | O_CLOEXEC);
-  for (const auto &row : section.Rows("registers", 2)) {
-    if (row[0] < 0 || row[0] >= kAddresses || row[1] < 0 || row[1] > 0xff) {
-      real::close(fd);
-      section.Fail("registers", "has to hold rows of a 32-bit address and a byte");
-    }
+  for (const auto &row : section.Rows("registers")) {
     const auto value = static_cast<uint8_t>(row[1]);
     if (real::pwrite(fd, &value, 1, row[0]) != 1) section.Fail("registers", "cannot be stored");
   }
@@ -169,12 +170,13 @@ constexpr const char *kPaths[] = {"/dev/mem"};
 extern const Device kMemory;
 const Device kMemory = {
     .name = "memory",
+    .about = "physical memory, /dev/mem: the processor's registers",
+    .keys = kKeys,
     .paths = kPaths,
     .make = Make,
     .settle = Settle,
-    .unit = Unit,
-    .map = Map,
-    .unmap = Unmap,
+    .files = FileCalls{.unit = Unit},
+    .mapping = MappingCalls{.map = Map, .unmap = Unmap},
 };
 
 }  // namespace vboard

@@ -149,13 +149,30 @@ void MakeLoop() {
   loop.loop = loop.link = true;
 }
 
+constexpr Key kEthernetKeys[] = {
+    {"mac", key::Text(), "its MAC address, as in 00:00:5e:00:53:01"},
+    {"link", key::Flag(true), "the cable is plugged in"},
+    {"supported", key::Number(0, UINT32_MAX).Default(0x4f),
+     "the modes it has, in the bits of the Ethernet tool interface; 0: it tells of none"},
+    {"speed", key::Number(0, 1000).Default(100), "Mbit/s at power-on"},
+    {"full_duplex", key::Flag(true), "full duplex at power-on"},
+    {"autoneg", key::Flag(true), "negotiates its mode at power-on"},
+};
+constexpr Value kEthernetTable = key::Table(kEthernetKeys).Optional("no such interface");
+constexpr Key kKeys[] = {
+    {"wireless", key::Flag(false).Optional("no wireless interface"), "the radio link is connected"},
+    {"eth0", kEthernetTable, "an Ethernet interface"},
+    {"eth1", kEthernetTable, "an Ethernet interface"},
+    {"eth2", kEthernetTable, "an Ethernet interface"},
+};
+
 void MakeEthernet(const char *name, Section section) {
   Interface &interface = NewInterface(name);
-  interface.link = section.Flag("link", true);
+  interface.link = section.Flag("link");
   if (!ReadMac(section.Text("mac"), interface.builtInMac)) section.Fail("mac", "is no MAC address");
-  interface.supported = static_cast<uint32_t>(section.Number("supported", 0x4f, 0, UINT32_MAX));
-  interface.builtInMode = {static_cast<uint32_t>(section.Number("speed", 100, 0, 1000)),
-                           section.Flag("full_duplex", true), section.Flag("autoneg", true)};
+  interface.supported = section.Number<uint32_t>("supported");
+  interface.builtInMode = {section.Number<uint32_t>("speed"), section.Flag("full_duplex"),
+                           section.Flag("autoneg")};
 }
 
 // The counters stay at 0.
@@ -186,7 +203,7 @@ void Make(Section &section) {
   }
   WriteDeviceList();
   Kernel().wireless = section.Has("wireless");
-  if (Kernel().wireless) WriteWireless(section.Flag("wireless", false));
+  if (Kernel().wireless) WriteWireless(section.Flag("wireless"));
 }
 
 void ResetAll() {
@@ -237,13 +254,15 @@ constexpr Action kActions[] = {
 
 const Device kNetwork = {
     .name = "network",
+    .about = "the network interfaces besides the loop",
+    .keys = kKeys,
     .stateSize = sizeof(network::State),
     .paths = kPaths,
     .make = Make,
     .powerOn = ResetAll,
+    .network = NetworkCalls{.request = RequestOfProgram, .send = Send},
     .command = Command,
-    .interfaceRequest = RequestOfProgram,
-    .send = Send,
+    .help = "cables, the radio link, and what the interfaces are set to",
     .actions = kActions,
 };
 

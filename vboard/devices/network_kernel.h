@@ -11,6 +11,8 @@
 #include <span>
 #include <string>
 
+struct rtentry;
+
 namespace vboard {
 
 struct Device;
@@ -63,18 +65,31 @@ std::span<Interface> Interfaces();
 std::span<Route> Routes();
 Interface *Find(const std::string &name);
 
+std::string AddressText(in_addr_t address);
+in_addr_t AddressIn(const sockaddr &socketAddress);
+bool IsMask(in_addr_t mask);
+// The mask that belongs to an address by its class.
+in_addr_t ClassMask(in_addr_t address);
 std::string MacText(const uint8_t (&mac)[ETH_ALEN]);
 bool ReadMac(const std::string &text, uint8_t (&mac)[ETH_ALEN]);
 std::string RouteText(const Route &route);
+// IFF_UP and the like.
+int Flags(const Interface &interface);
 // What ifconfig prints.
 std::string StatusText(const Interface &interface);
 
+// The interface's place in the list.
+int PlaceOf(const Interface &interface);
 // The state after power-on.
 void Reset(Interface &interface);
 void SetUp(Interface &interface, bool up);
 int SetMac(Interface &interface, const std::string &text);
+// An interface that changes loses its routes; with an address, it has the one to its network.
+void Reroute(const Interface &interface);
 int AddRoute(Route route);
-// The ioctl requests on interfaces and routes.
+// The ioctl requests on routes and interfaces; result and errno of the second one as ioctl has
+// them.
+int RouteRequest(unsigned long request, const rtentry &entry);
 int Request(unsigned long request, void *argument);
 
 }  // namespace network

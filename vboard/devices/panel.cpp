@@ -15,7 +15,7 @@ extern const Device kPanel;
 namespace {
 
 constexpr size_t kLines = 5;
-constexpr size_t kKeys = kLines * kLines;
+constexpr size_t kKeyCount = kLines * kLines;
 
 struct Line {
   uint8_t group, bit;
@@ -26,21 +26,23 @@ struct PanelState {
   Line scan[kLines];
   Line sense[kLines];
   std::atomic<bool> low[kLines];  // the scan line is driven 0
-  std::atomic<bool> pressed[kKeys];
+  std::atomic<bool> pressed[kKeyCount];
 };
 
 PanelState &Panel() {
   return StateOf<PanelState>(kPanel);
 }
 
+constexpr Column kLineColumns[] = {{"group", 0, 7}, {"bit", 0, 7}};
+constexpr Value kLineList = key::Rows(kLineColumns).Exactly(kLines).Optional("no key matrix");
+constexpr Key kKeys[] = {
+    {"scan", kLineList, "the GPIO lines that the program drives one after the other"},
+    {"sense", kLineList, "the GPIO lines on which it sees the keys of the line that it drives"},
+};
+
 void ReadLines(Section &section, const char *key, Line (&lines)[kLines]) {
-  const auto rows = section.Rows(key, 2);
-  const bool inRange = std::all_of(rows.begin(), rows.end(), [](const auto &row) {
-    return row[0] >= 0 && row[0] < 8 && row[1] >= 0 && row[1] < 8;
-  });
-  if (rows.size() != kLines || !inRange) {
-    section.Fail(key, "has to hold 5 rows of group 0 to 7, bit 0 to 7");
-  }
+  if (!section.Has(key)) section.Fail(key, "is missing");
+  const auto rows = section.Rows(key);
   std::transform(rows.begin(), rows.end(), lines, [](const auto &row) {
     return Line{static_cast<uint8_t>(row[0]), static_cast<uint8_t>(row[1])};
   });
@@ -83,7 +85,7 @@ bool Driven(unsigned group, unsigned bit, int level) {
 
 void Change(const std::string &word, bool pressed) {
   if (!Panel().fitted) throw std::invalid_argument("this board has no key matrix");
-  const uint32_t key = NumberOf(word, kKeys - 1);
+  const uint32_t key = NumberOf(word, kKeyCount - 1);
   Event("panel: key %u %s", key, pressed ? "pressed" : "released");
   Panel().pressed[key] = pressed;
 }
@@ -105,11 +107,13 @@ constexpr Action kActions[] = {
 
 const Device kPanel = {
     .name = "panel",
+    .about = "the key matrix",
+    .keys = kKeys,
     .stateSize = sizeof(PanelState),
     .make = Make,
     .powerOn = Reset,
-    .line = SenseLevel,
-    .driven = Driven,
+    .lines = GpioLines{.level = SenseLevel, .driven = Driven},
+    .help = "the keys of the matrix",
     .actions = kActions,
 };
 

@@ -61,6 +61,11 @@ constexpr Action kActions[] = {
 }  // namespace
 
 extern const Device kPower;
-const Device kPower = {.name = "power", .command = Command, .actions = kActions};
+const Device kPower = {
+    .name = "power",
+    .command = Command,
+    .help = "the board's power",
+    .actions = kActions,
+};
 
 }  // namespace vboard

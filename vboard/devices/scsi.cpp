@@ -18,126 +18,14 @@
 #include "vboard/board.h"
 #include "vboard/description.h"
 #include "vboard/device.h"
+#include "vboard/devices/scsi_disks.h"
 #include "vboard/files.h"
+#include "vboard/mounts.h"
 
 namespace vboard {
-extern const Device kScsi;
 namespace {
 
-constexpr size_t kMostDisks = 24;
-constexpr size_t kMostPartitions = 24;
-constexpr const char *kDevices = "/sys/bus/scsi/devices/";
-
-struct Partition {
-  int32_t number;
-  int64_t start;
-  int64_t size;
-};
-
-// A pull that waits for the nth mount or unmount; 0: none.
-struct PlannedPull {
-  uint32_t mount;
-  uint32_t unmount;
-};
-
-struct Disk {
-  char name[32];
-  char vendor[32];
-  char node[8];  // sda, sr0
-  int32_t host;
-  int32_t generic;  // -1: no generic node
-  bool optical;
-  bool mounts;
-  bool plugged;
-  int64_t size;
-  uint32_t partitionCount;
-  Partition partitions[kMostPartitions];
-  uint32_t mounted;  // how often it is mounted now
-  PlannedPull planned;
-};
-
-struct ScsiState {
-  bool modern;
-  uint32_t count;
-  Disk disks[kMostDisks];
-};
-
-std::span<Disk> Disks() {
-  auto &state = StateOf<ScsiState>(kScsi);
-  return {state.disks, state.count};
-}
-
-std::string Content(const Disk &disk) {
-  return std::string("scsi-") + disk.name;
-}
-
-std::string ContentFolder(const Disk &disk) {
-  return Folder() + "/disks/" + Content(disk);
-}
-
-std::string Number(int64_t number) {
-  return std::to_string(number) + "\n";
-}
-
-std::string DeviceFolder(const Disk &disk) {
-  return RootPath(kDevices) + std::to_string(disk.host) + ":0:0:0";
-}
-
-// What a folder of the list holds or what stands beside it, in today's kernels only.
-std::vector<std::string> ModernNeighbours(const Disk &disk) {
-  const std::string host = std::to_string(disk.host);
-  return {RootPath(kDevices) + "host" + host, RootPath(kDevices) + "target" + host + ":0:0"};
-}
-
-std::vector<std::string> Nodes(const Disk &disk) {
-  std::vector<std::string> nodes = {disk.node};
-  for (size_t i = 0; i < disk.partitionCount; ++i) {
-    nodes.push_back(disk.node + std::to_string(disk.partitions[i].number));
-  }
-  if (disk.generic >= 0) nodes.push_back("sg" + std::to_string(disk.generic));
-  return nodes;
-}
-
-void WriteBlockFolder(const std::string &folder, const Disk &disk) {
-  WriteFile(folder + "size", Number(disk.size));
-  WriteFile(folder + "removable", Number(disk.optical ? 1 : 0));
-  WriteFile(folder + "queue/scheduler", "noop [cfq]\n");
-  for (size_t i = 0; i < disk.partitionCount; ++i) {
-    const Partition &partition = disk.partitions[i];
-    const std::string place = folder + disk.node + std::to_string(partition.number) + "/";
-    WriteFile(place + "start", Number(partition.start));
-    WriteFile(place + "size", Number(partition.size));
-  }
-}
-
-void Appear(Disk &disk) {
-  const bool modern = StateOf<ScsiState>(kScsi).modern;
-  const std::string folder = DeviceFolder(disk) + "/";
-  std::string vendor = disk.vendor;
-  vendor.resize(std::max<size_t>(vendor.size(), 8), ' ');  // as the inquiry pads it
-  WriteFile(folder + "vendor", vendor + "\n");
-  WriteFile(folder + "type", Number(disk.optical ? 5 : 0));
-  WriteFile(folder + "device_blocked", "0\n");
-  WriteBlockFolder(folder + (modern ? "block/" : "block:") + disk.node + "/", disk);
-  if (disk.generic >= 0) {
-    const std::string node = "sg" + std::to_string(disk.generic);
-    WriteFile(folder + (modern ? "scsi_generic/" : "scsi_generic:") + node + "/", "");
-  }
-  if (modern) {
-    for (const std::string &neighbour : ModernNeighbours(disk)) WriteFile(neighbour + "/", "");
-  }
-  for (const std::string &node : Nodes(disk)) WriteFile(RootPath("/dev/" + node), "");
-  disk.plugged = true;
-}
-
-void Vanish(Disk &disk) {
-  disk.plugged = false;
-  std::filesystem::remove_all(DeviceFolder(disk));
-  for (const std::string &neighbour : ModernNeighbours(disk)) {
-    std::filesystem::remove_all(neighbour);
-  }
-  for (const std::string &node : Nodes(disk)) std::filesystem::remove(RootPath("/dev/" + node));
-}
+using namespace scsi;
 
 // From now on the content is a copy: files that programs have open are no longer part of it.
 void SeverContent(const Disk &disk) {
@@ -159,60 +47,82 @@ void Pull(Disk &disk) {
 }
 
 void ReadPartitions(Section &section, Disk &disk) {
-  for (const auto &row : section.Rows("partitions", 3)) {
+  for (const auto &row : section.Rows("partitions")) {
     if (disk.partitionCount == kMostPartitions) section.Fail("partitions", "are too many");
-    if (row[0] < 1 || row[0] > 255 || row[1] < 0 || row[2] < 0) {
-      section.Fail("partitions", "has to hold rows of number, start and size in sectors");
-    }
     disk.partitions[disk.partitionCount++] = {static_cast<int32_t>(row[0]), row[1], row[2]};
   }
 }
 
-bool ReadKind(Section &section) {
-  const std::string kind = section.Text("kind", "disk");
-  if (kind != "disk" && kind != "optical") section.Fail("kind", "has to be disk or optical");
-  return kind == "optical";
-}
+constexpr Column kPartitionColumns[] = {
+    {"number", 1, 255}, {"start", 0, INT64_MAX}, {"size", 0, INT64_MAX}};
+constexpr const char *kKinds[] = {"disk", "optical"};
+constexpr Key kDiskKeys[] = {
+    {"name", key::Text(), "what actions call it: a file's name of at most 31 characters"},
+    {"letter", key::Text(),
+     "the last character of its node: a for /dev/sda, or /dev/sra of an optical drive"},
+    {"host", key::Number(0, INT32_MAX), "its SCSI host, which it has alone"},
+    {"kind", key::Choice(kKinds).Default("disk"), "what it is"},
+    {"vendor", key::Text().Default("ATA"), "its vendor; only ATA takes ATA commands"},
+    {"generic", key::Number(-1, INT32_MAX).Optional("its place in the list, from 0"),
+     "the number of its generic node, as in /dev/sg0; -1: it has none"},
+    {"size", key::Number(0, INT64_MAX).Default(0x100000), "sectors of 512 bytes"},
+    {"partitions", key::Rows(kPartitionColumns), "its partitions, in sectors; at most 24"},
+    {"mounts", key::Flag(true),
+     "has a vfat file system, on the first partition or without one on the whole disk"},
+    {"files", key::Pairs(),
+     "files by their name, with their content; a name that ends in / is a folder"},
+    {"plugged", key::Flag(true), "is plugged in at power-on"},
+};
+constexpr const char *kForms[] = {"classic", "modern"};
+constexpr Key kKeys[] = {
+    {"form", key::Choice(kForms).Default("classic"),
+     "how the kernel lays out /sys/bus/scsi: as in the board's time, or as today's"},
+    {"disk", key::Tables(kDiskKeys), "the disks, sticks and optical drives; at most 24"},
+};
 
-void MakeDisk(Section &section, ScsiState &state) {
-  if (state.count == kMostDisks) section.Fail("name", "is one disk too many");
-  Disk &disk = state.disks[state.count];
-  const std::string letter = section.Text("letter"), name = section.Text("name");
+void CheckNames(Section &section, const std::string &letter, const std::string &name) {
   if (letter.size() != 1 || isalnum(static_cast<unsigned char>(letter[0])) == 0) {
     section.Fail("letter", "has to be one letter or digit");
   }
-  if (!StaysBelow(name) || name.find('/') != name.npos || name.size() >= sizeof disk.name) {
+  if (!StaysBelow(name) || name.find('/') != name.npos || name.size() >= sizeof Disk::name) {
     section.Fail("name", "has to be a file's name of at most 31 characters");
   }
-  Store(disk.name, name);
-  Store(disk.vendor, section.Text("vendor", "ATA"));
-  disk.optical = ReadKind(section);
-  Store(disk.node, (disk.optical ? "sr" : "sd") + letter);
-  disk.host = static_cast<int32_t>(section.Number("host", 0, INT32_MAX));
-  disk.generic = static_cast<int32_t>(section.Number("generic", state.count, -1, INT32_MAX));
-  disk.size = section.Number("size", 0x100000, 0, INT64_MAX);
-  disk.mounts = section.Flag("mounts", true);
-  ReadPartitions(section, disk);
+}
+
+void RefuseTwins(Section &section, const Disk &disk) {
   for (const Disk &other : Disks()) {
     if (other.host == disk.host) section.Fail("host", "belongs to another disk");
     if (strcmp(other.node, disk.node) == 0) section.Fail("letter", "belongs to another disk");
     if (strcmp(other.name, disk.name) == 0) section.Fail("name", "belongs to another disk");
   }
+}
+
+void MakeDisk(Section &section) {
+  const uint32_t place = Layer().count;
+  if (place == kMostDisks) section.Fail("name", "is one disk too many");
+  Disk &disk = Layer().disks[place];
+  const std::string letter = section.Text("letter"), name = section.Text("name");
+  CheckNames(section, letter, name);
+  Store(disk.name, name);
+  Store(disk.vendor, section.Text("vendor"));
+  disk.optical = section.Text("kind") == "optical";
+  Store(disk.node, (disk.optical ? "sr" : "sd") + letter);
+  disk.host = section.Number<int32_t>("host");
+  disk.generic = static_cast<int32_t>(section.Number("generic", place));
+  disk.size = section.Number("size");
+  disk.mounts = section.Flag("mounts");
+  ReadPartitions(section, disk);
+  RefuseTwins(section, disk);
   WriteFile(ContentFolder(disk) + "/", "");
   PutFiles(section, ContentFolder(disk));
-  if (section.Flag("plugged", true)) Appear(disk);
-  ++state.count;
+  if (section.Flag("plugged")) Appear(disk);
+  ++Layer().count;
 }
 
 void Make(Section &section) {
-  auto &state = StateOf<ScsiState>(kScsi);
-  const std::string form = section.Text("form", "classic");
-  if (form != "classic" && form != "modern") {
-    section.Fail("form", "has to be classic or modern");
-  }
-  state.modern = form == "modern";
+  Layer().modern = section.Text("form") == "modern";
   WriteFile(RootPath(kDevices), "");
-  for (Section &disk : section.Tables("disk")) MakeDisk(disk, state);
+  for (Section &disk : section.Tables("disk")) MakeDisk(disk);
 }
 
 void Unmounted() {
@@ -279,10 +189,11 @@ bool CountDown(uint32_t &count) {
 
 void Remounted() {
   for (Disk &disk : Disks()) {
-    const auto mounted = static_cast<uint32_t>(std::count_if(
-        std::begin(State().mounts), std::end(State().mounts), [&](const Mount &mount) {
-          return mount.point[0] != '\0' && Content(disk) == mount.content;
-        }));
+    const auto mounted = static_cast<uint32_t>(
+        std::count_if(std::begin(vboard::State().mounts), std::end(vboard::State().mounts),
+                      [&](const Mount &mount) {
+                        return mount.point[0] != '\0' && Content(disk) == mount.content;
+                      }));
     const bool more = mounted > disk.mounted;
     const bool less = mounted < disk.mounted;
     disk.mounted = mounted;
@@ -334,15 +245,15 @@ constexpr Action kActions[] = {
 
 const Device kScsi = {
     .name = "scsi",
-    .stateSize = sizeof(ScsiState),
+    .about = "disks, USB sticks and optical drives",
+    .keys = kKeys,
+    .stateSize = sizeof(scsi::State),
     .paths = kPaths,
     .make = Make,
     .powerOn = Unmounted,
-    .unit = Unit,
-    .ioctl = Ioctl,
-    .sync = Sync,
-    .mount = MountVfat,
-    .remounted = Remounted,
+    .files = FileCalls{.unit = Unit, .ioctl = Ioctl, .sync = Sync},
+    .mounts = MountCalls{.mount = MountVfat, .remounted = Remounted},
+    .help = "disks and USB sticks that are plugged in and pulled out",
     .actions = kActions,
 };
 

@@ -55,16 +55,20 @@ void MakePort(int port) {
   Serial().ports[port].fitted = true;
 }
 
+constexpr Key kKeys[] = {
+    {"ports", key::Numbers(0, kPorts - 1).Optional("all four"),
+     "the ports that the board has; 1 leads to the microcontroller, 2 to the front board"},
+    {"chunk", key::Number(1, 4096).Default(0), "the most bytes that a port takes in one write"},
+};
+
 void Make(Section &section) {
-  Serial().chunk = static_cast<uint32_t>(section.Number("chunk", 0, 1, 4096));
+  Serial().chunk = section.Number<uint32_t>("chunk");
   if (!section.Has("ports")) {
     for (int port = 0; port < kPorts; ++port) MakePort(port);
     return;
   }
   for (const int64_t port : section.Numbers("ports")) {
-    if (port < 0 || port >= kPorts || Serial().ports[port].fitted) {
-      section.Fail("ports", "has to hold numbers from 0 to 3, each once");
-    }
+    if (Serial().ports[port].fitted) section.Fail("ports", "has to hold each port once");
     MakePort(static_cast<int>(port));
   }
 }
@@ -253,15 +257,14 @@ constexpr Action kActions[] = {
 
 const Device kSerial = {
     .name = "serial",
+    .about = "the serial ports /dev/ttyAMA0 to 3",
+    .keys = kKeys,
     .stateSize = sizeof(SerialState),
     .make = Make,
     .powerOn = Reset,
-    .unit = Unit,
-    .read = Read,
-    .write = Write,
-    .getTerminal = GetTerminal,
-    .setTerminal = SetTerminal,
-    .flush = Flush,
+    .files = FileCalls{.unit = Unit, .read = Read, .write = Write},
+    .terminal = TerminalCalls{.get = GetTerminal, .set = SetTerminal, .flush = Flush},
+    .help = "what is at the other end of a serial port",
     .actions = kActions,
 };
 

@@ -29,8 +29,12 @@ WatchdogState &Watchdog() {
   return StateOf<WatchdogState>(kWatchdog);
 }
 
+constexpr Key kKeys[] = {
+    {"fitted", key::Flag(true), "the board has the watchdog, /dev/watchdog"},
+};
+
 void Make(Section &section) {
-  if (section.Flag("fitted", true)) WriteFile(RootPath(kPath), "");
+  if (section.Flag("fitted")) WriteFile(RootPath(kPath), "");
 }
 
 void Reset() {
@@ -66,7 +70,6 @@ int Ioctl(int, int, unsigned long request, void *argument) {
   switch (request) {
     case WDIOC_SETTIMEOUT:
       Watchdog().timeout = *static_cast<int *>(argument);
-      *static_cast<int *>(argument) = Watchdog().timeout;  // as the kernel does
       Feed(false);
       Event("watchdog: timeout %d s", Watchdog().timeout);
       return 0;
@@ -95,15 +98,20 @@ void Tick() {
 
 const Device kWatchdog = {
     .name = "watchdog",
+    .about = "what restarts a board whose program no longer feeds it",
+    .keys = kKeys,
     .stateSize = sizeof(WatchdogState),
     .make = Make,
     .powerOn = Reset,
     .tick = Tick,
-    .unit = Unit,
-    .opened = Opened,
-    .closed = Closed,
-    .write = Write,
-    .ioctl = Ioctl,
+    .files =
+        FileCalls{
+            .unit = Unit,
+            .opened = Opened,
+            .closed = Closed,
+            .write = Write,
+            .ioctl = Ioctl,
+        },
 };
 
 }  // namespace vboard

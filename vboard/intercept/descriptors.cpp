@@ -1,4 +1,4 @@
-// Calls on an open descriptor.
+// Descriptors: which special file each one stands for, through close, dup and fcntl.
 #include <errno.h>
 #include <limits.h>
 #include <string.h>
@@ -9,10 +9,10 @@
 #include <iterator>
 
 #include "vboard/board.h"
-#include "vboard/device.h"
 #include "vboard/faults.h"
 #include "vboard/files.h"
 #include "vboard/intercept/intercept.h"
+#include "vboard/mounts.h"
 
 namespace vboard {
 namespace {
@@ -32,14 +32,6 @@ Slot *SlotOf(int fd) {
              : nullptr;
 }
 
-void Assign(int fd, Special special) {
-  Slot *slot = SlotOf(fd);
-  if (slot == nullptr) return;
-  slot->unit = special.unit;
-  slot->onBoard = special.onBoard;
-  slot->device = special.device;
-}
-
 // The path that a program on the board opened; false for a descriptor of anything else. Signal
 // handlers come here as well: nothing is taken from the heap.
 bool OpenedPath(int fd, std::span<char> path) {
@@ -52,13 +44,21 @@ bool OpenedPath(int fd, std::span<char> path) {
 
 Special FindSpecial(std::string_view path) {
   for (const Device *device : Devices()) {
-    const int unit = device->unit != nullptr ? device->unit(path) : -1;
+    const int unit = device->files ? device->files->unit(path) : -1;
     if (unit >= 0) return {device, unit, true};
   }
   return {nullptr, 0, true};
 }
 
 }  // namespace
+
+void Assign(int fd, Special special) {
+  Slot *slot = SlotOf(fd);
+  if (slot == nullptr) return;
+  slot->unit = special.unit;
+  slot->onBoard = special.onBoard;
+  slot->device = special.device;
+}
 
 Special SpecialFile(int fd) {
   const Slot *slot = SlotOf(fd);
@@ -74,21 +74,8 @@ void Opened(const Path &place, int fd) {
   }
   const Special special = FindSpecial(place.Name());
   Assign(fd, special);
-  if (special.device != nullptr && special.device->opened != nullptr) {
-    special.device->opened(special.unit);
-  }
-}
-
-void Closing(int fd) {
-  const Special special = SpecialFile(fd);
-  Assign(fd, {nullptr, 0});
-  if (special.device != nullptr && special.device->closed != nullptr) {
-    special.device->closed(special.unit);
-  }
-}
-
-void OpenedSocket(int fd, Special special) {
-  Assign(fd, special);
+  const FileCalls *files = special.Own(&Device::files);
+  if (files != nullptr && files->opened != nullptr) files->opened(special.unit);
 }
 
 void AdoptDescriptors() {
@@ -114,38 +101,19 @@ bool DescriptorFails(const char *call, int fd) {
 
 }  // namespace vboard
 
-using vboard::DescriptorFails;
-using vboard::Special;
-using vboard::SpecialFile;
-
 namespace {
 
+// Before a descriptor is closed.
+void Closing(int fd) {
+  const vboard::Special special = vboard::SpecialFile(fd);
+  vboard::Assign(fd, {nullptr, 0});
+  const vboard::FileCalls *files = special.Own(&vboard::Device::files);
+  if (files != nullptr && files->closed != nullptr) files->closed(special.unit);
+}
+
 int Duplicated(int fd, int copy) {
-  if (copy >= 0) vboard::Assign(copy, SpecialFile(fd));
+  if (copy >= 0) vboard::Assign(copy, vboard::SpecialFile(fd));
   return copy;
-}
-
-template <typename Next>
-ssize_t ReadWith(int fd, void *data, size_t length, Next next) {
-  if (DescriptorFails("read", fd)) return -1;
-  const Special special = SpecialFile(fd);
-  if (special.device == nullptr || special.device->read == nullptr) return next();
-  return special.device->read(special.unit, fd, data, length);
-}
-
-template <typename Next>
-ssize_t WriteWith(int fd, const void *data, size_t length, int64_t *offset, Next next) {
-  if (DescriptorFails("write", fd)) return -1;
-  const Special special = SpecialFile(fd);
-  if (special.device == nullptr || special.device->write == nullptr) return next();
-  return special.device->write(special.unit, fd, data, length, offset);
-}
-
-int SyncWith(int fd, int (*next)(int)) {
-  if (DescriptorFails("fsync", fd)) return -1;
-  const Special special = SpecialFile(fd);
-  const bool own = special.device != nullptr && special.device->sync != nullptr;
-  return own ? special.device->sync(special.unit) : next(fd);
 }
 
 }  // namespace
@@ -154,13 +122,13 @@ extern "C" {
 
 int close(int fd) {
   NEXT(close);
-  vboard::Closing(fd);
+  Closing(fd);
   return next(fd);
 }
 
 int fclose(FILE *file) {
   NEXT(fclose);
-  vboard::Closing(fileno(file));
+  Closing(fileno(file));
   return next(file);
 }
 
@@ -192,96 +160,5 @@ int dup3(int fd, int copy, int flags) {
   }
 INTERCEPT_FCNTL(fcntl)
 INTERCEPT_FCNTL(fcntl64)
-
-ssize_t read(int fd, void *data, size_t length) {
-  NEXT(read);
-  return ReadWith(fd, data, length, [&] { return next(fd, data, length); });
-}
-
-ssize_t __read_chk(int fd, void *data, size_t length, size_t size);
-ssize_t __read_chk(int fd, void *data, size_t length, size_t size) {
-  NEXT(__read_chk);
-  return ReadWith(fd, data, length, [&] { return next(fd, data, length, size); });
-}
-
-ssize_t write(int fd, const void *data, size_t length) {
-  NEXT(write);
-  return WriteWith(fd, data, length, nullptr, [&] { return next(fd, data, length); });
-}
-
-#define INTERCEPT_PREAD(name, offset_type)                                    \
-  ssize_t name(int fd, void *data, size_t length, offset_type offset) {       \
-    NEXT(name);                                                               \
-    return DescriptorFails("read", fd) ? -1 : next(fd, data, length, offset); \
-  }
-INTERCEPT_PREAD(pread, off_t)
-INTERCEPT_PREAD(pread64, off64_t)
-
-#define INTERCEPT_PREAD_CHECKED(name, offset_type)                                   \
-  ssize_t name(int fd, void *data, size_t length, offset_type offset, size_t size);  \
-  ssize_t name(int fd, void *data, size_t length, offset_type offset, size_t size) { \
-    NEXT(name);                                                                      \
-    return DescriptorFails("read", fd) ? -1 : next(fd, data, length, offset, size);  \
-  }
-INTERCEPT_PREAD_CHECKED(__pread_chk, off_t)
-INTERCEPT_PREAD_CHECKED(__pread64_chk, off64_t)
-
-#define INTERCEPT_PWRITE(name, offset_type)                                                        \
-  ssize_t name(int fd, const void *data, size_t length, offset_type offset) {                      \
-    NEXT(name);                                                                                    \
-    int64_t position = offset;                                                                     \
-    return WriteWith(fd, data, length, &position, [&] { return next(fd, data, length, offset); }); \
-  }
-INTERCEPT_PWRITE(pwrite, off_t)
-INTERCEPT_PWRITE(pwrite64, off64_t)
-
-int ioctl(int fd, unsigned long request, ...) {
-  NEXT(ioctl);
-  va_list arguments;
-  va_start(arguments, request);
-  void *const argument = va_arg(arguments, void *);
-  va_end(arguments);
-  if (vboard::IsInterfaceRequest(fd, request)) return vboard::InterfaceRequest(request, argument);
-  if (DescriptorFails("ioctl", fd)) return -1;
-  const Special special = SpecialFile(fd);
-  if (special.device == nullptr || special.device->ioctl == nullptr) {
-    return next(fd, request, argument);
-  }
-  return special.device->ioctl(special.unit, fd, request, argument);
-}
-
-int fsync(int fd) {
-  NEXT(fsync);
-  return SyncWith(fd, next);
-}
-
-int fdatasync(int fd) {
-  NEXT(fdatasync);
-  return SyncWith(fd, next);
-}
-
-#define INTERCEPT_MMAP(name, offset_type)                                       \
-  void *name(void *address, size_t length, int protection, int flags, int fd,   \
-             offset_type offset) {                                              \
-    NEXT(name);                                                                 \
-    if (fd >= 0 && DescriptorFails("mmap", fd)) return MAP_FAILED;              \
-    const Special special = SpecialFile(fd);                                    \
-    if (special.device == nullptr || special.device->map == nullptr) {          \
-      return next(address, length, protection, flags, fd, offset);              \
-    }                                                                           \
-    return special.device->map(fd, address, length, protection, flags, offset); \
-  }
-INTERCEPT_MMAP(mmap, off_t)
-INTERCEPT_MMAP(mmap64, off64_t)
-
-int munmap(void *address, size_t length) {
-  NEXT(munmap);
-  if (vboard::Attached()) {
-    for (const vboard::Device *device : vboard::Devices()) {
-      if (device->unmap != nullptr && device->unmap(address, length)) break;
-    }
-  }
-  return next(address, length);
-}
 
 }  // extern "C"

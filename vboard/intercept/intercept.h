@@ -6,14 +6,13 @@
 
 #include <string>
 
+#include "vboard/device.h"
 #include "vboard/real.h"
 
 // The real function of the same name, looked up once.
 #define NEXT(name) static constinit vboard::real::Next<decltype(::name)> next(#name)
 
 namespace vboard {
-
-struct Device;
 
 // Whether a symbolic link at the end of a path is followed.
 enum class Last { kFollowed, kAsItIs };
@@ -40,27 +39,40 @@ class Path {
 // Before a call on a path: false, with errno set, when a planned fault hits it or what is mounted
 // there has gone.
 bool MayReach(const char *call, const Path &place);
-// After an open of a path: remembers the special file, logs a path that the board lacks.
-void Opened(const Path &place, int fd);
-
-// At a program's start: remembers the special files that it has inherited.
-void AdoptDescriptors();
 
 // The special file behind a descriptor; device is null for any other.
 struct Special {
   const Device *device;
   int unit;
   bool onBoard = false;  // opened by a path of the board, special or not
+
+  // The device's calls of a kind: &Device::terminal. Null for a device without them.
+  template <typename Calls>
+  const Calls *Own(std::optional<Calls> Device::*kind) const {
+    return device != nullptr && (device->*kind) ? &*(device->*kind) : nullptr;
+  }
 };
 Special SpecialFile(int fd);
+void Assign(int fd, Special special);
 
-// After a socket was made: remembers the one that stands for a device's.
-void OpenedSocket(int fd, Special special);
+// After an open of a path: remembers the special file, logs a path that the board lacks.
+void Opened(const Path &place, int fd);
+// At a program's start: remembers the special files that it has inherited.
+void AdoptDescriptors();
+
+// True, with errno set, when a planned fault hits this call on this descriptor.
+bool DescriptorFails(const char *call, int fd);
+
 // True for a request on the network's interfaces, whichever kind of socket it is made on.
 bool IsInterfaceRequest(int fd, unsigned long request);
 int InterfaceRequest(unsigned long request, void *argument);
 
-// True, with errno set, when a planned fault hits this call on this descriptor.
-bool DescriptorFails(const char *call, int fd);
+// What the environment of a program on the board has besides the program's own: set when this one
+// was started on a board.
+struct BoardEnvironment {
+  const char *library = nullptr;
+  const char *folder = nullptr;
+};
+extern BoardEnvironment boardEnvironment;
 
 }  // namespace vboard

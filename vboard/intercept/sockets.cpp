@@ -7,7 +7,6 @@
 #include <sys/socket.h>
 
 #include "vboard/board.h"
-#include "vboard/device.h"
 #include "vboard/faults.h"
 #include "vboard/intercept/intercept.h"
 
@@ -22,7 +21,7 @@ constexpr int kTypeFlags = SOCK_CLOEXEC | SOCK_NONBLOCK;
 
 const Device *NetworkDevice() {
   for (const Device *device : vboard::Devices()) {
-    if (device->interfaceRequest != nullptr) return device;
+    if (device->network) return device;
   }
   return nullptr;
 }
@@ -33,8 +32,7 @@ int Fail(int error) {
 }
 
 bool IsPacketSocket(int fd) {
-  const Device *device = SpecialFile(fd).device;
-  return device != nullptr && device->send != nullptr;
+  return SpecialFile(fd).Own(&Device::network) != nullptr;
 }
 
 }  // namespace
@@ -48,7 +46,7 @@ bool IsInterfaceRequest(int fd, unsigned long request) {
 }
 
 int InterfaceRequest(unsigned long request, void *argument) {
-  return NetworkDevice()->interfaceRequest(request, argument);
+  return NetworkDevice()->network->request(request, argument);
 }
 
 }  // namespace vboard
@@ -69,7 +67,7 @@ int socket(int family, int type, int protocol) noexcept {
   if (packet && (type & ~kTypeFlags) != SOCK_PACKET) return Fail(ESOCKTNOSUPPORT);
   const int fd =
       packet ? next(AF_UNIX, SOCK_DGRAM | (type & kTypeFlags), 0) : next(family, type, protocol);
-  vboard::OpenedSocket(fd, {packet ? NetworkDevice() : nullptr, 0});
+  vboard::Assign(fd, {packet ? NetworkDevice() : nullptr, 0});
   return fd;
 }
 
@@ -82,7 +80,8 @@ int setsockopt(int fd, int level, int option, const void *value, socklen_t lengt
 ssize_t sendto(int fd, const void *data, size_t length, int flags, const sockaddr *to,
                socklen_t toLength) {
   NEXT(sendto);
-  if (IsPacketSocket(fd)) return SpecialFile(fd).device->send(data, length, to, toLength);
+  const auto *network = SpecialFile(fd).Own(&Device::network);
+  if (network != nullptr) return network->send(data, length, to, toLength);
   return next(fd, data, length, flags, to, toLength);
 }
 

@@ -1,4 +1,4 @@
-// Calls that look at what a path names, or change it, without opening it.
+// File names: calls that look at what a path names, or change it, without opening it.
 #include <stdlib.h>
 #include <string.h>
 #include <sys/statfs.h>

@@ -1,4 +1,4 @@
-// Calls that open a path.
+// Opening files by their names: open, creat, fopen and their forms.
 #include <errno.h>
 #include <string.h>
 #include <sys/statfs.h>

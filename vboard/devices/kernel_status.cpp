@@ -19,21 +19,25 @@ SystemState &System() {
   return StateOf<SystemState>(kSystem);
 }
 
-// The counters of the one processor: user, nice, system, idle.
+constexpr Key kKeys[] = {
+    {"memory", key::Number(0, UINT32_MAX).Default(0x8000000), "the board's memory in bytes"},
+    {"memory_free", key::Number(0, UINT32_MAX).Default(0x2000000), "what of it is free"},
+    {"processor", key::Numbers(INT64_MIN, INT64_MAX),
+     "the processor's counters user, nice, system and idle; empty: 1000, 0, 500, 8500"},
+    {"stat", key::Text().Optional("made of processor"), "the whole of /proc/stat"},
+};
+
 void Make(Section &section) {
-  System().memory = static_cast<uint32_t>(section.Number("memory", 0x8000000, 0, UINT32_MAX));
-  System().memoryFree =
-      static_cast<uint32_t>(section.Number("memory_free", 0x2000000, 0, UINT32_MAX));
+  System().memory = section.Number<uint32_t>("memory");
+  System().memoryFree = section.Number<uint32_t>("memory_free");
   std::vector<int64_t> counters = section.Numbers("processor");
   if (counters.empty()) counters = {1000, 0, 500, 8500};
   if (counters.size() != 4) section.Fail("processor", "has to hold user, nice, system and idle");
   std::string numbers;
   for (const int64_t counter : counters) numbers += " " + std::to_string(counter);
-  WriteFile(
-      RootPath("/proc/stat"),
-      section.Text(
-          "stat",
-          ("cpu " + numbers + " 0 0 0 0 0 0\ncpu0" + numbers + " 0 0 0 0 0 0\nintr 0\n").c_str()));
+  const std::string stat =
+      "cpu " + numbers + " 0 0 0 0 0 0\ncpu0" + numbers + " 0 0 0 0 0 0\nintr 0\n";
+  WriteFile(RootPath("/proc/stat"), section.Text("stat", stat));
 }
 
 int Information(struct sysinfo *information) {
@@ -51,6 +55,8 @@ constexpr const char *kPaths[] = {"/proc/stat"};
 
 const Device kSystem = {
     .name = "system",
+    .about = "what the kernel tells about processor and memory",
+    .keys = kKeys,
     .stateSize = sizeof(SystemState),
     .paths = kPaths,
     .make = Make,

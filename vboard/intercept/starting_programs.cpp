@@ -1,20 +1,18 @@
-// Programs: starting them, their end, and mounts.
+// Starting programs: the exec and spawn families.
 #include <errno.h>
 #include <spawn.h>
 #include <stdlib.h>
 #include <string.h>
 
-#include <exception>
 #include <vector>
 
 #include "vboard/board.h"
-#include "vboard/device.h"
 #include "vboard/faults.h"
-#include "vboard/files.h"
 #include "vboard/intercept/intercept.h"
 #include "vboard/program.h"
 
 using vboard::Attached;
+using vboard::boardEnvironment;
 using vboard::Event;
 using vboard::MayReach;
 using vboard::Path;
@@ -38,29 +36,22 @@ Arguments Collect(const char *first, va_list rest) {
   return list;
 }
 
-// What the environment of a program on the board has besides the program's own: set when this one
-// was started on a board.
-struct {
-  const char *library = nullptr;
-  const char *folder = nullptr;
-} board;
-
 // An environment in which a started program finds the board, whatever the caller made of his own.
 class Environment {
  public:
   explicit Environment(char *const *given) : given_(given) {
-    if (board.library == nullptr) return;
+    if (boardEnvironment.library == nullptr) return;
     for (; given != nullptr && *given != nullptr; ++given) {
       const std::string_view variable(*given);
       if (variable.starts_with(kLibrary)) {
         const std::string own(variable.substr(kLibrary.size()));
-        if (!own.empty() && own != board.library) library_ += ":" + own;
+        if (!own.empty() && own != boardEnvironment.library) library_ += ":" + own;
       } else if (!variable.starts_with(kFolder)) {
         list_.push_back(*given);
       }
     }
-    library_ = std::string(kLibrary) + board.library + library_;
-    folder_ = std::string(kFolder) + board.folder;
+    library_ = std::string(kLibrary) + boardEnvironment.library + library_;
+    folder_ = std::string(kFolder) + boardEnvironment.folder;
     list_.insert(list_.end(), {library_.data(), folder_.data(), nullptr});
     given_ = list_.data();
   }
@@ -88,7 +79,8 @@ bool MayStart(const char *path, const Path &place, char *const *arguments) {
 // Where the loader cannot open the library, it starts the program without it.
 bool LibraryIsThere() {
   NEXT(access);
-  return board.library == nullptr || next((vboard::Folder() + "/libvboard.so").c_str(), R_OK) == 0;
+  return boardEnvironment.library == nullptr ||
+         next((vboard::Folder() + "/libvboard.so").c_str(), R_OK) == 0;
 }
 
 // What the kernel is given in place of a program's path and arguments.
@@ -157,32 +149,6 @@ int ExecuteFound(const char *file, char *const *arguments, char *const *environm
   }
   errno = ENOENT;
   return -1;
-}
-
-// The result of a system call from 0 or an errno value.
-int Result(int error) {
-  if (error == 0) return 0;
-  errno = error;
-  return -1;
-}
-
-std::string Outcome(int error) {
-  return error == 0 ? "" : std::string(": ") + strerrordesc_np(error);
-}
-
-// Tells the devices of a mount or an unmount that worked.
-int MountResult(int error) {
-  if (error != 0) return Result(error);
-  for (const vboard::Device *device : vboard::Devices()) {
-    if (device->remounted != nullptr) device->remounted();
-  }
-  return 0;
-}
-
-int UnmountWith(const char *point) {
-  const int error = vboard::CallFails("umount", point) ? errno : vboard::Unmount(point);
-  Event("unmount: %s%s", point, Outcome(error).c_str());
-  return MountResult(error);
 }
 
 }  // namespace
@@ -266,63 +232,4 @@ int execle(const char *path, const char *first, ...) {
   return Execute(path, arguments.data(), environment);
 }
 
-void _exit(int status) {
-  NEXT(_exit);
-  if (Attached()) Event("exit: status %d", status & 0xff);
-  next(status);
-  __builtin_unreachable();
-}
-
-void _Exit(int status) {
-  _exit(status);
-}
-
-int mount(const char *source, const char *point, const char *type, unsigned long flags,
-          const void *data) {
-  NEXT(mount);
-  if (!Attached()) return next(source, point, type, flags, data);
-  const int error =
-      vboard::CallFails("mount", source) ? errno : vboard::MountDevice(source, point, type);
-  Event("mount: %s on %s, %s, flags 0x%lx, %s%s", source, point, type, flags,
-        data == nullptr ? "no data" : static_cast<const char *>(data), Outcome(error).c_str());
-  return MountResult(error);
-}
-
-int umount(const char *point) noexcept {
-  NEXT(umount);
-  return Attached() ? UnmountWith(point) : next(point);
-}
-
-int umount2(const char *point, int flags) noexcept {
-  NEXT(umount2);
-  return Attached() ? UnmountWith(point) : next(point, flags);
-}
-
-void sync() noexcept {
-  NEXT(sync);
-  if (Attached()) return Event("sync");
-  next();
-}
-
 }  // extern "C"
-
-namespace {
-
-// A program that is started with the board's library in front of the C library's finds its
-// board in the environment. Without one, nothing is redirected.
-[[gnu::constructor]] void AttachFromEnvironment() {
-  const char *folder = getenv("VBOARD_FOLDER");
-  if (folder == nullptr) return;
-  const char *library = getenv("LD_PRELOAD");
-  board = {strdup(library != nullptr ? library : ""), strdup(folder)};
-  try {
-    vboard::Attach(folder);
-  } catch (const std::exception &error) {
-    fprintf(stderr, "vboard: %s\n", error.what());
-    _exit(127);
-  }
-  vboard::AdoptDescriptors();
-  on_exit([](int status, void *) { Event("exit: status %d", status & 0xff); }, nullptr);
-}
-
-}  // namespace

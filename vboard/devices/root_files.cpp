@@ -13,6 +13,11 @@ namespace {
 constexpr const char *kFolders[] = {"/opt/app/", "/opt/custom/", "/opt/sav/", "/mnt/mtd/",
                                     "/share/",   "/tool/",       "/var/"};
 
+constexpr Key kKeys[] = {
+    {"root", key::Pairs(),
+     "files by their path on the board, with their content; a path that ends in / is a folder"},
+};
+
 void Make(Section &section) {
   for (const char *folder : kFolders) WriteFile(RootPath(folder), "");
   for (const auto &[name, text] : section.Pairs("root")) {
@@ -41,10 +46,12 @@ constexpr const char *kPaths[] = {"/opt",        "/mnt/mtd", "/share",        "/
 extern const Device kFiles;
 const Device kFiles = {
     .name = "files",
+    .about = "what the root file system holds besides the devices",
+    .keys = kKeys,
     .paths = kPaths,
     .make = Make,
     .powerOn = WriteMounts,
-    .remounted = WriteMounts,
+    .mounts = MountCalls{.remounted = WriteMounts},
 };
 
 }  // namespace vboard

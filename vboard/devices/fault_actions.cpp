@@ -23,6 +23,10 @@ constexpr Action kActions[] = {
 }  // namespace
 
 extern const Device kFaults;
-const Device kFaults = {.name = "faults", .actions = kActions};
+const Device kFaults = {
+    .name = "faults",
+    .help = "let calls of programs on the board fail",
+    .actions = kActions,
+};
 
 }  // namespace vboard

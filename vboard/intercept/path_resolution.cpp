@@ -10,6 +10,7 @@
 #include "vboard/faults.h"
 #include "vboard/files.h"
 #include "vboard/intercept/intercept.h"
+#include "vboard/mounts.h"
 
 namespace vboard {
 namespace {

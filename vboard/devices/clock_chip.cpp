@@ -117,22 +117,30 @@ void SetDate(const std::string &text) {
   Clock().countedTo = Lifetime();
 }
 
+constexpr Column kMemoryColumns[] = {{"address", 0, 247}, {"byte", 0, 0xff}};
+constexpr Key kKeys[] = {
+    {"fitted", key::Flag(true), "the board has the bus to chip and sensor, /dev/gpioi2c"},
+    {"time", key::Text().Default("2026-01-01 00:00:00"), "the chip's date and time"},
+    {"nvram", key::Rows(kMemoryColumns), "what the chip's memory holds besides zeros"},
+    {"battery_flat", key::Flag(false), "at power-on the chip knows neither date nor memory"},
+    {"temperature", key::Number(0, 0xff).Default(42),
+     "what the sensor measures: degrees as a signed byte"},
+    {"minutes_west", key::Number(-840, 720).Default(0), "the kernel's time zone"},
+};
+
 void Make(Section &section) {
   try {
-    SetDate(section.Text("time", "2026-01-01 00:00:00"));
+    SetDate(section.Text("time"));
   } catch (const std::invalid_argument &error) {
     section.Fail("time", error.what());
   }
-  for (const auto &row : section.Rows("nvram", 2)) {
-    if (row[0] < 0 || row[0] > 247 || row[1] < 0 || row[1] > 0xff) {
-      section.Fail("nvram", "has to hold rows of an address from 0 to 247 and a byte");
-    }
+  for (const auto &row : section.Rows("nvram")) {
     Clock().registers[kFirstMemory + static_cast<size_t>(row[0])] = static_cast<uint8_t>(row[1]);
   }
-  Clock().temperature = static_cast<uint8_t>(section.Number("temperature", 42, 0, 255));
-  Clock().batteryFlat = section.Flag("battery_flat", false);
-  State().minutesWest = static_cast<int32_t>(section.Number("minutes_west", 0, -840, 720));
-  if (section.Flag("fitted", true)) WriteFile(RootPath("/dev/gpioi2c"), "");
+  Clock().temperature = section.Number<uint8_t>("temperature");
+  Clock().batteryFlat = section.Flag("battery_flat");
+  State().minutesWest = section.Number<int32_t>("minutes_west");
+  if (section.Flag("fitted")) WriteFile(RootPath("/dev/gpioi2c"), "");
 }
 
 // Nothing has kept the chip alive.
@@ -218,12 +226,14 @@ constexpr Action kActions[] = {
 
 const Device kClock = {
     .name = "clock",
+    .about = "clock chip and temperature sensor",
+    .keys = kKeys,
     .stateSize = sizeof(ClockState),
     .paths = kPaths,
     .make = Make,
     .powerOn = Reset,
-    .unit = Unit,
-    .ioctl = Ioctl,
+    .files = FileCalls{.unit = Unit, .ioctl = Ioctl},
+    .help = "clock chip and temperature sensor: date, battery, what is measured",
     .actions = kActions,
 };
 

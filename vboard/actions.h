@@ -1,0 +1,34 @@
+// What a person or a scenario can do to a board: "gpio set 1 5 0".
+#pragma once
+
+#include <stdint.h>
+
+#include <span>
+#include <string>
+#include <vector>
+
+namespace vboard {
+
+struct Action {
+  const char *name;       // "gpio set"
+  const char *arguments;  // "GROUP BIT LEVEL"
+  const char *help;
+  // Throws std::invalid_argument on unusable words.
+  void (*run)(std::span<const std::string> words);
+};
+
+// A word of an action as a number, decimal or hexadecimal with 0x. Throws std::invalid_argument.
+uint32_t NumberOf(const std::string &word, uint32_t most = UINT32_MAX);
+
+// The words of a line, without the blanks between them.
+std::vector<std::string> Words(const std::string &line);
+
+// The action that the words name, and in `rest` the words behind its name. Throws
+// std::invalid_argument.
+const Action &FindAction(std::span<const std::string> words, std::span<const std::string> *rest);
+
+// Does to the open board what an action's words say. Throws std::invalid_argument.
+void Act(std::span<const std::string> words);
+void Act(const std::string &line);
+
+}  // namespace vboard
