@@ -259,6 +259,10 @@ TEST_F(MachineTest, TheCommandRefusesWhatItCannotDo) {
     EXPECT_THAT(output, testing::AnyOf(testing::EndsWith("\n1\n"), testing::EndsWith("\n2\n")));
   }
   EXPECT_FALSE(std::filesystem::exists(Folder() + "/a b"));
+  // A description that is only checked starts no program, wherever its board is.
+  std::filesystem::create_directory(Folder() + "/a blank");
+  setenv("TMPDIR", (Folder() + "/a blank").c_str(), 1);
+  EXPECT_EQ("0\n", run("check @/board.toml"));
   EXPECT_FALSE(std::filesystem::exists(Folder() + "/foreign/lock"));
   if (!test::EnterNamespaces()) GTEST_SKIP() << "no full disk for the rest";
   std::filesystem::create_directory(Folder() + "/full");

@@ -14,6 +14,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <latch>
 #include <thread>
 
 #include "tests/support/board_test.h"
@@ -231,6 +232,22 @@ TEST_F(VboardTest, WhoHasEndedLeavesItsPlaceToTheNext) {
   }
   EXPECT_EQ(1, vboard::ProcessNumber());
   EXPECT_EQ(1, vboard::ProcessNumber());
+}
+
+TEST_F(VboardTest, ThreadsWhoseFirstEventsComeTogetherAreOneProcess) {
+  UseBoard(test::SmallBoard(4, 0));
+  for (int round = 0; round < 100; ++round) {
+    for (vboard::Known &known : vboard::State().processes) known.process.number = 0;
+    vboard::State().lastNumber = 0;
+    std::latch start(3);
+    const auto number = [&start] {
+      start.arrive_and_wait();
+      EXPECT_EQ(1, vboard::ProcessNumber());
+    };
+    std::thread threads[] = {std::thread(number), std::thread(number), std::thread(number)};
+    for (std::thread &thread : threads) thread.join();
+    ASSERT_EQ(1, vboard::State().lastNumber);
+  }
 }
 
 TEST_F(VboardTest, DescriptorsKeepTheirDeviceThroughCopies) {
@@ -525,6 +542,13 @@ TEST_F(VboardTest, DescriptionsNameFileLineAndKey) {
   for (const auto &entry : std::filesystem::directory_iterator(Folder())) {
     EXPECT_THAT(entry.path().filename(), testing::AnyOf("board.toml", "board"));
   }
+}
+
+// docs/boards.md holds what "vboard describe --keys" prints.
+TEST_F(VboardTest, TheManualHasEveryKey) {
+  const std::string page = vboard::ReadFile(SOURCE_FOLDER "/docs/boards.md");
+  EXPECT_NE(std::string::npos, page.find("```\n" + vboard::Manual(vboard::BoardKeys()) + "```\n"))
+      << "the page is not what vboard describe --keys prints";
 }
 
 TEST_F(VboardTest, DescriptionsCompleteEachOther) {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <limits>
-#include <vector>
 
 namespace vboard {
 namespace {
@@ -83,6 +82,7 @@ std::string Wrapped(std::string words, const std::string &margin) {
   std::string text;
   while (margin.size() + words.size() > kWidth) {
     const size_t end = words.rfind(' ', kWidth - margin.size());
+    if (end == std::string::npos) break;
     text += margin + words.substr(0, end) + "\n";
     words.erase(0, end + 1);
   }

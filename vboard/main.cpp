@@ -88,6 +88,11 @@ void RunBoard() {
   printf("\nThe board was switched off.\n");
 }
 
+void LeaveBoard() {
+  LockFolder();
+  vboard::MakeBoard(options.board, options.folder, options.programs);
+}
+
 void ListBoards() {
   std::vector<std::filesystem::path> files;
   for (const auto &entry : std::filesystem::directory_iterator(options.boards)) {
@@ -137,6 +142,7 @@ void Execute() {
 }
 
 void ShowEvents() {
+  vboard::Open(options.folder);
   size_t shown = 0;
   do {
     const std::string events = vboard::ReadFile(vboard::Folder() + "/events");
@@ -149,6 +155,7 @@ void ShowEvents() {
 }
 
 void ShowState() {
+  vboard::Open(options.folder);
   static constexpr const char *kPower[] = {"on", "off", "restarting", "cut"};
   const vboard::Shared &state = vboard::State();
   printf("power      %s\n", kPower[static_cast<size_t>(state.power.load())]);
@@ -186,13 +193,14 @@ void AddAction(CLI::App &app, const vboard::Action &action, const char *help,
   });
 }
 
-void AddCommands(CLI::App &app, std::vector<std::string> &words) {
-  app.require_subcommand(1);
-  app.add_option("--folder", options.folder, "the board's folder")->capture_default_str();
-  app.add_option("--programs", options.programs, "folder of the programs that boards start")
-      ->capture_default_str();
-  CLI::App *run = app.add_subcommand("run", "make a board, boot it and play its scenario");
-  run->add_option("BOARD", options.board, "the board's description")->required();
+CLI::App *AddBoardCommand(CLI::App &app, const char *name, const char *help) {
+  CLI::App *command = app.add_subcommand(name, help);
+  command->add_option("BOARD", options.board, "the board's description")->required();
+  return command;
+}
+
+void AddRun(CLI::App &app) {
+  CLI::App *run = AddBoardCommand(app, "run", "make a board, boot it and play its scenario");
   run->add_option("--speed", options.speed, "board seconds a second, instead of the board's own")
       ->check(CLI::Range(uint32_t{1}, vboard::kMostSpeed));
   run->add_option("--patience", options.patience, "real seconds to wait for each step")
@@ -200,18 +208,15 @@ void AddCommands(CLI::App &app, std::vector<std::string> &words) {
       ->capture_default_str();
   run->add_flag("--stay", options.stay, "leave the board on when its scenario has been played");
   run->callback(RunBoard);
+}
+
+void AddList(CLI::App &app) {
   CLI::App *list = app.add_subcommand("list", "list the boards in a folder");
   list->add_option("FOLDER", options.boards, "folder of descriptions")->required();
   list->callback(ListBoards);
-  CLI::App *check = app.add_subcommand("check", "check a board's description");
-  check->add_option("BOARD", options.board, "the board's description")->required();
-  check->callback(CheckBoard);
-  CLI::App *make = app.add_subcommand("make", "make a board and leave it switched off");
-  make->add_option("BOARD", options.board, "the board's description")->required();
-  make->callback([] {
-    LockFolder();
-    vboard::MakeBoard(options.board, options.folder, options.programs);
-  });
+}
+
+void AddExecute(CLI::App &app) {
   CLI::App *execute = app.add_subcommand("exec", "run a program of the PC on the board");
   execute->prefix_command();
   execute->footer("vboard exec PROGRAM [ARGUMENT...]");
@@ -220,24 +225,39 @@ void AddCommands(CLI::App &app, std::vector<std::string> &words) {
     if (options.command.empty()) throw CLI::RequiredError("PROGRAM");
     Execute();
   });
+}
+
+void AddDescribe(CLI::App &app) {
   CLI::App *describe =
       app.add_subcommand("describe", "show a board's completed description as JSON");
   describe->add_option("BOARD", options.board, "the board's description");
   describe->add_flag("--keys", options.keys, "show what descriptions can hold instead");
   describe->callback(Describe);
+}
+
+void AddEvents(CLI::App &app) {
   CLI::App *events = app.add_subcommand("events", "show what happened on the board");
   events->add_flag("-f,--follow", options.follow, "go on showing what happens");
-  events->callback([] {
-    vboard::Open(options.folder);
-    ShowEvents();
-  });
-  app.add_subcommand("state", "show the board's power, mounts and processes")->callback([] {
-    vboard::Open(options.folder);
-    ShowState();
-  });
+  events->callback(ShowEvents);
+}
+
+void AddCommands(CLI::App &app, std::vector<std::string> &words) {
+  app.require_subcommand(1);
+  app.add_option("--folder", options.folder, "the board's folder")->capture_default_str();
+  app.add_option("--programs", options.programs, "folder of the programs that boards start")
+      ->capture_default_str();
+  AddRun(app);
+  AddList(app);
+  AddBoardCommand(app, "check", "check a board's description")->callback(CheckBoard);
+  AddBoardCommand(app, "make", "make a board and leave it switched off")->callback(LeaveBoard);
+  AddExecute(app);
+  AddDescribe(app);
+  AddEvents(app);
+  app.add_subcommand("state", "show the board's power, mounts and processes")->callback(ShowState);
   for (const vboard::Device *device : vboard::Devices()) {
-    for (const vboard::Action &action : device->actions)
+    for (const vboard::Action &action : device->actions) {
       AddAction(app, action, device->help, words);
+    }
   }
 }
 
