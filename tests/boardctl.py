@@ -204,6 +204,8 @@ IN_USE = [
     ('/proc/cmdline', 'root=mtd:config', 'config'),
     ('/proc/cmdline', 'ubi.mtd=rootfs,2048 root=ubi0:root', 'rootfs'),
     ('/proc/cmdline', 'ubi.mtd=3', 'config'),
+    ('/sys/class/ubi/ubi1/mtd_num', '3', 'config'),
+    ('/sys/class/ubi/ubi1/mtd_num', '13', None),
     ('/proc/cmdline', 'init=3 mtdparts=nor:256k(boot),2M(kernel),4M(rootfs),1M(config) mtd2', None),
 ]
 STREAMS = ('key', 'uart listen')
@@ -323,8 +325,9 @@ class Bench:
     def check_use(self):
         """Partitions in use are erased with --force only."""
         self.run('product')  # switches the board on
+        os.makedirs(self.folder + '/board/root/sys/class/ubi/ubi1')
         for file, text, used in IN_USE:
-            for name in ('/proc/mounts', '/proc/cmdline'):
+            for name in ('/proc/mounts', '/proc/cmdline', '/sys/class/ubi/ubi1/mtd_num'):
                 with open(self.folder + '/board/root' + name, 'w') as content:
                     content.write(text + '\n' if name == file else 'nothing\n')
             for partition in ('kernel', 'rootfs', 'config'):

@@ -153,7 +153,7 @@ void CutAtOperation(std::span<const std::string> words) {
   PlanPowerCut(NumberOf(words[0]), moment->second, NumberOf(words[2]));
 }
 
-constexpr const char *kPaths[] = {"/proc/mtd", "/proc/cmdline", "/dev/mtd"};
+constexpr const char *kPaths[] = {"/proc/mtd", "/sys/class/ubi", "/proc/cmdline", "/dev/mtd"};
 constexpr Action kActions[] = {
     {"flash cut", "OPERATION MOMENT BYTES",
      "cut the power at the OPERATIONth erase or write from now on, MOMENT 'before' it, 'inside' "
