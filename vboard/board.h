@@ -135,6 +135,9 @@ int SetSystemClock(const timespec &time);
 // Starts a power cycle: the mounts and every device's volatile state go back to their start.
 void PowerOn();
 
+// What this process opened last without close-on-exec, by its path on the board; "" for nothing.
+const char *OpenedForChildren();
+
 // True while a machine keeps the open board under power; false for one that has only been made, or
 // whose machine was killed.
 bool MachineRuns();

@@ -27,6 +27,8 @@ class Section;
 struct FileCalls {
   // The unit that this path names, or -1 when it is none of this device's special files.
   int (*unit)(std::string_view path);
+  // A program is about to open the unit: 0 or an errno value.
+  int (*open)(int unit, int flags) = nullptr;
   // A program opened the unit, or closed it.
   void (*opened)(int unit) = nullptr;
   void (*closed)(int unit) = nullptr;

@@ -7,6 +7,7 @@
 // still writes to files that it has open is lost.
 #include <ctype.h>
 #include <errno.h>
+#include <fcntl.h>
 #include <linux/hdreg.h>
 #include <string.h>
 
@@ -67,6 +68,7 @@ constexpr Key kDiskKeys[] = {
      "the number of its generic node, as in /dev/sg0; -1: it has none"},
     {"size", key::Number(0, INT64_MAX).Default(0x100000), "sectors of 512 bytes"},
     {"partitions", key::Rows(kPartitionColumns), "its partitions, in sectors; at most 24"},
+    {"medium", key::Flag(true), "whether a medium is in the drive"},
     {"mounts", key::Flag(true),
      "has a vfat file system, on the first partition or without one on the whole disk"},
     {"files", key::Pairs(),
@@ -110,6 +112,7 @@ void MakeDisk(Section &section) {
   disk.host = section.Number<int32_t>("host");
   disk.generic = static_cast<int32_t>(section.Number("generic", place));
   disk.size = section.Number("size");
+  disk.medium = section.Flag("medium");
   disk.mounts = section.Flag("mounts");
   ReadPartitions(section, disk);
   RefuseTwins(section, disk);
@@ -146,6 +149,12 @@ int Unit(std::string_view path) {
   int partition = 0;
   const Disk *disk = FindNode(path, &partition);
   return disk != nullptr ? static_cast<int>(disk - Disks().data()) : -1;
+}
+
+// Without a medium a drive opens only for those who do not wait for one.
+int Open(int unit, int flags) {
+  const Disk &disk = Disks()[static_cast<size_t>(unit)];
+  return disk.medium || (flags & O_NONBLOCK) != 0 ? 0 : ENOMEDIUM;
 }
 
 // Only drives on the ATA layer take ATA commands.
@@ -251,7 +260,7 @@ const Device kScsi = {
     .paths = kPaths,
     .make = Make,
     .powerOn = Unmounted,
-    .files = FileCalls{.unit = Unit, .ioctl = Ioctl, .sync = Sync},
+    .files = FileCalls{.unit = Unit, .open = Open, .ioctl = Ioctl, .sync = Sync},
     .mounts = MountCalls{.mount = MountVfat, .remounted = Remounted},
     .help = "disks and USB sticks that are plugged in and pulled out",
     .actions = kActions,

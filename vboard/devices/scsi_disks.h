@@ -37,6 +37,7 @@ struct Disk {
   int32_t host;
   int32_t generic;  // -1: no generic node
   bool optical;
+  bool medium;
   bool mounts;
   bool plugged;
   int64_t size;

@@ -193,10 +193,11 @@ int SetTerminal(int unit, const termios *settings) {
   return 0;
 }
 
+// What a program sends is on the wire at once, so that there is never anything of it to drop.
 int Flush(int unit, int queue) {
-  if (queue == TCOFLUSH) return 0;
-  const size_t dropped = Drop(unit);
-  if (dropped > 0) Event("uart%d: %zu received bytes dropped", unit, dropped);
+  const size_t dropped = queue != TCOFLUSH ? Drop(unit) : 0;
+  const char *unsent = queue != TCIFLUSH ? ", and all that is not sent" : "";
+  if (dropped > 0) Event("uart%d: %zu received bytes dropped%s", unit, dropped, unsent);
   return 0;
 }
 

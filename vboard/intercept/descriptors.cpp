@@ -26,6 +26,8 @@ struct Slot {
 // By descriptor. A descriptor beyond the table reaches the plain file.
 std::array<Slot, 1024> slots;
 
+char inherited[PATH_MAX];
+
 Slot *SlotOf(int fd) {
   return Attached() && fd >= 0 && fd < static_cast<int>(slots.size())
              ? &slots[static_cast<size_t>(fd)]
@@ -66,8 +68,28 @@ Special SpecialFile(int fd) {
   return {slot->device, slot->unit, slot->onBoard};
 }
 
+const char *OpenedForChildren() {
+  return inherited;
+}
+
+void OpenedForChildren(const char *name) {
+  snprintf(inherited, sizeof inherited, "%s", name);
+}
+
+int OpenError(const Path &place, int flags) {
+  if (!Attached() || !place.OnBoard()) return 0;
+  const Special special = FindSpecial(place.Name());
+  if (special.device == nullptr) return 0;
+  if (special.device->terminal && (flags & O_NOCTTY) == 0) {
+    Event("terminal: %s opened without O_NOCTTY", place.Name());
+  }
+  const auto *files = special.Own(&Device::files);
+  return files != nullptr && files->open != nullptr ? files->open(special.unit, flags) : 0;
+}
+
 void Opened(const Path &place, int fd) {
   if (!place.OnBoard()) return Assign(fd, {nullptr, 0});
+  if (fd >= 0 && (fcntl(fd, F_GETFD) & FD_CLOEXEC) == 0) OpenedForChildren(place.Name());
   if (fd < 0) {
     if (errno == ENOENT) Event("missing: %s", place.Name());
     return;
@@ -83,6 +105,18 @@ void AdoptDescriptors() {
     char path[PATH_MAX];
     if (OpenedPath(fd, path)) Assign(fd, FindSpecial(path));
   }
+}
+
+bool HasOpenBelow(std::string_view folder) {
+  char path[PATH_MAX];
+  for (int fd = 0; fd < static_cast<int>(slots.size()); ++fd) {
+    if (!SpecialFile(fd).onBoard || !OpenedPath(fd, path)) continue;
+    const std::string_view open = path;
+    if (open.starts_with(folder) && (open.size() == folder.size() || open[folder.size()] == '/')) {
+      return true;
+    }
+  }
+  return false;
 }
 
 bool DescriptorFails(const char *call, int fd) {

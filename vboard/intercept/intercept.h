@@ -55,10 +55,18 @@ struct Special {
 Special SpecialFile(int fd);
 void Assign(int fd, Special special);
 
+// Before an open: the errno value with which what is behind the path refuses it, or 0.
+int OpenError(const Path &place, int flags);
 // After an open of a path: remembers the special file, logs a path that the board lacks.
 void Opened(const Path &place, int fd);
 // At a program's start: remembers the special files that it has inherited.
 void AdoptDescriptors();
+
+// Something was opened without close-on-exec.
+void OpenedForChildren(const char *name);
+
+// Whether this program has something open in a folder of the board.
+bool HasOpenBelow(std::string_view folder);
 
 // True, with errno set, when a planned fault hits this call on this descriptor.
 bool DescriptorFails(const char *call, int fd);

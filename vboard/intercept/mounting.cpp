@@ -1,6 +1,7 @@
 // Mounting and unmounting.
 #include <errno.h>
 #include <string.h>
+#include <sys/mount.h>
 
 #include "vboard/board.h"
 #include "vboard/faults.h"
@@ -32,8 +33,12 @@ int MountResult(int error) {
   return 0;
 }
 
-int UnmountWith(const char *point) {
-  const int error = vboard::CallFails("umount", point) ? errno : vboard::Unmount(point);
+// While this program has files of it open, only MNT_DETACH takes a mount away.
+int UnmountWith(const char *point, int flags) {
+  const bool busy = (flags & MNT_DETACH) == 0 && vboard::HasOpenBelow(point);
+  const int error = vboard::CallFails("umount", point) ? errno
+                    : busy                             ? EBUSY
+                                                       : vboard::Unmount(point);
   Event("unmount: %s%s", point, Outcome(error).c_str());
   return MountResult(error);
 }
@@ -55,12 +60,12 @@ int mount(const char *source, const char *point, const char *type, unsigned long
 
 int umount(const char *point) noexcept {
   NEXT(umount);
-  return Attached() ? UnmountWith(point) : next(point);
+  return Attached() ? UnmountWith(point, 0) : next(point);
 }
 
 int umount2(const char *point, int flags) noexcept {
   NEXT(umount2);
-  return Attached() ? UnmountWith(point) : next(point, flags);
+  return Attached() ? UnmountWith(point, flags) : next(point, flags);
 }
 
 void sync() noexcept {

@@ -38,6 +38,10 @@ template <typename Call>
 int OpenWith(int folder, const char *path, int flags, Call call) {
   const Path place(path, LastOfOpen(flags), folder);
   if (!MayReach("open", place)) return -1;
+  if (const int error = vboard::OpenError(place, flags)) {
+    errno = error;
+    return -1;
+  }
   const int fd = call(place, OpenFlags(place, flags));
   Opened(place, fd);
   return fd;

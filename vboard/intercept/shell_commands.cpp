@@ -81,6 +81,7 @@ FILE *popen(const char *line, const char *mode) {
   if (!Attached()) return next(line, mode);
   const std::string_view way(mode);
   if (way == "r" || way == "re" || way == "w" || way == "we") {
+    if (way.size() == 1) vboard::OpenedForChildren(line);
     return OpenCommand(line, way[0] == 'r');
   }
   errno = EINVAL;

@@ -67,6 +67,7 @@ int socket(int family, int type, int protocol) noexcept {
   if (packet && (type & ~kTypeFlags) != SOCK_PACKET) return Fail(ESOCKTNOSUPPORT);
   const int fd =
       packet ? next(AF_UNIX, SOCK_DGRAM | (type & kTypeFlags), 0) : next(family, type, protocol);
+  if ((type & SOCK_CLOEXEC) == 0) vboard::OpenedForChildren("a socket");
   vboard::Assign(fd, {packet ? NetworkDevice() : nullptr, 0});
   return fd;
 }

@@ -1,6 +1,7 @@
 // Calls on terminals.
 #include <termios.h>
 
+#include "vboard/board.h"
 #include "vboard/intercept/intercept.h"
 
 using vboard::DescriptorFails;
@@ -24,6 +25,7 @@ int tcsetattr(int fd, int actions, const termios *settings) noexcept {
   const Special special = SpecialFile(fd);
   const auto *terminal = special.Own(&Device::terminal);
   if (terminal == nullptr) return next(fd, actions, settings);
+  if (actions != TCSANOW) vboard::Event("terminal: waits until everything is sent");
   if (actions == TCSAFLUSH) terminal->flush(special.unit, TCIFLUSH);
   return terminal->set(special.unit, settings);
 }
