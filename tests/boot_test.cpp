@@ -34,6 +34,8 @@ std::optional<std::string> Get(const char *name) {
 
 class BootTest : public test::BoardTest {
  protected:
+  BootTest() { Keep(test::kFlash); }
+
   void UseSmallBoard() {
     UseBoard(test::SmallBoard(test::kProduct2, 0));
     DvrReadBootParameters();
@@ -90,10 +92,12 @@ TEST_F(BootTest, PlaceAndSizeOfTheBlock) {
       const size_t unit = place == kInEnv ? 1 : 0;
       const uint32_t offset = place == kInEnv ? 0 : place == kNoEnv ? 0x80000 : 0xC0000 - size;
       test::PutFlashBytes(unit, offset, Block("here=1", size));
-      const test::Child child = test::InChild([] {
-        DvrReadBootParameters();
-        return BootEnvSet("new", "2") == 0 && Get("here") == "1" && Get("new") == "2" ? 0 : 1;
-      });
+      const test::Child child = test::InChild(
+          [] {
+            DvrReadBootParameters();
+            return BootEnvSet("new", "2") == 0 && Get("here") == "1" && Get("new") == "2" ? 0 : 1;
+          },
+          test::kFlash);
       EXPECT_EQ(0, child.exitStatus);
       char text[64];
       snprintf(text, sizeof text, "envoffset = %x\nBOOT_ENV_SIZE = %x\n", offset, size);
@@ -167,10 +171,12 @@ TEST_F(BootTest, Transcripts) {
     if (fault.call[0] != '\0') {
       vboard::PlanFault(fault.call, "/dev/mtd0", EIO, fault.nth, fault.repeat);
     }
-    const test::Child child = test::InChild([value = value] {
-      DvrReadBootParameters();
-      return BootEnvSet("xuart", value) == 0 ? 0 : 1;
-    });
+    const test::Child child = test::InChild(
+        [value = value] {
+          DvrReadBootParameters();
+          return BootEnvSet("xuart", value) == 0 ? 0 : 1;
+        },
+        test::kFlash);
     EXPECT_EQ(printed, child.printed);
     EXPECT_EQ(left == kNew ? 0 : 1, child.exitStatus);
     const std::string after = FlashBytes(0);
@@ -190,11 +196,13 @@ TEST_F(BootTest, SignalsWaitForTheEndOfASave) {
         SCOPED_TRACE(testing::Message() << strsignal(number) << threaded << hasHandler);
         UseSmallBoard();
         vboard::PlanFault("write", "/dev/mtd0", -number, 1, false);
-        const test::Child child = test::InChild([=] {
-          if (hasHandler) signal(number, [](int) { handled = 1; });
-          if (threaded) std::thread(pause).detach();
-          return BootEnvSet("xuart", "7") == 0 ? handled : -1;
-        });
+        const test::Child child = test::InChild(
+            [=] {
+              if (hasHandler) signal(number, [](int) { handled = 1; });
+              if (threaded) std::thread(pause).detach();
+              return BootEnvSet("xuart", "7") == 0 ? handled : -1;
+            },
+            test::kFlash);
         EXPECT_EQ(hasHandler ? 0 : number, child.signal);
         EXPECT_EQ(hasHandler ? 1 : -1, child.exitStatus);
         EXPECT_EQ("7", Get("xuart"));

@@ -28,6 +28,7 @@ class ClockTest : public test::BoardTest {
     UseBoard("summary = \"a clock\"\n[clock]\n" + clock);
     vboard::PowerOn();
     vboard::SetSpeed(0);
+    Keep({"/dev/gpioi2c"});
     if (!time.empty()) vboard::Act("clock set " + time);
     Events();
   }

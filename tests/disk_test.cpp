@@ -182,7 +182,7 @@ const std::string kThreeDisks =
     Disk("recordings", 0, "letter = \"a\"\n") +
     Disk("stick", 4,
          "letter = \"b\"\nvendor = \"Generic\"\nplugged = false\nfiles.\"old\" = \"kept\"\n") +
-    Disk("recorder", 5, "kind = \"optical\"\nletter = \"0\"\n");
+    Disk("recorder", 5, "kind = \"optical\"\nletter = \"0\"\nmedium = false\n");
 
 TEST_F(DiskTest, DrivesTakeTheStandbyTimerAndTheFlush) {
   UseDisks(kThreeDisks);
@@ -236,6 +236,8 @@ TEST_F(DiskTest, SticksComeAndGo) {
   ASSERT_EQ(0, mount("/dev/sdb", "/share", "vfat", 0, nullptr));
   const int fd = open("/share/log", O_RDWR | O_CREAT | O_CLOEXEC, 0644);
   EXPECT_EQ(3, write(fd, "one", 3));
+  EXPECT_EQ(-1, umount("/share"));
+  EXPECT_EQ(EBUSY, errno);
   vboard::Act("stick pull stick");
   EXPECT_EQ(-1, write(fd, "two", 3));
   EXPECT_EQ(EIO, errno);

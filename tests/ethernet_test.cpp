@@ -36,6 +36,8 @@ std::string At(int line, const std::string &text) {
 
 class EthernetTest : public test::BoardTest {
  protected:
+  EthernetTest() { Keep(test::kFlash); }
+
   // A board with these interfaces, each with these keys, and settings files.
   void Use(const std::vector<std::string> &names, const std::string &keys = "",
            uint64_t identifier = kType2) {

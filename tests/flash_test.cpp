@@ -42,6 +42,8 @@ int FreeDescriptor() {
 
 class FlashTest : public test::BoardTest {
  protected:
+  FlashTest() { Keep(test::kFlash); }
+
   void UseSectors(unsigned count) {
     UseBoard(
         test::FlashBoard(test::kProduct2, 0, kSector, test::Partitions(count, {"part", kSector})));
@@ -55,13 +57,15 @@ class FlashTest : public test::BoardTest {
     SCOPED_TRACE(testing::Message() << product << ", first partition " << partitions[0].second);
     UseBoard(test::FlashBoard(product, 0, kSector, partitions));
     test::PutFlashBytes(0, partitions[0].second - kSector, test::Block("xuart=0", kSector));
-    const test::Child child = test::InChild([&] {
-      DvrReadBootParameters();
-      FlashInit();
-      Events();
-      checks();
-      return HasFailure() ? 1 : 0;
-    });
+    const test::Child child = test::InChild(
+        [&] {
+          DvrReadBootParameters();
+          FlashInit();
+          Events();
+          checks();
+          return HasFailure() ? 1 : 0;
+        },
+        test::kFlash);
     EXPECT_EQ(0, child.exitStatus) << child.printed;
   }
 };
@@ -99,13 +103,17 @@ TEST_F(FlashTest, PartitionLists) {
     std::filesystem::remove(vboard::RootPath("/proc/mtd"));
     if (row.list) PutList(*row.list);
     if (row.call[0] != '\0') vboard::PlanFault(row.call, row.path, EIO, 1, false);
-    const test::Child child = test::InChild([] {
-      const int before = FreeDescriptor();
-      FlashPartitionTable table;
-      if (FlashInit() == 0) return FlashGetPartitionTable(&table) + static_cast<int>(table.count);
-      const bool closed = FlashFindPartition("\"part0\"") == nullptr && FreeDescriptor() == before;
-      return closed ? kFailed : kLeaks;
-    });
+    const test::Child child = test::InChild(
+        [] {
+          const int before = FreeDescriptor();
+          FlashPartitionTable table;
+          if (FlashInit() == 0)
+            return FlashGetPartitionTable(&table) + static_cast<int>(table.count);
+          const bool closed =
+              FlashFindPartition("\"part0\"") == nullptr && FreeDescriptor() == before;
+          return closed ? kFailed : kLeaks;
+        },
+        test::kFlash);
     EXPECT_EQ(row.result, child.exitStatus);
     EXPECT_EQ(row.printed, child.printed);
   }

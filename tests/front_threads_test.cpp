@@ -1,6 +1,8 @@
 // The front panel's threads: the scanner of keys and remote control, and the receiver of the
 // microcontroller's frames.
 #include <signal.h>
+#include <time.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -122,31 +124,57 @@ TEST_F(FrontThreadsTest, KeysWorkWithoutReceiver) {
   EXPECT_EQ("LIBDVR : open /dev/Hi_IR failed\n", finding.printed);
 }
 
-// Without its drivers the scanner neither floods the console nor takes the processor.
-TEST_F(FrontThreadsTest, MissingDriversAreAskedAtThePaceOfTheScans) {
-  constexpr std::pair<const char *, const char *> kMissing[] = {{"open", "/dev/hi_gpio"},
-                                                                {"read", "/dev/Hi_IR"}};
-  UsePanel("oem2");
-  for (const auto &[call, device] : kMissing) {
-    SCOPED_TRACE(device);
+// The scanner passes ten times a second: it waits for the receiver, or pauses where there is none
+// or it is gone. The faults tell the passes apart: a line's driver is asked twice in each.
+TEST_F(FrontThreadsTest, APassTakesATenthOfASecond) {
+  constexpr struct {
+    const char *receiver, *call, *device;
+    size_t faultsAPass;
+    bool gone;
+  } kRows[] = {{"true", "open", "/dev/hi_gpio", 2, false},
+               {"false", "open", "/dev/hi_gpio", 2, false},
+               {"true", "read", "/dev/Hi_IR", 1, true}};
+  constexpr size_t kPasses = 7;
+  for (const auto &row : kRows) {
+    SCOPED_TRACE(std::string(row.receiver) + " " + row.device);
+    UsePanel("oem2", std::string("infrared.fitted = ") + row.receiver + "\n");
     const Finding finding = FindOn(4, 2, [&] {
-      vboard::SetSpeed(1);
-      vboard::PlanFault(call, device, ENODEV, 1, true);
-      Events();
-      const auto start = std::chrono::steady_clock::now();
+      vboard::SetSpeed(10);
+      vboard::PlanFault(row.call, row.device, ENODEV, 1, true);
       test::Thread scanner(FrontScanProc);
-      Send(1, 1);
-      for (size_t faults = 0; faults < 8;) {
-        for (const std::string &event : Events()) faults += event.starts_with("fault") ? 1 : 0;
-        usleep(1000);
-      }
-      const auto elapsed = std::chrono::steady_clock::now() - start;
+      if (row.gone) Send(1, 1);
+      const size_t last = kPasses * row.faultsAPass;
+      while (Times("fault").size() <= last) usleep(20'000);
       FrontboardStop();
       scanner.Join();
-      return std::string(elapsed < std::chrono::milliseconds(200) ? "flood" : "paced");
+      const double passes = Times("fault")[last] - Times("fault")[0];
+      return std::string(passes < 0.1 * kPasses ? "too fast" : "in time");
     });
-    EXPECT_EQ("paced", finding.result);
+    EXPECT_EQ("in time", finding.result);
   }
+}
+
+// A busy reader would take nearly all of the processor's time.
+TEST_F(FrontThreadsTest, WaitingForAKeyTakesNoProcessorTime) {
+  UsePanel("oem8");
+  vboard::SetSpeed(1);
+  const Finding finding = Find([] {
+    test::Thread scanner(FrontScanProc);
+    std::thread person([] {
+      usleep(300'000);
+      Send(1, 1);
+    });
+    const clock_t start = clock();
+    const auto begin = std::chrono::steady_clock::now();
+    ReadKey();
+    const std::chrono::duration<double> waited = std::chrono::steady_clock::now() - begin;
+    const double worked = static_cast<double>(clock() - start) / CLOCKS_PER_SEC;
+    person.join();
+    FrontboardStop();
+    scanner.Join();
+    return std::string(worked < waited.count() / 4 ? "idle" : "busy");
+  });
+  EXPECT_EQ("idle", finding.result);
 }
 
 TEST_F(FrontThreadsTest, StartBesideAReaderOfKeys) {
@@ -321,6 +349,26 @@ TEST_F(FrontThreadsTest, MicrocontrollersFrames) {
         "LIBDVR : McuProc = " + finding.result.substr(16) + "\nLIBDVR : Reset Mcu\n" + row.printed,
         finding.printed);
   }
+}
+
+// The microcontroller gets 400 ms to reset; its bytes are looked for every 10 ms, and there are 10
+// ms behind a frame.
+TEST_F(FrontThreadsTest, TheMicrocontrollerIsReadAtItsPace) {
+  UseBoard(kMcuBoard);
+  vboard::SetSpeed(10);
+  const Finding finding = Find([] {
+    const double start = vboard::BoardTime();
+    test::Thread receiver(McuProc);
+    while (Times(kPortIsOpen).empty()) usleep(20'000);
+    const double sent = vboard::BoardTime();
+    vboard::Act("mcu send ff5a020101ff5a020102ff5a020103ff5a020104ff5a020105");
+    while (Frame(1) != "020105 0100 0") usleep(1000);
+    const double read = vboard::BoardTime() - sent;
+    return std::string(Times(kPortIsOpen)[0] - start < 0.4 ? "opened too early"
+                                                           : "opened in time") +
+           (read < 0.01 * (5 * 2 + 4) ? ", read too fast" : ", read in time");
+  });
+  EXPECT_EQ("opened in time, read in time", finding.result);
 }
 
 TEST_F(FrontThreadsTest, BoardWithoutMicrocontrollersPort) {

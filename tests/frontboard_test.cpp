@@ -1,12 +1,15 @@
 // The front panel's operations: which panel a board has, its keys, remote control and LEDs.
+#include <fcntl.h>
 #include <inttypes.h>
 #include <sys/ioctl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <map>
 
 #include "libsys/uart.h"
 #include "tests/support/panel_test.h"
+#include "tests/support/table.h"
 
 namespace {
 
@@ -24,27 +27,19 @@ void SetVariants(int32_t value) {
 // A port that is none makes everything fail that uses the front board's port.
 TEST_F(FrontboardTest, EveryBoardHasItsPanel) {
   UseBoard("summary = \"a board of any identity\"\n");
-  const std::map<int, uint64_t> identifiers = {
-      {2, 0x4},
-      {4, 0x10},
-      {7, 0x1004000000000050},
-      {27, 0x4a20000000000000},
-      {30, 0x4121000000000000},
-      {31, 0x4141000000000000},
-      {32, 0x4149000000000000},
-  };
   const auto lines = Lines("front_choice.txt");
   EXPECT_EQ(21U, lines.size());
   for (const std::string &line : lines) {
     SCOPED_TRACE(line);
     int product = 0, variants = 0;
     ASSERT_EQ(2, sscanf(line.c_str(), "%d %d", &product, &variants));
-    const Finding finding = FindOn(identifiers.at(product), 0, [&] {
+    const uint64_t identifier = test::IdentifierOf(std::to_string(product), product <= 7);
+    const Finding finding = FindOn(identifier, 0, [&] {
       SetVariants(variants);
       UartFrontboardIndex = 9;
       std::string read, write, init, exit;
       for (uint32_t oem = 0; oem <= 20; ++oem) {
-        WriteIdentity(identifiers.at(product), oem);
+        test::WriteIdentity(identifier, oem);
         DvrReadBootParameters();
         Event event = {0xff, 0xdd, 0x09, 0};
         read += FrontboardRead(event.data(), 3) < 0 ? '.' : '+';
@@ -258,6 +253,7 @@ std::string EveryLed() {
     text += Effect(gpio, {0xfe, 0xdd, command[2], 0}, 4);
     text += Effect(gpio, {0xff, 0xdc, command[2], 0}, 4);
   }
+  close(gpio);
   return text;
 }
 

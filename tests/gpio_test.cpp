@@ -4,12 +4,11 @@
 #include <errno.h>
 #include <string.h>
 
-#include <filesystem>
-
 #include "tests/support/board_test.h"
 
 namespace {
 
+using test::Descriptors;
 using test::Printed;
 using testing::ElementsAre;
 
@@ -19,7 +18,10 @@ constexpr unsigned kNever = 1'000'000;
 
 class GpioTest : public test::BoardTest {
  protected:
-  void SetUp() override { UseBoard("summary = \"lines and registers\"\n"); }
+  void SetUp() override {
+    UseBoard("summary = \"lines and registers\"\n");
+    Keep({kGpio, kMemory, kMemory});
+  }
 };
 
 // How often a device has been opened since the first call, by a planned fault that never comes.
@@ -29,16 +31,6 @@ unsigned Openings(const char *device) {
   }
   vboard::PlanFault("open", device, EIO, kNever, true);
   return 0;
-}
-
-// How many descriptors of a device this process has.
-size_t Descriptors(const char *device) {
-  size_t count = 0;
-  for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-    std::error_code error;
-    if (read_symlink(entry.path(), error) == vboard::RootPath(device)) ++count;
-  }
-  return count;
 }
 
 TEST_F(GpioTest, LevelsAndDirections) {

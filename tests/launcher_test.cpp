@@ -1,7 +1,9 @@
 // The launcher as a whole: the real program on a board, its console and what it does to the
 // board compared line by line. Lines that begin with '*' are events.
+#include <errno.h>
 #include <fcntl.h>
-#include <sys/ioctl.h>
+#include <signal.h>
+#include <sys/mount.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -312,15 +314,6 @@ INSTANTIATE_TEST_SUITE_P(
                255}),
     [](const auto &row) { return row.param.name; });
 
-// The bytes that the port's other side sent and nobody has read.
-int Unread(const char *port) {
-  const int fd = open(vboard::RootPath(port).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  int count = -1;
-  ioctl(fd, FIONREAD, &count);
-  close(fd);
-  return count;
-}
-
 // The launcher never asks for the board's wiring, so its panels are read as they are.
 TEST_F(LauncherTest, Oem6KeysComeUntranslatedAndTheSupervisorThenWaitsForGood) {
   const vboard::Plan plan = vboard::MakeBoard(SOURCE_FOLDER "/boards/panel-oem6-serial.toml",
@@ -333,14 +326,15 @@ TEST_F(LauncherTest, Oem6KeysComeUntranslatedAndTheSupervisorThenWaitsForGood) {
   ASSERT_TRUE(machine.WaitFor("uart2: 9600 baud", kPatience));
   const auto unreadAfter = [&](const char *action, int unread) {
     vboard::Act(action);
-    for (int look = 0; look < 1000 && Unread("/dev/ttyAMA2") != unread; ++look) machine.Run(0.01);
-    return Unread("/dev/ttyAMA2");
+    for (int look = 0; look < 1000 && test::Waiting("/dev/ttyAMA2") != unread; ++look)
+      machine.Run(0.01);
+    return test::Waiting("/dev/ttyAMA2");
   };
   EXPECT_EQ(0, unreadAfter("frontboard send ff1a0c01", 0));  // no service key: read, and read on
   EXPECT_EQ(0, unreadAfter("frontboard send ff010c01", 0));  // a translation would have changed it
   EXPECT_EQ(4, unreadAfter("frontboard send ff1afe01", 4));
   machine.Run(0.2);  // 200 seconds of board time
-  EXPECT_EQ(4, Unread("/dev/ttyAMA2"));
+  EXPECT_EQ(4, test::Waiting("/dev/ttyAMA2"));
   EXPECT_FALSE(machine.WaitFor("start: /var/Vantor", 0));
 }
 
@@ -420,6 +414,35 @@ TEST_F(LauncherTest, RestartsLeaveNothingBehind) {
   }
 }
 
+// Its front board fails for good.
+TEST_F(LauncherTest, TheSupervisorAsksForKeysTenTimesASecondAtMost) {
+  const vboard::Plan plan = vboard::MakeBoard(SOURCE_FOLDER "/boards/panel-oem6-serial.toml",
+                                              Folder() + "/board", PROGRAMS_FOLDER);
+  vboard::SetSpeed(10);
+  vboard::PlanFault("read", "/dev/ttyAMA2", EIO, 1, true);
+  vboard::Machine machine(plan);
+  machine.Start();
+  constexpr size_t kReads = 4;
+  for (size_t read = 0; read <= kReads; ++read) {
+    ASSERT_TRUE(machine.WaitFor("fault: read /dev/ttyAMA2", kPatience));
+  }
+  const std::vector<double> times = Times("fault: read /dev/ttyAMA2");
+  EXPECT_GE(times[kReads] - times[0], 0.1 * kReads);
+}
+
+// Whoever started the launcher has a file open there.
+TEST_F(LauncherTest, AConfigPartitionThatIsInUseIsMountedAnew) {
+  UseBoard(kDirectBoard);
+  vboard::PlanFault("exec", "/opt/app/Quillon", -SIGKILL, 1, false);
+  test::InChild([] {
+    mount("/dev/mtdblock1", "/opt/sav", "jffs2", 0, nullptr);
+    dup2(open("/opt/sav/Config/inherited", O_WRONLY | O_CREAT | O_CLOEXEC, 0600), STDERR_FILENO);
+    vboard::ExecuteOnBoard(PROGRAMS_FOLDER "/sentrel", {"sentrel", "/opt/app/Quillon"});
+    return 1;
+  });
+  EXPECT_THAT(Events(), testing::Contains("unmount: /opt/sav"));
+}
+
 TEST_F(LauncherTest, FlagFileKeepsWhatFollowsTheFirstTwoBytes) {
   PlaySmall(Start(kStart, "\"wait quillon is running\""),
             Replaced(kSupervisedBoard, "files.\"Config/\" = \"\"",
@@ -429,7 +452,8 @@ TEST_F(LauncherTest, FlagFileKeepsWhatFollowsTheFirstTwoBytes) {
 }
 
 TEST_F(LauncherTest, ApplicationInheritsThreeDescriptors) {
-  const std::string board = Replaced(kDirectBoard, "\"standalone\"", "\"descriptors\"");
+  std::string board = Replaced(kDirectBoard, "\"standalone\"", "\"descriptors\"");
+  board = Replaced(board, "files.\"Config/\" = \"\"", "files.\"Log/Log\" = \"ended\"");
   const std::string text = PlaySmall(Start(kStart, "\"wait descriptors:\""), board).text;
   EXPECT_NE(std::string::npos, text.find("descriptors: 0 1 2\n")) << text;
 }

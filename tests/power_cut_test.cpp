@@ -43,6 +43,8 @@ int ReadAndSetNext() {
 
 class PowerCutTest : public test::BoardTest {
  protected:
+  PowerCutTest() { Keep(test::kFlash); }
+
   // Makes a board with the old list in a block of one sector.
   void UseFlash(test::Product product, uint32_t sectorSize, const test::Partitions &partitions,
                 size_t unit, uint32_t offset) {
@@ -74,7 +76,7 @@ class PowerCutTest : public test::BoardTest {
       task();
       return 0;
     };
-    EXPECT_EQ(0, test::InChild(run).exitStatus);
+    EXPECT_EQ(0, test::InChild(run, test::kFlash).exitStatus);
     EXPECT_EQ(operations, vboard::State().flashOperations);
     int cuts = 0;
     for (unsigned operation = 1; operation <= operations; ++operation) {
@@ -99,7 +101,7 @@ class PowerCutTest : public test::BoardTest {
     int counts[5] = {};
     const auto save = [] { BootEnvSet("xuart", "console"); };
     const int cuts = CutEverywhere(2, save, [&] {
-      const test::Child child = test::InChild(ReadAndSetNext);
+      const test::Child child = test::InChild(ReadAndSetNext, test::kFlash);
       ASSERT_TRUE(child.exitStatus >= 0 && child.exitStatus <= kReadsEmpty) << child.exitStatus;
       ++counts[child.exitStatus];
       std::vector<std::string> chip = Chip();

@@ -1,6 +1,7 @@
 // Programs that are started with their standard descriptors closed: nothing that they print ends up
 // in a device or a file.
 #include <fcntl.h>
+#include <pthread.h>
 #include <signal.h>
 #include <stdio.h>
 #include <string.h>
@@ -9,6 +10,7 @@
 
 #include "libsys/boot.h"
 #include "libsys/flash.h"
+#include "libsys/frontboard.h"
 #include "libsys/gpio.h"
 #include "libsys/network.h"
 #include "libsys/serial.h"
@@ -29,6 +31,11 @@ void CloseStandardDescriptors() {
   for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) close(fd);
 }
 
+// What the test itself has inherited goes no further.
+void KeepToOneself() {
+  for (const auto &[fd, file] : test::OpenFiles()) fcntl(fd, F_SETFD, FD_CLOEXEC);
+}
+
 // Closed, or /dev/null.
 bool LeadNowhere() {
   struct stat null = {};
@@ -40,7 +47,8 @@ bool LeadNowhere() {
   return true;
 }
 
-TEST_F(StandardDescriptorsTest, TheLibraryKeepsNoDeviceOpenAsOne) {
+// A program that is started then inherits the standard descriptors and nothing else.
+TEST_F(StandardDescriptorsTest, TheLibraryKeepsNoDeviceOpenAsOneNorForPrograms) {
   UseBoard(kBoard);
   uint8_t byte = 0;
   const std::function<bool()> operations[] = {
@@ -48,20 +56,48 @@ TEST_F(StandardDescriptorsTest, TheLibraryKeepsNoDeviceOpenAsOne) {
       [] { return BootEnvInit() == 0; },
       [] { return GpioWrite(3, 1, 0) == 0; },
       [&] { return DvrPhysicalMemoryAccess(0x200A0018, &byte, 1, 0) == 1; },
+      [&] { return DvrPhysicalMemoryAccess(0x2005005C, &byte, 1, 0) == 1; },
       [] { return I2cOpen() == 0; },
+      [] { return UartDeviceOpen(1) == 0; },
       [] { return UartDeviceOpen(2) == 0; },
+      [] { return UartDeviceCreate(0) == 0; },
+      [] { return UartDeviceOpen(0) == 0; },
       [] { return SerialInit() == 1; },
       [] { return WatchdogStart() == 0; },
+      [] {
+        pthread_t scanner;
+        pthread_create(&scanner, nullptr, FrontScanProc, nullptr);
+        while (test::Descriptors("/dev/Hi_IR") == 0) usleep(1000);
+        return true;
+      },
   };
   const test::Child child = test::InChild([&] {
+    KeepToOneself();
+    const int output = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 100);
     DvrReadBootParameters();
     for (size_t i = 0; i < std::size(operations); ++i) {
       CloseStandardDescriptors();
       if (!operations[i]() || !LeadNowhere()) return static_cast<int>(i) + 1;
     }
-    return 0;
+    for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) dup2(output, fd);
+    vboard::ExecuteOnBoard(PROGRAMS_FOLDER "/descriptors", {"descriptors"});
+    return -1;
   });
-  EXPECT_EQ(0, child.exitStatus);  // else which of them
+  EXPECT_EQ(3, child.exitStatus);  // else which operation, from 1, or else how many descriptors
+  EXPECT_THAT(child.printed, testing::EndsWith("descriptors: 0 1 2\n"));
+}
+
+// Where the power goes while the launcher works, all that it has printed is in the file.
+TEST_F(StandardDescriptorsTest, TheLaunchersOutputReachesAFileLineByLine) {
+  UseBoard(kBoard);
+  vboard::PlanFault("mount", "/dev/mtdblock3", -SIGKILL, 1, false);
+  const std::string file = Folder() + "/console";
+  test::InChild([&] {
+    dup2(open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600), STDOUT_FILENO);
+    vboard::ExecuteOnBoard(PROGRAMS_FOLDER "/sentrel", {"sentrel", "/opt/app/none"});
+    return 1;
+  });
+  EXPECT_THAT(vboard::ReadFile(file), testing::EndsWith("xapp = 1, xuart  = 0\n"));
 }
 
 // The operation names the script that it does not run while the file is open.
@@ -85,7 +121,7 @@ TEST_F(StandardDescriptorsTest, MessagesStayOutOfTheFilesThatAreWritten) {
 
 TEST_F(StandardDescriptorsTest, ProgramsLeaveTheFlashAlone) {
   const std::vector<std::string> commands[] = {
-      {"sentrel", "/opt/app/none"},
+      {"sentrel", "/opt/app/descriptors"},
       {"boardctl", "env", "list"},
       {"boardctl", "nothing"},
       {"boardctl", "flash", "list"},
@@ -94,18 +130,22 @@ TEST_F(StandardDescriptorsTest, ProgramsLeaveTheFlashAlone) {
   };
   for (const std::vector<std::string> &command : commands) {
     SCOPED_TRACE(command.back());
-    UseBoard(kBoard);
-    // Two would run for ever.
-    vboard::PlanFault("exec", "/opt/app/none", -SIGKILL, 1, false);
+    UseBoard(std::string(kBoard) + "[programs]\n\"/opt/app/descriptors\" = \"descriptors\"\n");
+    // It would run for ever.
     vboard::PlanFault("ioctl", "/dev/watchdog", -SIGKILL, 3, false);
     const std::string boot = test::FlashBytes(0), config = test::FlashBytes(3);
     test::InChild([&] {
+      KeepToOneself();
       CloseStandardDescriptors();
       vboard::ExecuteOnBoard(PROGRAMS_FOLDER "/" + command[0], command);
       return 0;
     });
     EXPECT_TRUE(boot == test::FlashBytes(0));
     EXPECT_TRUE(config == test::FlashBytes(3));
+    // The launcher's application has the three, closed ones or not.
+    if (command[0] == "sentrel") {
+      EXPECT_THAT(Events(), testing::Contains("exit: status 3"));
+    }
   }
 }
 

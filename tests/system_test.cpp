@@ -12,6 +12,7 @@
 #include "libsys/boot.h"
 #include "libsys/frontboard.h"
 #include "libsys/system.h"
+#include "libsys/timer.h"
 #include "libsys/version.h"
 #include "libsys/watchdog.h"
 #include "tests/support/board_test.h"
@@ -20,8 +21,13 @@ namespace {
 
 using test::Printed;
 
+const test::Paths kKept = {"/dev/hi_gpio", "/dev/ttyAMA1", "/dev/ttyAMA2",
+                           "/dev/mtd0",    "/dev/mtd1",    "/dev/mtd2"};
+
 class SystemTest : public test::BoardTest {
  protected:
+  SystemTest() { Keep(kKept); }
+
   // A board of chip/board type 2 and product type 2, unless the identifier says otherwise.
   void Start(uint32_t oem, const std::string &more = "", uint64_t identifier = 4) {
     UseBoard(test::SmallBoard(identifier, oem, more));
@@ -79,8 +85,14 @@ TEST_F(SystemTest, MemoryAndTime) {
   EXPECT_EQ("LIBDVR : FILE -> System/system.c, LINE -> 258: SystemGetCaps Failed\n",
             Printed([&] { EXPECT_EQ(-1, SystemGetCaps(&caps)); }));
   const uint32_t begin = SystemGetMsec();
+  const double start = vboard::BoardTime();
+  TimerStart(
+      nullptr, [](int) {}, nullptr, 10);  // does not shorten the sleep
   SystemSleepMsec(50);
+  TimerStart(
+      nullptr, [](int) {}, nullptr, 0);
   EXPECT_GE(SystemGetMsec() - begin, 40U);
+  EXPECT_GE(vboard::BoardTime() - start, 0.05);
 }
 
 TEST_F(SystemTest, Fan) {
@@ -90,12 +102,14 @@ TEST_F(SystemTest, Fan) {
   } const rows[] = {{4, {}}, {16, {"gpio: 0,6 output", "gpio: 0,6 = 1"}}};
   for (const auto &row : rows) {
     SCOPED_TRACE(row.identifier);
-    const test::Child child = test::InChild([&] {
-      Start(0, "", row.identifier);
-      EXPECT_EQ(0, SystemFanControl(3));
-      EXPECT_EQ(row.events, Events());
-      return HasFailure() ? 1 : 0;
-    });
+    const test::Child child = test::InChild(
+        [&] {
+          Start(0, "", row.identifier);
+          EXPECT_EQ(0, SystemFanControl(3));
+          EXPECT_EQ(row.events, Events());
+          return HasFailure() ? 1 : 0;
+        },
+        kKept);
     EXPECT_EQ(0, child.exitStatus) << child.printed;
   }
 }
@@ -164,22 +178,24 @@ TEST_F(SystemTest, CommandsThatEndTheBoard) {
   };
   const std::string standby = "disk: sda command e3 0c 00 00";  // 12 times 5 seconds
   for (const auto &row : rows) {
-    const test::Child child = test::InChild([&] {
-      Start(row.oem,
-            "[[scsi.disk]]\nname = \"recordings\"\nhost = 0\nletter = \"a\"\nsize = 1000\n",
-            row.identifier);
-      vboard::SetSpeed(1000);
-      FrontboardVariantB = row.alarmBoard;
-      FrontboardInit();
-      Events();
-      std::vector<std::string> reboot = {standby, "disk: sda flushed", "sleep: 2 s"};
-      reboot.insert(reboot.end(), row.reboot.begin(), row.reboot.end());
-      EXPECT_EQ(row.rebooted, SystemReboot());
-      EXPECT_EQ(reboot, Events());
-      EXPECT_EQ(4, SystemShutdown());
-      EXPECT_THAT(Events(), testing::ElementsAre(standby, "sleep: 2 s", row.powerOff));
-      return HasFailure() ? 1 : 0;
-    });
+    const test::Child child = test::InChild(
+        [&] {
+          Start(row.oem,
+                "[[scsi.disk]]\nname = \"recordings\"\nhost = 0\nletter = \"a\"\nsize = 1000\n",
+                row.identifier);
+          vboard::SetSpeed(1000);
+          FrontboardVariantB = row.alarmBoard;
+          FrontboardInit();
+          Events();
+          std::vector<std::string> reboot = {standby, "disk: sda flushed", "sleep: 2 s"};
+          reboot.insert(reboot.end(), row.reboot.begin(), row.reboot.end());
+          EXPECT_EQ(row.rebooted, SystemReboot());
+          EXPECT_EQ(reboot, Events());
+          EXPECT_EQ(4, SystemShutdown());
+          EXPECT_THAT(Events(), testing::ElementsAre(standby, "sleep: 2 s", row.powerOff));
+          return HasFailure() ? 1 : 0;
+        },
+        kKept);
     EXPECT_EQ(0, child.exitStatus) << child.printed;
   }
 }
@@ -231,17 +247,19 @@ TEST_F(SystemTest, Abilities) {
   };
   for (const auto &row : rows) {
     SCOPED_TRACE(row.identifier);
-    const test::Child child = test::InChild([&] {
-      Start(row.oem, "", row.identifier);
-      DvrBoardByte = 9;
-      SystemAbility ability = {};
-      EXPECT_EQ(0, SystemGetAbility(&ability));
-      std::vector<int> flags = row.flags;
-      flags[1] = DvrGetHwidInformation(AUDIO_CHANNEL);
-      EXPECT_EQ(flags, std::vector<int>(ability.flags, ability.flags + 9));
-      EXPECT_EQ(9U, ability.boardByte);
-      return HasFailure() ? 1 : 0;
-    });
+    const test::Child child = test::InChild(
+        [&] {
+          Start(row.oem, "", row.identifier);
+          DvrBoardByte = 9;
+          SystemAbility ability = {};
+          EXPECT_EQ(0, SystemGetAbility(&ability));
+          std::vector<int> flags = row.flags;
+          flags[1] = DvrGetHwidInformation(AUDIO_CHANNEL);
+          EXPECT_EQ(flags, std::vector<int>(ability.flags, ability.flags + 9));
+          EXPECT_EQ(9U, ability.boardByte);
+          return HasFailure() ? 1 : 0;
+        },
+        kKept);
     EXPECT_EQ(0, child.exitStatus) << child.printed;
   }
 }

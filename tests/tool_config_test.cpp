@@ -231,18 +231,20 @@ TEST_F(ToolConfigTest, SystemInformationStartPutsItInForce) {
   for (const Start &start : kStarts) {
     SCOPED_TRACE(std::to_string(start.oem) + " " + (start.file ? start.file : "none"));
     UseBoard(test::SmallBoard(start.identifier, start.oem, start.sections));
-    const test::Child child = test::InChild([&] {
-      // Nothing of an earlier start is left in the numbers.
-      const std::string file = vboard::RootPath(kFile);
-      vboard::WriteFile(file, "Max Encode=9\nPlayback Limit Number=3\nVgaResolution=3\n");
-      int32_t failed = DvrSystemInformationStart();
-      std::filesystem::remove(file);
-      if (start.file != nullptr) vboard::WriteFile(file, start.file);
-      failed |= DvrSystemInformationStart();
-      printf("facts: ");
-      PrintFacts();
-      return failed;
-    });
+    const test::Child child = test::InChild(
+        [&] {
+          // Nothing of an earlier start is left in the numbers.
+          const std::string file = vboard::RootPath(kFile);
+          vboard::WriteFile(file, "Max Encode=9\nPlayback Limit Number=3\nVgaResolution=3\n");
+          int32_t failed = DvrSystemInformationStart();
+          std::filesystem::remove(file);
+          if (start.file != nullptr) vboard::WriteFile(file, start.file);
+          failed |= DvrSystemInformationStart();
+          printf("facts: ");
+          PrintFacts();
+          return failed;
+        },
+        {"/dev/hi_gpio", "/dev/gpioi2c"});
     EXPECT_EQ(0, child.exitStatus);
     const size_t facts = child.printed.find("facts: ");
     ASSERT_NE(std::string::npos, facts) << child.printed;
@@ -251,6 +253,7 @@ TEST_F(ToolConfigTest, SystemInformationStartPutsItInForce) {
 }
 
 TEST_F(ToolConfigTest, SystemInformationStartNamesTheChips) {
+  Keep({"/dev/gpioi2c"});
   const char *const videoChips[] = {"No chip", "TW2826", "TW2868",         "TW2835",
                                     "TW2836",  "TW2864", "TW2867(TW2866)", "Unknow"};
   const char *const dspChips[] = {"Unknow",  "500M BF561", "600m BF561", "DM643",

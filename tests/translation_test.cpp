@@ -127,26 +127,11 @@ class TranslationTest : public test::SerialTest {
 
   // Runs the function on the board PRODUCT/OEM/VARIANT-A.
   static std::string On(const std::string &board, const std::function<void()> &function) {
-    static const std::map<int, uint64_t> kIdentifiers = {
-        {2, 4},
-        {3, 8},
-        {4, 16},
-        {7, test::Second(2, 16)},
-        {9, test::Second(3, 8)},
-        {10, test::Second(3, 16)},
-        {13, test::Second(4, 8)},
-        {17, test::Second(6, 8)},
-        {40, test::Second(3, 8, 1)},
-        {41, test::Second(3, 16, 1)},
-        {42, test::Second(3, 24, 1)},
-        {43, test::Second(3, 32, 1)},
-        {46, test::Second(6, 16, 1)},
-    };
     int product = 0;
     int variant = 0;
     unsigned oem = 0;
     if (sscanf(board.c_str(), "%d/%u/%d", &product, &oem, &variant) != 3) return "no board";
-    return OnBoard(kIdentifiers.at(product), oem, [&] {
+    return OnBoard(test::IdentifierOf(std::to_string(product), product <= 4), oem, [&] {
       if (DvrGetProductType() != product) printf("product %d\n", DvrGetProductType());
       FrontboardVariantA = variant;
       UartDeviceCreate(2);

@@ -8,8 +8,6 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <filesystem>
 #include <map>
 #include <thread>
 
@@ -24,25 +22,15 @@ std::string Device(unsigned port) {
   return "/dev/ttyAMA" + std::to_string(port);
 }
 
-// What of the board this process has open: path and flags.
+// The ports and the console that this process has open: path and flags.
 void PrintDevices() {
-  const std::string root = vboard::RootPath("");
-  for (int fd = 3; fd < 256; ++fd) {
-    std::error_code error;
-    const auto link = "/proc/self/fd/" + std::to_string(fd);
-    const std::string target = std::filesystem::read_symlink(link, error);
-    if (!target.starts_with(root + "/dev/")) continue;
+  for (const auto &[fd, path] : test::OpenFiles()) {
+    if (!path.starts_with("/dev/tty") && !path.starts_with("/dev/console")) continue;
     const int flags = fcntl(fd, F_GETFL);
     const bool inherited = (fcntl(fd, F_GETFD) & FD_CLOEXEC) == 0;
-    printf("%s%s%s%s\n", target.c_str() + root.size(), (flags & O_ACCMODE) == O_RDWR ? " rw" : "",
+    printf("%s%s%s%s\n", path.c_str(), (flags & O_ACCMODE) == O_RDWR ? " rw" : "",
            (flags & O_SYNC) == O_SYNC ? " sync" : "", inherited ? " inherited" : "");
   }
-}
-
-int Descriptors() {
-  int count = 0;
-  for (int fd = 0; fd < 256; ++fd) count += fcntl(fd, F_GETFD) != -1 ? 1 : 0;
-  return count;
 }
 
 void PrintResult(int32_t result, const uint8_t *bytes = nullptr) {
@@ -128,9 +116,7 @@ class UartTest : public test::SerialTest {
  protected:
   // Makes the calls of a transcript on a board; what came of them, calls included.
   std::string Replay(const std::string &product, const std::string &transcript) {
-    const std::map<std::string, uint64_t> kIdentifiers = {
-        {"2", kOrdinary}, {"13", test::Second(4, 8)}, {"14", test::Second(4, 16)}};
-    return OnBoard(kIdentifiers.at(product), 0, [&] {
+    return OnBoard(test::IdentifierOf(product, product == "2"), 0, [&] {
       std::istringstream lines(transcript);
       for (std::string line; std::getline(lines, line);) {
         if (!line.starts_with("> ")) continue;
@@ -176,6 +162,7 @@ TEST_F(UartTest, PortsByTheDescription) {
                              "uart unplug 2", "frontboard send zz", "uart send 1 000"}) {
     EXPECT_THROW(vboard::Act(action), std::invalid_argument) << action;
   }
+  for (const uint32_t port : {1, 3}) UartDeviceClose(port);
   for (const std::string ports : {"[4]", "[-1]", "[1, 1]", "1", "[\"1\"]"}) {
     EXPECT_THROW(UseBoard("summary = \"s\"\n[serial]\nports = " + ports), vboard::DescriptionError)
         << ports;
@@ -236,10 +223,14 @@ TEST_F(UartTest, EveryLineAttribute) {
 
 TEST_F(UartTest, TheConsoleKeepsItsOtherSettings) {
   const auto onConsole = [] {
-    dup2(open(Device(3).c_str(), O_RDWR | O_CLOEXEC), STDOUT_FILENO);
+    const int port = open(Device(3).c_str(), O_RDWR | O_CLOEXEC | O_NOCTTY);
+    dup2(port, STDOUT_FILENO);
+    close(port);
     SerialInit();
     const UartAttribute attribute = {115200, 7, 2, 2};
-    return UartSetAttribute(3, &attribute) == 0 ? 0 : 1;
+    const int32_t set = UartSetAttribute(3, &attribute);
+    SerialExit();
+    return set == 0 ? 0 : 1;
   };
   EXPECT_EQ(0, test::InChild(onConsole).exitStatus);
   const termios after = Terminal(3);
@@ -281,10 +272,10 @@ TEST_F(UartTest, SignalsInterruptNoRead) {
 
 TEST_F(UartTest, TimedReadsWaitForThreeSilences) {
   UartDeviceOpen(2);
-  const auto start = std::chrono::steady_clock::now();
+  const double start = vboard::BoardTime();
   uint8_t byte = 0;
   EXPECT_EQ(-1, UartDeviceReadTimed(2, &byte, 1));
-  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(270));
+  EXPECT_GE(vboard::BoardTime() - start, 3 * 0.09);
 }
 
 TEST_F(UartTest, AReaderWakesWhenItsPortIsUnplugged) {
@@ -311,20 +302,22 @@ TEST_F(UartTest, SerialStartAndStop) {
     const std::string printed = OnBoard(kOrdinary, 0, [] {
       SerialInit();
       SerialExit();
-      const int before = Descriptors();
+      const size_t before = test::OpenFiles().size();
       SerialInit();
       printf("settings %d %d\n", UartXuartSetting, UartXappSetting);
       fflush(stdout);
       UartDeviceWriteOnce(3, "on the console\n", 15);
       Call({"create", "0"});
       Call({"exit"});
-      Call({"open", "3"});                               // which is no longer standard output
-      printf("%d more open\n", Descriptors() - before);  // besides, the console's driver
+      Call({"open", "3"});  // which is no longer standard output
+      // Besides, the console's driver.
+      printf("%zu more open\n", test::OpenFiles().size() - before);
       Call({"init"});
+      Call({"exit"});
     });
     EXPECT_THAT(printed, testing::HasSubstr("settings " + std::string(settings) +
                                             "\non the console\n= 0\n= 0\n= 0\n2 more open\n"));
-    EXPECT_THAT(printed, testing::EndsWith("= 1\n"));
+    EXPECT_THAT(printed, testing::EndsWith("= 1\n= 0\n"));
   }
 }
 
@@ -334,13 +327,14 @@ TEST_F(UartTest, SerialStopClosesItsOwnDescriptorsOnly) {
                       [] {
                         SerialInit();
                         SerialExit();
-                        const int before = Descriptors();
+                        const size_t before = test::OpenFiles().size();
                         SerialInit();
                         UartDeviceClose(3);
                         const int others[] = {dup(1), dup(1), dup(1), dup(1)};
                         UartDeviceSetFd(3, others[0]);
                         SerialExit();
-                        printf("%d more open", Descriptors() - before);
+                        printf("%zu more open", test::OpenFiles().size() - before);
+                        for (const int other : others) close(other);
                       }),
               testing::EndsWith("4 more open"));
 }
@@ -348,9 +342,12 @@ TEST_F(UartTest, SerialStopClosesItsOwnDescriptorsOnly) {
 TEST_F(UartTest, SerialStartsThatLeaveSomethingOut) {
   EXPECT_EQ("LIBDVR : FILE -> Uart/serial.c, LINE -> 71: Open /dev/null failed\n= -1\n",
             OnBoard(kOrdinary, 0, [] {
-              const rlimit none = {0, 0};
+              rlimit limit = {};
+              getrlimit(RLIMIT_NOFILE, &limit);
+              const rlimit none = {0, limit.rlim_max};
               setrlimit(RLIMIT_NOFILE, &none);
               Call({"init"});
+              setrlimit(RLIMIT_NOFILE, &limit);
             }));
   // On a dual-port board standard output is no port.
   EXPECT_THAT(

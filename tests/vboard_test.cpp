@@ -453,12 +453,12 @@ TEST_F(VboardTest, CommandsArePipedToTheirDevice) {
     return std::to_string(WEXITSTATUS(pclose(file))) + " " + text;
   };
   EXPECT_EQ(0U, piped("ifconfig eth0 | grep eth0", "re").find("0 eth0 "));
-  EXPECT_EQ("1 nothing", piped("ifconfig eth0 | grep nowhere", "r"));
-  EXPECT_EQ("127 nothing", piped("cat /etc/passwd", "r"));
-  EXPECT_EQ("127 ", piped("cat", "w"));
+  EXPECT_EQ("1 nothing", piped("ifconfig eth0 | grep nowhere", "re"));
+  EXPECT_EQ("127 nothing", piped("cat /etc/passwd", "re"));
+  EXPECT_EQ("127 ", piped("cat", "we"));
   EXPECT_EQ("EINVAL", piped("ifconfig", "rw"));
   vboard::Act("fault once popen - 1 EMFILE");
-  EXPECT_EQ("EMFILE", piped("ifconfig", "r"));
+  EXPECT_EQ("EMFILE", piped("ifconfig", "re"));
 }
 
 TEST_F(VboardTest, WaitsAreAsMuchShorterAsTheBoardIsFaster) {

@@ -93,22 +93,18 @@ TEST_F(VersionTest, HwidStringLengths) {
 
 // Every command that only reads a field, against identifiers of a single bit.
 TEST_F(VersionTest, FieldsOfTheIdentifier) {
-  struct {
-    uint32_t command;
-    int first, last;
-  } const firstGeneration[] = {{0, 0, 4},    {4, 20, 20},  {5, 23, 25},  {6, 26, 28},  {7, 29, 31},
-                               {8, 32, 32},  {9, 33, 33},  {10, 34, 34}, {11, 35, 35}, {12, 36, 36},
-                               {13, 37, 37}, {14, 38, 38}, {15, 39, 39}, {16, 42, 44}, {17, 45, 45},
-                               {19, 48, 48}, {20, 50, 52}, {21, 53, 53}, {22, 99, 99}, {23, 40, 40},
-                               {24, 41, 41}, {27, 60, 63}, {28, 21, 22}, {29, 42, 44}};
+  const std::vector<test::Row> fields =
+      test::Table("identity.txt", "fields of the first generation");
   for (int bit = 0; bit < 62; ++bit) {
     SCOPED_TRACE(bit);
     const auto value = [bit](int first, int last) {
       return bit >= first && bit <= last ? 1 << (bit - first) : 0;
     };
     ReadIdentity(uint64_t{1} << bit, 0);
-    for (const auto &[command, first, last] : firstGeneration) {
-      EXPECT_EQ(value(first, last), DvrGetHwidInformation(command)) << command;
+    for (const test::Row &field : fields) {
+      EXPECT_EQ(value(std::stoi(field.at("first")), std::stoi(field.at("last"))),
+                DvrGetHwidInformation(test::Numbers(field.at("number"))[0]))
+          << field.at("query");
     }
     const int power = value(54, 56);
     EXPECT_EQ(power == 0 ? 0 : 1 << power, DvrGetHwidInformation(HWID_FIELD_54));
@@ -116,10 +112,14 @@ TEST_F(VersionTest, FieldsOfTheIdentifier) {
       ReadIdentity(generation << 62 | uint64_t{1} << bit, 0);
       EXPECT_EQ(value(0, 7), DvrGetHwidInformation(VIDEO_CHIP));
       EXPECT_EQ(value(48, 48), DvrGetHwidInformation(NET_CARD));
-      for (const uint32_t command : {4, 6, 7, 8, 15, 17, 23, 24, 29}) {
+      for (const HwidCommand command :
+           {HDMI_SUPPORT, DSP_CHIP, CONTROL_CHIP, HWID_FLAG_32, CDRW_SUPPORT, ALT_SUPPORT,
+            HWID_FLAG_40, HWID_FLAG_41, HWID_FIELD_42B}) {
         EXPECT_EQ(1, DvrGetHwidInformation(command)) << command;
       }
-      for (const uint32_t command : {9, 10, 11, 12, 13, 14, 21, 22}) {
+      for (const HwidCommand command :
+           {HWID_FLAG_33, HWID_FLAG_34, HWID_FLAG_35, HWID_FLAG_36, DISK_INTERFACE, HWID_FLAG_38,
+            HWID_FLAG_53, HWID_RESERVED_22}) {
         EXPECT_EQ(0, DvrGetHwidInformation(command)) << command;
       }
     }
@@ -143,38 +143,27 @@ TEST_F(VersionTest, UnknownCommandsReturnTheGeneration) {
   }
 }
 
-// First-generation boards by product type, with 25 alarm inputs and 19 outputs. Every field has
-// bits set beside it.
-constexpr const char *kType4 = "0 16 7 25 0 0 0 0 51";
-constexpr const char *kType5 = "0 4 7 25 0 0 0 0 51";
-constexpr const char *kType8 = "1 16 2 25 0 0 0 6 51";
-constexpr const char *kType14 = "1 16 7 25 2 0 0 6 51";
+// First-generation boards by product type.
+constexpr uint64_t kType4 = First({.channels = 16});
+constexpr uint64_t kType5 = First({.channels = 4, .alarmInputs = 25});
+constexpr uint64_t kType8 = First({.code = 1, .channels = 16, .audio = 2});
+constexpr uint64_t kType14 = First(
+    {.code = 1, .channels = 16, .audio = 7, .alarmInputs = 25, .alarmOutputs = 51, .dsps = 2});
 
-// What is expected: audio channels/alarm inputs/alarm outputs.
 TEST_F(VersionTest, CountsOfTheFirstGeneration) {
-  const std::string rows =
-      "2 12 7 25 0 0 0 0 51: 0=7/25/19 2=12/25/19 6=1/25/19 106=1/25/19 9=4/25/19 b=4/4/2 e=4/4/1 "
-      "f=4/4/1 "
-      "10e=7/25/19 14=4/4/1;"
-      "3 12 7 25 0 0 0 0 51: 0=7/25/19 6=1/25/19 108=4/25/19 9=8/25/19 b=4/4/2 e=8/4/1 f=8/4/1 "
-      "14=8/4/1;"
-      "0 16 7 25 0 0 0 0 51: 0=7/0/0 2=16/4/1 3=7/0/0 4=7/25/19 104=7/0/0 6=7/1/1 8=4/0/0 b=4/4/2 "
-      "e=7/4/0 f=7/4/0 14=8/4/1;"
-      "0 4 7 25 0 0 0 0 51: 0=7/25/19 102=4/4/1 3=4/25/19 106=7/1/1 7=7/25/19 108=4/25/19;"
-      "0 4 7 25 0 63 1 0 51: 0=7/25/19 102=4/4/1 3=4/25/19 6=7/1/1;"
-      "0 8 7 25 0 0 0 0 51: 0=7/25/19 2=8/4/1 102=7/4/1 3=4/4/1 103=4/4/1;"
-      "1 16 2 25 1 0 0 5 51: 0=3/25/19; 1 16 2 25 1 0 0 6 51: 0=2/25/19 2=2/25/19;"
-      "1 16 2 25 0 0 0 6 51: 0=2/25/19 103=3/25/19; 1 16 16 25 0 0 0 6 51: 7=16/25/19;"
-      "1 16 16 25 1 0 0 6 51: 0=16/25/19 3=16/25/19 7=16/16/4 107=16/16/4;"
-      "1 16 7 25 2 0 0 6 51: 0=7/25/19 2=16/25/19 102=7/25/19 3=7/25/19 6=7/25/19 80000008=4/25/19 "
-      "9=4/25/19 "
-      "b=4/4/2 10b=4/4/2 e=7/4/1 f=7/4/1 14=8/4/1 10e=7/25/19 114=7/25/19;"
-      "1 8 2 25 1 0 0 7 51: 0=3/25/19; 1 8 2 25 1 0 0 6 51: 0=2/25/19 102=3/25/19;"
-      "1 8 2 25 1 0 1 5 51: 0=3/25/19; 1 8 2 25 1 0 1 6 51: 0=2/25/19 2=3/25/19;";
-  ExpectOnBoards(rows, [] {
-    printf("%d/%d/%d", DvrGetHwidInformation(AUDIO_CHANNEL), DvrGetHwidInformation(ALARM_IN),
-           DvrGetHwidInformation(ALARM_OUT));
-  });
+  for (test::Row &row : test::Table("identity.txt", "counts of the first generation")) {
+    const std::string expected =
+        row["AUDIO_CHANNEL"] + " " + row["ALARM_IN"] + " " + row["ALARM_OUT"];
+    for (const uint32_t oem : test::Numbers(row["OEM"])) {
+      EXPECT_EQ(expected, OnBoard(test::FirstOf(row), oem,
+                                  [] {
+                                    printf("%d %d %d", DvrGetHwidInformation(AUDIO_CHANNEL),
+                                           DvrGetHwidInformation(ALARM_IN),
+                                           DvrGetHwidInformation(ALARM_OUT));
+                                  }))
+          << std::hex << test::FirstOf(row) << " OEM " << oem;
+    }
+  }
 }
 
 TEST_F(VersionTest, AlarmLinesOfTheFirstGenerationByAlarmBoard) {
@@ -182,20 +171,19 @@ TEST_F(VersionTest, AlarmLinesOfTheFirstGenerationByAlarmBoard) {
     const int inputs = DvrGetHwidInformation(ALARM_IN);
     printf("%d %d\n", inputs, DvrGetHwidInformation(ALARM_OUT));
   };
-  EXPECT_EQ("0 0\n", OnBoard(First(kType5), 8, print));
+  EXPECT_EQ("0 0\n", OnBoard(kType5, 8, print));
   vboard::Act("gpio set 1 5 1");
-  EXPECT_EQ("4 1\n", OnBoard(First(kType5), 8, print));
-  EXPECT_EQ("0 0\n", OnBoard(First(kType4), 8, print));  // never looks
+  EXPECT_EQ("4 1\n", OnBoard(kType5, 8, print));
+  EXPECT_EQ("0 0\n", OnBoard(kType4, 8, print));  // never looks
   vboard::PlanFault("ioctl", "/dev/hi_gpio", EIO, 1, true);
-  EXPECT_EQ("LIBDVR : GpioRead failed\nLIBDVR : GpioRead failed\n0 0\n",
-            OnBoard(First(kType5), 8, print));
+  EXPECT_EQ("LIBDVR : GpioRead failed\nLIBDVR : GpioRead failed\n0 0\n", OnBoard(kType5, 8, print));
 }
 
 TEST_F(VersionTest, DisksOfTheFirstGeneration) {
   const int disks[2][4] = {{8, 4, 1, 2}, {1, 2, 4, 8}};
   for (const uint64_t bit35 : {0, 1}) {
     for (uint64_t code = 0; code < 4; ++code) {
-      ReadIdentity(First(kType14) | bit35 << 35 | code << 46, 0);
+      ReadIdentity(kType14 | bit35 << 35 | code << 46, 0);
       EXPECT_EQ(disks[bit35][code], DvrGetHwidInformation(DISK_NUM)) << bit35 << " " << code;
     }
   }
@@ -218,7 +206,7 @@ TEST_F(VersionTest, PciDisks) {
     SCOPED_TRACE(text);
     vboard::WriteFile(vboard::RootPath(kDevices), text);
     EXPECT_EQ(disks, DvrGetPciDiskNumber());
-    for (const uint64_t identifier : {First(kType8), Second(5, 32) | uint64_t{3} << 41}) {
+    for (const uint64_t identifier : {kType8, Second(5, 32) | uint64_t{3} << 41}) {
       EXPECT_EQ(std::to_string(disks),
                 OnBoard(identifier, 0, [] { printf("%d", DvrGetHwidInformation(DISK_NUM)); }));
     }
@@ -239,10 +227,13 @@ TEST_F(VersionTest, TheFactoryToolsFileCountsOnlyOnceItIsRead) {
   const auto print = [] {
     int32_t most = -1;
     DvrGetMaxEncodeNumber(&most);
-    for (const uint32_t command : {1, 2, 3, 4, 26}) printf("%d ", DvrGetHwidInformation(command));
+    for (const HwidCommand command :
+         {AUDIO_CHANNEL, ALARM_IN, ALARM_OUT, HDMI_SUPPORT, PLAYBACK_NUM}) {
+      printf("%d ", DvrGetHwidInformation(command));
+    }
     printf("%d", most);
   };
-  EXPECT_EQ("7 25 19 1 16 16", OnBoard(First(kType14), 0, print));
+  EXPECT_EQ("7 25 19 1 16 16", OnBoard(kType14, 0, print));
   EXPECT_EQ("8 16 4 1 4 8", OnBoard(Second(3, 8), 0, print));
 }
 

@@ -1,11 +1,21 @@
 #include "tests/support/board_test.h"
 
+#include <fcntl.h>
 #include <inttypes.h>
 #include <stdio.h>
+#include <sys/ioctl.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
+#include <filesystem>
 #include <sstream>
+
+#ifdef __SANITIZE_ADDRESS__
+#include <sanitizer/lsan_interface.h>
+#endif
 
 namespace test {
 
@@ -16,18 +26,86 @@ std::string Printed(const std::function<void()> &function) {
   return testing::internal::GetCapturedStdout();
 }
 
-Child InChild(const std::function<int()> &function) {
+// As the kernel names a file of a board that was made anew meanwhile.
+constexpr std::string_view kDeleted = " (deleted)";
+
+std::map<int, std::string> OpenFiles() {
+  std::map<int, std::string> files;
+  for (int fd = STDERR_FILENO + 1; fd < 256; ++fd) {
+    std::error_code error;
+    const auto link = "/proc/self/fd/" + std::to_string(fd);
+    std::string place = std::filesystem::read_symlink(link, error);
+    if (error) continue;
+    if (place.ends_with(kDeleted)) place.resize(place.size() - kDeleted.size());
+    const std::string path = vboard::Attached() ? vboard::BoardPath(place) : "";
+    files[fd] = path.empty() ? place : path;
+  }
+  return files;
+}
+
+namespace {
+
+// What is open and should not be, which files were closed and were somebody else's, and what a
+// program that is started would have inherited.
+std::string Disorder(const std::map<int, std::string> &before, Paths kept) {
+  std::string text;
+  const std::map<int, std::string> now = OpenFiles();
+  for (const auto &[fd, file] : now) {
+    if (before.contains(fd) && before.at(fd) == file) continue;
+    const auto place = std::find(kept.begin(), kept.end(), file);
+    if (place == kept.end()) {
+      text += "left open: " + file + "\n";
+    } else {
+      kept.erase(place);
+    }
+  }
+  for (const auto &[fd, file] : before) {
+    const bool may = std::find(kept.begin(), kept.end(), file) != kept.end();
+    if (!now.contains(fd) && !may && file[0] == '/') text += "closed: " + file + "\n";
+  }
+  const std::string inherited = vboard::OpenedForChildren();
+  return text + (inherited.empty() ? "" : "not close-on-exec: " + inherited + "\n");
+}
+
+// The same, and what became of the memory.
+std::string DisorderAtEnd(const std::map<int, std::string> &before, const Paths &kept) {
+  const std::string text = Disorder(before, kept);
+#ifdef __SANITIZE_ADDRESS__
+  const int spare = open("/dev/null", O_RDONLY | O_CLOEXEC);
+  if (spare < 0) return text;  // the check needs descriptors too
+  close(spare);
+  if (__lsan_do_recoverable_leak_check() != 0) return text + "blocks not given back\n";
+#endif
+  return text;
+}
+
+// Written by the child, read by its parent.
+using Report = std::array<char, 1000>;
+
+[[noreturn]] void RunChild(int output, const std::function<int()> &function, const Paths &kept,
+                           Report &report) {
+  dup2(output, STDOUT_FILENO);
+  close(output);
+  const std::map<int, std::string> before = OpenFiles();
+  const int status = function();
+  fflush(stdout);
+  snprintf(report.data(), report.size(), "%s", DisorderAtEnd(before, kept).c_str());
+  _exit(status);
+}
+
+}  // namespace
+
+Child InChild(const std::function<int()> &function, const Paths &kept) {
   int ends[2];
-  if (pipe(ends) != 0) return {};
+  if (pipe2(ends, O_CLOEXEC) != 0) return {};
+  void *const shared =
+      mmap(nullptr, sizeof(Report), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  auto *const report = static_cast<Report *>(shared);
   fflush(nullptr);
   const pid_t id = fork();
   if (id == 0) {
     close(ends[0]);
-    dup2(ends[1], STDOUT_FILENO);
-    close(ends[1]);
-    const int status = function();
-    fflush(stdout);
-    _exit(status);
+    RunChild(ends[1], function, kept, *report);
   }
   close(ends[1]);
   Child child;
@@ -38,12 +116,29 @@ Child InChild(const std::function<int()> &function) {
   close(ends[0]);
   int status = 0;
   waitpid(id, &status, 0);
+  EXPECT_STREQ("", report->data());
+  munmap(shared, sizeof(Report));
   if (WIFEXITED(status)) child.exitStatus = WEXITSTATUS(status);
   if (WIFSIGNALED(status)) child.signal = WTERMSIG(status);
   return child;
 }
 
+size_t Descriptors(const std::string &path) {
+  const std::map<int, std::string> files = OpenFiles();
+  return static_cast<size_t>(std::count_if(files.begin(), files.end(),
+                                           [&](const auto &file) { return file.second == path; }));
+}
+
+int Waiting(const std::string &device) {
+  const int fd = open(vboard::RootPath(device).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  int count = -1;
+  ioctl(fd, FIONREAD, &count);
+  close(fd);
+  return count;
+}
+
 BoardTest::~BoardTest() {
+  EXPECT_EQ("", Disorder(before_, kept_));
   vboard::Detach();
 }
 
@@ -66,6 +161,21 @@ std::vector<std::string> BoardTest::Events() {
     events.push_back(line.substr(line.find("] ") + 2));
   }
   return events;
+}
+
+std::vector<double> BoardTest::Times(const std::string &event) {
+  std::istringstream log(vboard::ReadFile(vboard::Folder() + "/events"));
+  std::vector<double> times;
+  for (std::string line; std::getline(log, line);) {
+    if (line.substr(line.find("] ") + 2).starts_with(event)) times.push_back(std::stod(line));
+  }
+  return times;
+}
+
+void WriteIdentity(uint64_t identifier, uint32_t oem) {
+  char text[64];
+  snprintf(text, sizeof text, "product=%016" PRIX64 "\noem %" PRIx32 "\n", identifier, oem);
+  vboard::WriteFile(vboard::RootPath("/proc/vss/bootpara"), text);
 }
 
 std::string SmallBoard(uint64_t identifier, uint32_t oem, const std::string &more) {

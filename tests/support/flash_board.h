@@ -8,25 +8,22 @@
 #include <vector>
 
 #include "tests/support/board_test.h"
+#include "tests/support/identifiers.h"
 
 namespace test {
 
-// Identifiers by product type. The second generation has a product in bits 56-61, a channel code
-// in bits 51-55 (9: 16 channels) and a sub-type in bits 48-50.
-constexpr uint64_t Second(uint64_t product, uint64_t channels, uint64_t subType) {
-  return uint64_t{1} << 62 | product << 56 | channels << 51 | subType << 48;
-}
+// Identifiers by product type.
 enum Product : uint64_t {
-  kProduct2 = 4,
-  kProduct3 = 8,
-  kProduct4 = 16,
-  kProduct5 = Second(2, 4, 0),
-  kProduct7 = Second(2, 9, 0),  // chip/board type 0
-  kProduct27 = Second(10, 4, 0),
+  kProduct2 = First({.channels = 4}),
+  kProduct3 = First({.channels = 8}),
+  kProduct4 = First({.channels = 16}),
+  kProduct5 = Second(2, 4),
+  kProduct7 = Second(2, 16),  // chip/board type 0
+  kProduct27 = Second(10, 4),
   kProduct30 = Second(1, 4, 1),
   kProduct31 = Second(1, 8, 1),
-  kProduct32 = Second(1, 9, 1),
-  kProduct99 = Second(0, 4, 0),  // unknown; chip/board type -1
+  kProduct32 = Second(1, 16, 1),
+  kProduct99 = Second(0, 4),  // unknown; chip/board type -1
 };
 
 // Names and sizes.

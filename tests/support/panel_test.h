@@ -1,13 +1,9 @@
 // Test cases on boards with a front panel: one of boards/panel-*.toml, started up.
 #pragma once
 
-#include <fcntl.h>
-#include <inttypes.h>
 #include <pthread.h>
 #include <stdio.h>
 #include <string.h>
-#include <sys/ioctl.h>
-#include <unistd.h>
 
 #include <array>
 #include <span>
@@ -36,15 +32,6 @@ inline std::string ReadKey(Event event = {}) {
   return FrontboardRead(event.data(), 4) == 4 ? Hex(event) : "failed";
 }
 
-// Bytes that wait for the reader of a device.
-inline int Waiting(const char *device) {
-  const int fd = open(vboard::RootPath(device).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  int count = -1;
-  ioctl(fd, FIONREAD, &count);
-  close(fd);
-  return count;
-}
-
 // A thread on one of the library's bodies.
 class Thread {
  public:
@@ -70,6 +57,11 @@ struct Finding {
 
 class PanelTest : public BoardTest {
  protected:
+  PanelTest() { Keep(kKept); }
+
+  static inline const Paths kKept = {"/dev/hi_gpio", "/dev/gpioi2c", "/dev/ttyAMA1",
+                                     "/dev/ttyAMA2"};
+
   // Runs the function in a process of its own on the open board, after the start-up that a
   // recorder application makes.
   static Finding Find(const std::function<std::string()> &function) {
@@ -82,22 +74,18 @@ class PanelTest : public BoardTest {
     WriteIdentity(identifier, oem);
     return FindAfter(DvrReadBootParameters, function);
   }
-  static void WriteIdentity(uint64_t identifier, uint32_t oem) {
-    char text[64];
-    snprintf(text, sizeof text, "product %016" PRIX64 "\noem %" PRIx32 "\n", identifier, oem);
-    vboard::WriteFile(vboard::RootPath("/proc/vss/bootpara"), text);
-  }
 
   template <typename Start>
   static Finding FindAfter(Start start, const std::function<std::string()> &function) {
     constexpr const char *kMark = "<<<>>>";
-    const Child child = InChild([&] {
+    const auto run = [&] {
       start();
       fputs(kMark, stdout);
       const std::string result = function();
       printf("%s%s", kMark, result.c_str());
       return 0;
-    });
+    };
+    const Child child = InChild(run, kKept);
     const size_t first = child.printed.find(kMark);
     const size_t second = child.printed.rfind(kMark);
     if (child.exitStatus != 0 || first == second) return {"no result", child.printed};
