@@ -7,7 +7,8 @@
 namespace libsys::base {
 
 // Each operation takes what it matches off the front of the text; one that returns false has
-// stored nothing. White space is a blank or one of \t \n \v \f \r.
+// stored nothing, but may have taken what it had matched. White space is a blank or one of \t \n \v
+// \f \r.
 class TextScanner {
  public:
   explicit TextScanner(const char *text) : rest_(text) {}

@@ -6,7 +6,6 @@
 #include <string.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <string_view>
 

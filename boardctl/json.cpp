@@ -1,7 +1,5 @@
 #include "boardctl/json.h"
 
-#include <string.h>
-
 namespace boardctl::json {
 namespace {
 

@@ -3,7 +3,6 @@
 // The system clock follows the clock chip. This runs in the handler of the timer's signal: no
 // stdio, no mktime or localtime, no lock, no memory from the heap.
 #include <errno.h>
-#include <string.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
 #include <time.h>

@@ -20,6 +20,7 @@ using identity::toolConfig;
 int32_t OemLowByte() {
   return static_cast<int32_t>(identity::OemCode() & 0xff);
 }
+
 // The plain 16-channel board has no alarm lines unless the factory tool says so.
 bool HasNoAlarmLines() {
   return DvrGetHwidInformation(PRODUCT_TYPE) == 0 && DvrGetHwidInformation(VIDEO_CHANNEL) == 16 &&

@@ -64,6 +64,7 @@ int32_t CountByProduct(int32_t (*get)(int32_t *)) {
 int32_t CustomOemType() {
   return static_cast<int32_t>(identity::CustomOemCode() & 0xff);
 }
+
 int32_t Playback() {
   return CountByProduct(DvrGetPlaybackNumber);
 }
@@ -83,19 +84,24 @@ int32_t AlarmOut() {
 int32_t Hdmi() {
   return Override(toolConfig.hdmi, 1);
 }
+
 int32_t Field42() {
   const int32_t field = product::Get(&Product::field42);
   return field != product::kNone ? field : Bits(48, 50);
 }
+
 int32_t Disks() {
   return product::Get(&Product::hasPciDisks) != 0 ? DvrGetPciDiskNumber() : Bits(41, 44);
 }
+
 int32_t Field54() {
   return product::Get(&Product::field54);
 }
+
 int32_t DspNumber() {
   return product::Get(&Product::dsps);
 }
+
 int32_t ProductCode() {
   return product::Get(&Product::code);
 }

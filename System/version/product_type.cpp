@@ -216,7 +216,7 @@ int32_t DvrGetBoardType() {
   const int32_t type = DvrGetProductType();
   if (state.boardType > 0) return state.boardType;
   const int32_t code = DvrGetHwidInformation(PRODUCT_TYPE);
-  const int32_t boardType = product::RowOf(type).boardType;
+  const int8_t boardType = product::RowOf(type).boardType;
   if (boardType == 0 || code == 1) {
     state.boardType = 0;
   } else if (boardType == 2 || code == 0) {

@@ -1,5 +1,7 @@
 #include "System/version/products.h"
 
+#include <algorithm>
+
 #include "System/version/boot_parameters.h"
 #include "libsys/board_words.h"
 #include "libsys/version.h"
@@ -16,8 +18,8 @@ struct OemRow {
   uint8_t facts;
   int8_t boardType = kAny;
   int8_t butProduct = kNone;
+  int8_t value = 0;  // of the word
   const int32_t *word = nullptr;
-  int8_t value = 0;
 };
 
 // The first row that has the fact and fits the board counts. Their order shows on a board without a
@@ -29,14 +31,14 @@ constexpr OemRow kOemRows[] = {
     {14, kUsesWatchdog | kRebootsByWatchdog | kHandsBack},
     {15, kUsesWatchdog},
     {20, kUsesWatchdog | kRebootsByWatchdog},
-    {.oem = 8, .facts = kRebootsByWatchdog, .word = &FrontboardVariantB, .value = 0},
+    {.oem = 8, .facts = kRebootsByWatchdog, .value = 0, .word = &FrontboardVariantB},
     {.oem = 9, .facts = kHandsBack},
     {.oem = 15, .facts = kHandsBack, .butProduct = 4},
     {.oem = 9, .facts = kUsesWatchdog | kRebootsByWatchdog, .boardType = 2},
     {.oem = 6,
      .facts = kUsesWatchdog | kRebootsByWatchdog | kHandsBack,
-     .word = &FrontboardVariantA,
-     .value = 1},
+     .value = 1,
+     .word = &FrontboardVariantA},
     {13, kUsesWatchdog},
 };
 

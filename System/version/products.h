@@ -36,7 +36,8 @@ constexpr int8_t kPanel45 = 45;  // a front board with other commands
 struct Product {
   int8_t type;
   int8_t boardType;          // 0, 2 or kCode
-  int8_t code;               // the answer to PRODUCT_TYPE on second-generation boards
+  int8_t code;               // the answer to PRODUCT_TYPE and HWID_FIELD_21 on second-generation
+                             // boards
   int8_t dsps;               // the answer to DSP_NUM there
   int8_t encode;             // the maximum encode number, kNone or kFlags
   int8_t playback;           // channels
@@ -59,9 +60,11 @@ struct Product {
 
 // clang-format off
 inline constexpr std::array kProducts = std::to_array<Product>({
-    //                                                               uses the watchdog
-    //   board DSPs    playback  alarm                                | reboots by it
-    // type  code encode    audio     in       out  sector block panel |  |  buzzer
+    // type
+    // |  board type
+    // |  |      code                                                                uses watchdog
+    // |  |      |  DSPs      playback                         sector                |  reboots by it
+    // |  |      |  |  encode |   audio   alarm in   alarm out |     block panel     |  |  buzzer
     {2,  2,     0, 1, 4,      4,  4,      kByOem,    kByOem,   k64,  k64,  kByOem,   0, 0},
     {3,  2,     0, 1, 2,      8,  8,      kByOem,    kByOem,   k64,  k64,  kByOem,   0, 0},
     {4,  2,     0, 1, 0,      4,  16,     kByOem,    kByOem,   k128, k128, kByOem,   0, 0},
@@ -147,12 +150,24 @@ constexpr const Product &RowOf(int32_t type) {
   return row != kProducts.end() ? *row : kOther;
 }
 
+// Columns that changed places show here; so does a board that would never reboot.
+constexpr bool IsSound(const Product &row) {
+  const bool hasBoardType = row.boardType == kCode || row.boardType == 0 || row.boardType == 2;
+  const bool hasPanel = row.panel == kByOem || row.panel == kPanel27 || row.panel == kPanel30 ||
+                        row.panel == kPanel40 || row.panel == kPanel45;
+  const bool hasSizes = row.block >= k64 && row.block <= row.sector && row.sector <= k128;
+  const bool hasBuzzer = row.buzzer == kNoLine || (row.buzzer.group < 8 && row.buzzer.bit < 8);
+  return hasBoardType && hasPanel && hasSizes && hasBuzzer && row.dsps > 0 &&
+         (row.code == 0 || row.code == 2) && row.rebootsByWatchdog <= row.usesWatchdog;
+}
+
 // No product has two rows, and every exception belongs to one.
 constexpr bool AreSound() {
   for (size_t i = 1; i < kProducts.size(); ++i) {
     if (kProducts[i - 1].type >= kProducts[i].type) return false;
   }
-  return std::ranges::is_sorted(kExceptions, {}, &Exception::product) &&
+  return std::ranges::all_of(kProducts, IsSound) &&
+         std::ranges::is_sorted(kExceptions, {}, &Exception::product) &&
          std::ranges::all_of(kExceptions, [](const Exception &exception) {
            return RowOf(exception.product).type == exception.product;
          });
@@ -165,8 +180,12 @@ int32_t Get(int8_t Product::*fact, int32_t type, int32_t oem);
 // The same fact of this board.
 int32_t Get(int8_t Product::*fact);
 
-// What OEM types bring along, whatever the product is.
-enum OemFact : uint8_t { kUsesWatchdog = 1, kRebootsByWatchdog = 2, kHandsBack = 4 };
+// What OEM types bring along.
+enum OemFact : uint8_t {
+  kUsesWatchdog = 1,
+  kRebootsByWatchdog = 2,
+  kHandsBack = 4,  // at its end the application hands the board back to the launcher
+};
 bool OemHas(OemFact fact);
 
 }  // namespace libsys::product

@@ -1,7 +1,6 @@
 // The factory tool's settings file: lines of a key and a value.
 #include "System/version/tool_config.h"
 
-#include <limits.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>

@@ -1,6 +1,5 @@
 #include "Uart/frontboard/infrared.h"
 
-#include <algorithm>
 #include <array>
 #include <atomic>
 #include <initializer_list>

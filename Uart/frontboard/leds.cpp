@@ -2,7 +2,6 @@
 
 #include <stddef.h>
 
-#include <algorithm>
 #include <array>
 #include <optional>
 
@@ -62,8 +61,7 @@ uint32_t Level(Drive drive, uint8_t value) {
 const LedWiring *LedsOf(const Board &board) {
   const auto leds = LedPanelOf(board);
   if (!leds) return nullptr;
-  return std::find_if(std::begin(kLedWirings), std::end(kLedWirings),
-                      [&](const LedWiring &wiring) { return wiring.panel == *leds; });
+  return &kLedWirings[static_cast<size_t>(*leds)];
 }
 
 int32_t DriveLed(const LedWiring &wiring, const uint8_t *command, int32_t length) {

@@ -1,6 +1,7 @@
 // LEDs on lines of the main board.
 #pragma once
 
+#include <stddef.h>
 #include <stdint.h>
 
 #include <array>
@@ -30,6 +31,7 @@ enum class LedPanel : uint8_t {
   kOem6,
   kOem13,  // and products 30 to 32
   kOem20,
+  kCount,
 };
 
 // What the commands FF DD 09 to FF DD 0E drive.
@@ -66,6 +68,16 @@ inline constexpr LedWiring kLedWirings[] = {
     {LedPanel::kOem20,        {Raw(1, 3), kNone,     kNone,     Raw(1, 4), kNone,     kNone    }, true},
 };
 // clang-format on
+
+// In the order of the panels, so that each has its row.
+constexpr bool AreComplete() {
+  size_t panel = 0;
+  for (const LedWiring &wiring : kLedWirings) {
+    if (wiring.panel != static_cast<LedPanel>(panel++)) return false;
+  }
+  return panel == static_cast<size_t>(LedPanel::kCount);
+}
+static_assert(AreComplete());
 
 // The wiring of this board; null where a front board has the LEDs.
 const LedWiring *LedsOf(const Board &board);

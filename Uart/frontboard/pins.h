@@ -66,6 +66,13 @@ constexpr bool IsSound(const PinMap &map) {
   return true;
 }
 static_assert(std::all_of(std::begin(kPinMaps), std::end(kPinMaps), IsSound));
+
+// HasProductMatrix knows every OEM type that has keys and pins of its own.
+constexpr bool KeepsItsPins(const PinMap &map) {
+  const Board board = {2, map.variant, 30, product::kPanel30};
+  return HasProductMatrix(board) == (map.variant == 8);
+}
+static_assert(std::all_of(std::begin(kPinMaps), std::end(kPinMaps), KeepsItsPins));
 static_assert(IsSound(kProductPins));
 
 }  // namespace libsys::panel

@@ -1,5 +1,4 @@
 // The line attributes of a port.
-#include <stdio.h>
 #include <termios.h>
 
 #include <algorithm>

@@ -2,7 +2,6 @@
 #include "libsys/serial.h"
 
 #include <fcntl.h>
-#include <stdio.h>
 #include <unistd.h>
 
 #include <array>

@@ -18,10 +18,12 @@ extern "C" {
 LIBSYS_API extern uint16_t DvrBoardWord;
 LIBSYS_API extern uint8_t DvrBoardByte;
 
-/* Words that say how a panel is wired; 1 selects the alternative wiring. They are set at
- * start-up, before other threads run: A, B and D from levels on the board (-1 until then),
- * C, the sub-type (1 to 4), the type word and the panel model (62, 78, 92, 99) by the factory
- * tool's file (0 until then). */
+/* How the front panel is wired. They are set before other threads run, by
+ * DvrSystemInformationStart. A: OEM type 6, the first strap; 1: key matrix. B: OEM type 8; 1: alarm
+ * board, 0: key matrix. D: OEM type 6, the second strap. A, B and D are -1 until then and on all
+ * other boards. The factory tool's file sets C (OEM type 20; 1: key matrix), the sub-type (OEM type
+ * 9; 1 to 4), the type word, which nothing here reads, and the panel model (OEM type 14; 62, 78, 92
+ * or 99); they are 0 until then. The launcher sets none of them. */
 LIBSYS_API extern int32_t FrontboardVariantA;
 LIBSYS_API extern int32_t FrontboardVariantB;
 LIBSYS_API extern int32_t FrontboardVariantC;

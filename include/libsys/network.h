@@ -15,7 +15,7 @@ extern "C" {
 
 /* eth0 and eth1 have a file of settings each, /opt/sav/Config/network and network1, of lines
  * "KEY = value". The static values of eth0 are kept a second time in the clock chip's
- * battery-backed memory (NvramRead of libsys/system.h), whose bus has to be open. Files are
+ * battery-backed memory (NvramRead of libsys/clock.h), whose bus has to be open. Files are
  * changed in place, a line over the line that was there, and expect one writer at a time. Texts
  * are terminated; buffers and their lengths in bytes are the caller's. */
 

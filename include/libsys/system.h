@@ -67,7 +67,8 @@ LIBSYS_API void SystemBeepExtend(uint32_t flags, uint32_t milliseconds);
 
 /* Gives every disk a standby time of a minute and writes out what it holds, waits 2 s, and reboots
  * the board through the watchdog or the front panel. A disk that does not answer does not stop it.
- * Returns the result of the last step: of WatchdogVendorCommand; or the raw product code; or,
+ * Returns the result of the last step: of WatchdogVendorCommand, which does nothing where the board
+ * does not use its watchdog; or the raw product code; or,
  * where that is 1 and the processor's own watchdog is set off, of DvrPhysicalMemoryAccess. */
 LIBSYS_API int32_t SystemReboot(void);
 
@@ -75,7 +76,8 @@ LIBSYS_API int32_t SystemReboot(void);
  * FrontboardWrite returns. */
 LIBSYS_API int32_t SystemShutdown(void);
 
-/* The end of a recorder application. Where a launcher supervises it, this stops the watchdog,
+/* The end of a recorder application. On boards of chip/board type 2 with OEM type 4, 9, 14, 15 (but
+ * for product type 4), or 6 while FrontboardVariantA is 1, this stops the watchdog,
  * tells the launcher (APPLICATION_HANDED_BACK in the flag file), stops the front panel
  * (FrontboardStop, which needs a scanner that has run), writes out the file systems and ends the
  * process with status 0. On any other board it is SystemShutdown. */
@@ -116,8 +118,8 @@ LIBSYS_API uint32_t SystemOpenStandardDescriptors(void);
 /* ---- Serial number and abilities ------------------------------------------------------- */
 
 /* Copies the board's serial number, at most length characters, and terminates it: the buffer holds
- * length + 1 bytes. It is the boot variable "ID"; on OEM type 8 "MSA", or "MSB" with an alarm
- * board, and the address of eth0. Returns 0, or -1 with a message. */
+ * length + 1 bytes. It is the boot variable "ID"; on OEM type 8 "MSA" while
+ * FrontboardVariantB is 0, else "MSB", and the address of eth0. Returns 0, or -1 with a message. */
 LIBSYS_API int32_t SystemGetSerialNumber(char *text, int32_t length);
 
 /* Stores a text of at most length characters as the boot variable "ID"; blocks until the flash is

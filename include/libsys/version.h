@@ -154,7 +154,7 @@ LIBSYS_API int32_t DvrGetPlaybackNumber(int32_t *out);
 LIBSYS_API int32_t DvrGetAudioNumber(int32_t *out);
 
 /* Reads /tool/tool_config.ini, lines of "Key=value" of which the first 1024 bytes count, into
- * the record and into the front-panel words of frontboard.h. The caller's values stand for
+ * the record and into the front-panel words of board_words.h. The caller's values stand for
  * the board: an empty value in a line that ends in CR LF keeps them and holds them to what the
  * board has, and after the last line a 0 that no line has named becomes -1, so the caller
  * passes a record of zeros. Returns 0, or -1 with a message when there is no such file; then
@@ -164,7 +164,7 @@ LIBSYS_API int32_t DvrReadToolConfig(struct ToolConfig *out);
 /* The start of the library in the recorder's application, before it starts other threads:
  * reads the boot parameters and the tool configuration, sets FrontboardVariantA and D from the
  * board straps and B from the alarm board detection, and prints what the board is, a line for
- * each fact; then opens the bus of the clock chip (I2cOpen of libsys/system.h), whose time the
+ * each fact; then opens the bus of the clock chip (I2cOpen of libsys/clock.h), whose time the
  * system clock follows from then on. Returns 0. */
 LIBSYS_API int32_t DvrSystemInformationStart(void);
 

@@ -2,7 +2,8 @@
  *
  * Whether a board uses its watchdog depends on its hardware identity and, on OEM type 6, on
  * FrontboardVariantA; every operation decides it anew. On a board that does not use it, the
- * operations return 0 without touching the device, but for WatchdogKeepAlive (see there).
+ * operations return 0 without touching the device, but for WatchdogKeepAlive and
+ * WatchdogVendorCommand (see there).
  *
  * Nothing here blocks beyond the request to the driver. One descriptor is shared by the whole
  * process, without a lock. */
@@ -37,7 +38,8 @@ LIBSYS_API int32_t WatchdogStop(void);
 LIBSYS_API int32_t WatchdogKeepAlive(void);
 
 /* Starts the watchdog and sends the vendor's request 11 (0x8004570b), which restarts the board.
- * A board whose raw product code is 1 sends it only with OEM type 2. Returns 0, or -1 with a
+ * A board whose raw product code is 1 sends it only with OEM type 2, and
+ * to a device that is not open: -1. Returns 0, or -1 with a
  * message when the driver refuses. */
 LIBSYS_API int32_t WatchdogVendorCommand(void);
 
