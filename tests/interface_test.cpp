@@ -160,8 +160,9 @@ TEST_F(InterfaceTest, ASetThatFailsLeavesEverythingAsItWas) {
   ASSERT_EQ(mount("none", "/opt", "tmpfs", MS_REMOUNT | MS_RDONLY, nullptr), 0);
   // Without the far ends, whose carrier the kernel corrects in its own time.
   const auto state = [] {
-    return Shell("sort /proc/net/route; ip -4 -o address; ip -o link | grep -v ': peer';"
-                 "cat /opt/sav/Config/*");
+    return Shell(
+        "sort /proc/net/route; ip -4 -o address; ip -o link | grep -v ': peer';"
+        "cat /opt/sav/Config/*");
   };
   const std::string before = state();
   for (const char *words : {"eth0 10.1.3.4 255.255.0.0 10.1.0.1", "eth0 10.1.2.4 255.255.255.128",
