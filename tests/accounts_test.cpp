@@ -136,6 +136,14 @@ TEST_F(AccountsTest, PppoeFilesThatCannotBeWritten) {
               }));
     EXPECT_EQ(row.contents, Content(kChap) + "," + Content(kPap) + "," + Content(kEnable));
   }
+  // What cannot be cut is not left open either.
+  SetUp();
+  std::filesystem::remove(vboard::RootPath(kChap));
+  mkfifo(vboard::RootPath(kChap).c_str(), 0600);
+  EXPECT_EQ("-1 " + start + fail + kPap + "\n", Call([] {
+              const PppoeConfig config = Pppoe(1, "al", "pw");
+              return NetSetPPPoEConfig(&config);
+            }));
   SetUp();
   for (const int32_t enable : {2, -1}) {
     const PppoeConfig config = Pppoe(enable, "al", "pw");

@@ -1,8 +1,11 @@
 // What depends on the board in the system services: whether it uses a watchdog, where its buzzer
-// is, how it reboots, what its application's end is.
+// and its fan are, how it reboots, what its application's end is.
 #include <pthread.h>
 #include <stdlib.h>
 #include <unistd.h>
+
+#include <set>
+#include <sstream>
 
 #include "libsys/frontboard.h"
 #include "libsys/system.h"
@@ -45,6 +48,14 @@ class BoardRoadsTest : public test::IdentityTest {
     return "nowhere";
   }
 
+  // Both operations have to know of it.
+  std::string Fan() {
+    const std::string fan =
+        Seen([] { SystemFanControl(3); },
+             {{"gpio: 0,6", "0,6"}, {"uart1: sent ff 5a 05", "microcontroller"}});
+    return (SystemHasFan() != 0) == (fan != "nothing") ? fan : "unknown";
+  }
+
   std::string Reboot() {
     return Seen([] { SystemReboot(); }, {{"watchdog: restart requested", "watchdog"},
                                          {"register: 0x20040c00", "registers"},
@@ -77,16 +88,39 @@ TEST_F(BoardRoadsTest, EveryBoardTakesItsOwn) {
       FrontboardVariantA = std::stoi(row["A"]);
       FrontboardVariantB = std::stoi(row["B"]);
       UartDeviceOpen(2);
-      const std::string watchdog = Watchdog(), buzzer = Buzzer(), reboot = Reboot();
-      printf("\n%d %s %s %s ", DvrGetProductType(), watchdog.c_str(), buzzer.c_str(),
-             reboot.c_str());
+      const std::string watchdog = Watchdog(), buzzer = Buzzer(), fan = Fan(), reboot = Reboot();
+      printf("\n%d %s %s %s %s ", DvrGetProductType(), watchdog.c_str(), buzzer.c_str(),
+             fan.c_str(), reboot.c_str());
       PrintExit();
       return 0;
     };
     const std::string printed = test::InChild(run, {"/dev/hi_gpio", "/dev/ttyAMA2"}).printed;
-    EXPECT_THAT(printed, testing::HasSubstr("\n" + row["type"] + " " + row["watchdog"] + " " +
-                                            row["buzzer"] + " " + row["reboot"] + " "));
+    EXPECT_THAT(printed,
+                testing::HasSubstr("\n" + row["type"] + " " + row["watchdog"] + " " +
+                                   row["buzzer"] + " " + row["fan"] + " " + row["reboot"] + " "));
     EXPECT_THAT(printed, testing::EndsWith(row["exit"]));
+    EXPECT_EQ(row["exit"] == "hands-back", Times("sync").size() == 1);
+  }
+}
+
+// What a new product type needs beside its identifier.
+TEST(ExpectationsTest, EveryProductTypeHasItsRows) {
+  const auto types = [](const char *file, const char *table) {
+    std::set<std::string> found;
+    for (test::Row &row : test::Table(file, table)) found.insert(row["type"]);
+    return found;
+  };
+  const auto roads = types("board_roads.txt", "roads");
+  const auto flash = types("identity.txt", "flash and boot variables");
+  for (const test::Row &row : test::Table("identity.txt", "second generation")) {
+    for (const auto &[heading, cell] : row) {
+      if (heading == "product" || heading == "sub-type" || cell == "-1") continue;
+      std::istringstream cells(cell);
+      for (std::string type; std::getline(cells, type, '/');) {
+        EXPECT_TRUE(roads.contains(type)) << "board_roads.txt: no row of product type " << type;
+        EXPECT_TRUE(flash.contains(type)) << "identity.txt: no flash of product type " << type;
+      }
+    }
   }
 }
 

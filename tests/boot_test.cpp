@@ -13,6 +13,7 @@
 #include "libsys/boot.h"
 #include "libsys/version.h"
 #include "tests/support/flash_board.h"
+#include "tests/support/table.h"
 
 namespace {
 
@@ -63,34 +64,17 @@ class BootTest : public test::BoardTest {
 };
 
 TEST_F(BootTest, PlaceAndSizeOfTheBlock) {
-  enum Place { kInBoot, kInEnv, kNoEnv };
-  const struct {
-    test::Product product;
-    std::vector<uint32_t> oems;
-    uint32_t size;
-    Place place;
-  } rows[] = {
-      {test::kProduct2, {0, 11}, kSmall, kInBoot},
-      {test::kProduct3, {0, 11}, kSmall, kInBoot},
-      {test::kProduct4, {11, 14, 15}, kSmall, kInBoot},
-      {test::kProduct4, {0, 10, 12, 13, 16, 0x10B}, kLarge, kInBoot},
-      {test::kProduct30, {0, 11}, kSmall, kInBoot},
-      {test::kProduct31, {0, 11}, kSmall, kInBoot},
-      {test::kProduct32, {0, 11}, kSmall, kInBoot},
-      {test::kProduct5, {0, 11}, kLarge, kInBoot},
-      {test::kProduct27, {0, 14}, kLarge, kInBoot},
-      {test::kProduct99, {0}, kLarge, kInBoot},
-      {test::kProduct7, {0, 11}, kLarge, kInEnv},
-      {test::kProduct7, {0, 15}, kLarge, kNoEnv},
-  };
-  for (const auto &[product, oems, size, place] : rows) {
-    for (const uint32_t oem : oems) {
-      SCOPED_TRACE(testing::Message() << "row " << product << ", oem " << oem);
+  for (test::Row &row : test::Table("identity.txt", "flash and boot variables")) {
+    const uint64_t product = test::IdentifierOf(row["type"], row["generation"] == "1");
+    const uint32_t size = test::Numbers(row["block"])[0] * 1024;
+    const bool inEnv = row["place"] == "env", inside = row["place"] == "inside";
+    for (const uint32_t oem : test::Numbers(row["OEM"])) {
+      SCOPED_TRACE("product type " + row["type"] + ", OEM " + std::to_string(oem));
       // With one sector as long as the block, a wrong size can be neither read nor erased.
       UseBoard(test::FlashBoard(product, oem, size,
-                                {{"boot", 0xC0000}, {place == kNoEnv ? "other" : "env", kLarge}}));
-      const size_t unit = place == kInEnv ? 1 : 0;
-      const uint32_t offset = place == kInEnv ? 0 : place == kNoEnv ? 0x80000 : 0xC0000 - size;
+                                {{"boot", 0xC0000}, {inside ? "other" : "env", kLarge}}));
+      const size_t unit = inEnv ? 1 : 0;
+      const uint32_t offset = inEnv ? 0 : inside ? 0x80000 : 0xC0000 - size;
       test::PutFlashBytes(unit, offset, Block("here=1", size));
       const test::Child child = test::InChild(
           [] {
@@ -101,9 +85,9 @@ TEST_F(BootTest, PlaceAndSizeOfTheBlock) {
       EXPECT_EQ(0, child.exitStatus);
       char text[64];
       snprintf(text, sizeof text, "envoffset = %x\nBOOT_ENV_SIZE = %x\n", offset, size);
-      EXPECT_THAT(child.printed, HasSubstr(place == kInEnv   ? "LIBDVR : Find device chip\n"
-                                           : place == kNoEnv ? "LIBDVR : No device chip\n"
-                                                             : text));
+      EXPECT_THAT(child.printed, HasSubstr(inEnv    ? "LIBDVR : Find device chip\n"
+                                           : inside ? "LIBDVR : No device chip\n"
+                                                    : text));
       snprintf(text, sizeof text, "flash: erase mtd%zu 0x%x +0x%x", unit, offset, size);
       EXPECT_THAT(Events(), testing::Contains(text));
     }

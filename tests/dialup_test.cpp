@@ -19,37 +19,14 @@ const std::string kConnect = kPeers + "-chat-connect";
 const std::string kDisconnect = kPeers + "-chat-disconnect";
 const std::string kSystemEnable = "/mnt/mtd/Config/ppp/pppoe-enable-3g";
 
+// What stands around the account's texts in the files of the dialler.
+std::string Around(const char *name) {
+  return vboard::ReadFile(std::string(SOURCE_FOLDER "/tests/data/dialup/") + name);
+}
 constexpr const char *kPeersStart = "nodetach\nlock\n/dev/ttyUSB0\n115200\nuser  ";
-constexpr const char *kPeersEnd = R"(
-crtscts
-show-password
-usepeerdns
-noauth
-noipdefault
-novj
-novjccomp
-noccp
-defaultroute
-ipcp-accept-local
-ipcp-accept-remote
-connect '/sbin/chat -s -v -f /etc/ppp/peers/wcdma-chat-connect'
-disconnect '/sbin/chat -s -v -f /etc/ppp/peers/wcdma-chat-disconnect'
-)";
-constexpr const char *kConnectStart = R"(ABORT 'NO CARRIER'
-ABORT 'ERROR'
-ABORT 'NO DIALTONE'
-ABORT 'BUSY'
-ABORT  'NO ANSWER'
-'' \rAT
-OK \rATZ
-)";
-constexpr const char *kDisconnectText = R"(ABORT "ERROR"
-ABORT "NO DIALTONE"
-SAY"\nSending break to the modem\n"
-'' "\K"
-''  "+++ATH"
-SAY  "\nGoodbay\n"
-)";
+const std::string kPeersEnd = Around("peers-end");
+const std::string kConnectStart = Around("connect-start");
+const std::string kDisconnectText = Around("disconnect");
 
 // The texts are those of APN, ISP, user and password.
 Wireless3gConfig Config(int32_t enable, int32_t mode, const std::array<std::string, 4> &texts) {

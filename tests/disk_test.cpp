@@ -11,6 +11,7 @@
 #include "libsys/disk.h"
 #include "libsys/version.h"
 #include "tests/support/board_test.h"
+#include "tests/support/table.h"
 #include "vboard/machine.h"
 
 namespace {
@@ -186,31 +187,14 @@ const std::string kThreeDisks =
 
 TEST_F(DiskTest, DrivesTakeTheStandbyTimerAndTheFlush) {
   UseDisks(kThreeDisks);
-  struct Row {
-    int32_t index, minutes, result;
-    std::vector<std::string> events;
-  } const rows[] = {
-      {0, 0, 0, {"disk: sda command e3 00 00 00"}},
-      {0, 1, 0, {"disk: sda command e3 0c 00 00"}},
-      {0, 20, 0, {"disk: sda command e3 f0 00 00"}},
-      {0, 21, 0, {"disk: sda command e3 fc 00 00"}},
-      {0, 22, 0, {"disk: sda command e3 f1 00 00"}},
-      {0, 30, 0, {"disk: sda command e3 f1 00 00"}},
-      {0, 31, 0, {"disk: sda command e3 f2 00 00"}},
-      {0, 330, 0, {"disk: sda command e3 fb 00 00"}},
-      {0, 331, -1, {}},
-      {0, -1, -1, {}},
-      {1, 1, -1, {}},
-      {2, 1, -1, {}},
-      {-1, 1, -1, {}},
-      {INT32_MAX, 1, -1, {}},
-  };
-  for (const Row &row : rows) {
-    SCOPED_TRACE(std::to_string(row.index) + " " + std::to_string(row.minutes));
-    EXPECT_EQ(row.result, DiskSetStandby(row.index, row.minutes));
+  for (test::Row &row : test::Table("standby.txt", "timers")) {
+    SCOPED_TRACE(row["disk"] + " " + row["minutes"]);
+    const bool takes = row["code"] != "-";
+    EXPECT_EQ(takes ? 0 : -1, DiskSetStandby(std::stoi(row["disk"]), std::stoi(row["minutes"])));
     std::vector<std::string> events = Events();
     std::erase_if(events, [](const std::string &event) { return event.starts_with("missing:"); });
-    EXPECT_EQ(row.events, events);
+    const std::string command = "disk: sda command e3 " + row["code"] + " 00 00";
+    EXPECT_EQ(takes ? std::vector{command} : std::vector<std::string>{}, events);
   }
   EXPECT_EQ(2, DiskGetCount());
   EXPECT_EQ(0, DiskFlush(0));

@@ -93,10 +93,24 @@ TEST_F(EthernetTest, TheLinkByBoardTypeAndInterface) {
       DvrReadBootParameters();
       system("ifconfig eth0 up");
       if (before.starts_with("ifconfig")) system(row.before);
+      fputs("asking", stdout);
       return NetGetLinkState(row.name);
     };
     EXPECT_EQ(test::InChild(ask).exitStatus, row.result & 0xff);
   }
+}
+
+// Even where the message in front of it cannot be printed.
+TEST_F(EthernetTest, TheReasonOfAFailureIsTold) {
+  Use({"eth1"});
+  vboard::PlanFault("socket", "AF_INET", EMFILE, 1, false);
+  const auto fail = [] {
+    setvbuf(stdout, nullptr, _IONBF, 0);
+    dup2(STDOUT_FILENO, STDERR_FILENO);
+    close(STDOUT_FILENO);
+    return NetSetMode("eth1", 0);
+  };
+  EXPECT_EQ(test::InChild(fail).printed, "Cannot get control socket: Too many open files\n");
 }
 
 TEST_F(EthernetTest, AModeIsSetWhereTheInterfaceSupportsIt) {

@@ -1,7 +1,6 @@
 // The partition table, transfers by linear address, and erasing with what hangs on it.
 #include <errno.h>
 #include <stdio.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <optional>
@@ -10,6 +9,7 @@
 #include "libsys/flash.h"
 #include "libsys/version.h"
 #include "tests/support/flash_board.h"
+#include "tests/support/table.h"
 
 namespace {
 
@@ -32,12 +32,6 @@ std::string Sectors(unsigned count) {
     text += "mtd" + number + ": 00010000 00010000 \"part" + number + "\"\n";
   }
   return text;
-}
-
-int FreeDescriptor() {
-  const int fd = dup(STDOUT_FILENO);
-  close(fd);
-  return fd;
 }
 
 class FlashTest : public test::BoardTest {
@@ -71,7 +65,7 @@ class FlashTest : public test::BoardTest {
 };
 
 TEST_F(FlashTest, PartitionLists) {
-  constexpr int kFailed = 100, kLeaks = 101;
+  constexpr int kFailed = 100;
   const struct {
     const char *what;
     std::optional<std::string> list;
@@ -105,15 +99,11 @@ TEST_F(FlashTest, PartitionLists) {
     if (row.call[0] != '\0') vboard::PlanFault(row.call, row.path, EIO, 1, false);
     const test::Child child = test::InChild(
         [] {
-          const int before = FreeDescriptor();
           FlashPartitionTable table;
-          if (FlashInit() == 0)
-            return FlashGetPartitionTable(&table) + static_cast<int>(table.count);
-          const bool closed =
-              FlashFindPartition("\"part0\"") == nullptr && FreeDescriptor() == before;
-          return closed ? kFailed : kLeaks;
+          if (FlashInit() != 0) return FlashFindPartition("\"part0\"") == nullptr ? kFailed : -1;
+          return FlashGetPartitionTable(&table) + static_cast<int>(table.count);
         },
-        test::kFlash);
+        row.result == kFailed ? test::Paths() : test::kFlash);
     EXPECT_EQ(row.result, child.exitStatus);
     EXPECT_EQ(row.printed, child.printed);
   }
@@ -206,10 +196,10 @@ TEST_F(FlashTest, AddressesAndCounts) {
 
 // Without a table a size by product is taken, and from then on the table counts as built.
 TEST_F(FlashTest, DefaultSectorSize) {
-  const auto check = [this](test::Product product, uint32_t size) {
-    SCOPED_TRACE(product);
-    UseBoard(test::SmallBoard(product, 0));
-    const test::Child child = test::InChild([size] {
+  for (test::Row &row : test::Table("identity.txt", "flash and boot variables")) {
+    SCOPED_TRACE("product type " + row["type"]);
+    UseBoard(test::SmallBoard(test::IdentifierOf(row["type"], row["generation"] == "1"), 0));
+    const test::Child child = test::InChild([size = test::Numbers(row["sector"])[0] * 1024] {
       uint32_t found = 1;
       DvrReadBootParameters();
       const bool none = FlashGetSectorSize(&found) == -1 && found == 0;
@@ -223,10 +213,6 @@ TEST_F(FlashTest, DefaultSectorSize) {
         "LIBDVR : Can't get flashsectsize, initialize : 131072\n"
         "LIBDVR : FlashErase : Invalid address: 80000000\n",
         child.printed);
-  };
-  for (const auto product : kSmallSectorProducts) check(product, 0x10000);
-  for (const auto product : {test::kProduct4, test::kProduct5, test::kProduct7, test::kProduct27}) {
-    check(product, 0x20000);
   }
 }
 

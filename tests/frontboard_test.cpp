@@ -1,6 +1,5 @@
 // The front panel's operations: which panel a board has, its keys, remote control and LEDs.
 #include <fcntl.h>
-#include <inttypes.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -219,7 +218,7 @@ Levels ReadLevels(int gpio) {
   return levels;
 }
 
-// What a command with the values 1, 0, 1, 2 does: "1,6 1011 4", the levels that the line took
+// What a command with the values 1, 0, 1, 2 does: "1,6:1011:4;", the levels that the line took
 // and the result; empty when nothing happened and the result was 0.
 std::string Effect(int gpio, Event command, int32_t length) {
   std::map<uint32_t, std::string> changed;
@@ -236,9 +235,9 @@ std::string Effect(int gpio, Event command, int32_t length) {
     std::string levels;
     for (const Levels &each : after) levels += std::to_string(each[line]);
     if (levels == std::string(4, static_cast<char>('0' + before[line]))) continue;
-    text += std::to_string(line / 8) + "," + std::to_string(line % 8) + " " + levels + " ";
+    text += std::to_string(line / 8) + "," + std::to_string(line % 8) + ":" + levels + ":";
   }
-  return text.empty() && result == 0 ? "" : text + std::to_string(result) + "; ";
+  return text.empty() && result == 0 ? "" : text + std::to_string(result) + ";";
 }
 
 std::string EveryLed() {
@@ -247,7 +246,7 @@ std::string EveryLed() {
   for (int code = 0; code < 256; ++code) {
     const Event command = {0xff, 0xdd, static_cast<uint8_t>(code), 0};
     const std::string effect = Effect(gpio, command, 4);
-    if (!effect.empty()) text += Hex(std::array{command[2]}) + " " + effect;
+    if (!effect.empty()) text += Hex(std::array{command[2]}) + ":" + effect;
     if (code < 0x08 || code > 0x0f) continue;
     text += Effect(gpio, command, 3) + Effect(gpio, command, 5);
     text += Effect(gpio, {0xfe, 0xdd, command[2], 0}, 4);
@@ -258,95 +257,42 @@ std::string EveryLed() {
 }
 
 TEST_F(FrontboardTest, EveryLedOfEveryPanel) {
-  struct {
-    const char *panel;
-    int boardBits, model, variantD;  // -1: as the board is
-    const char *expected;
-  } const rows[] = {
-      {"oem2", 0, -1, -1, "09 1,6 0100 4; 0a 1,3 0100 4; 0d 0,6 0100 4; "},
-      {"oem4", 16, -1, -1, "09 1,4 0100 4; 0a 4,5 0100 4; 0e 4,0 0100 4; "},
-      {"oem4", 0x30, -1, -1, "09 1,4 0100 4; 0a 4,5 0100 4; 0e 4,0 0100 4; "},
-      {"oem4", 17, -1, -1, "09 2,0 0100 4; 0e 3,7 0100 4; "},
-      {"oem8", 0, -1, -1, "09 2,5 0100 0; 0c 3,7 0100 4; "},
-      {"oem9-1", 0, -1, -1, "09 1,3 0100 4; 0a 0,6 0100 4; 0c 0,6 0100 4; 0d 1,4 0100 4; "},
-      {"oem14-model92", 0, -1, -1, "09 5,1 1011 4; 0b 5,0 1011 4; 0c 5,1 1011 4; "},
-      {"oem14", 0, 99, -1, "0b 5,1 1011 4; 0c 1,4 1011 4; "},
-      {"oem14", 0, -1, -1, "09 5,0 1011 4; 0b 5,1 1011 4; 0c 5,0 1011 4; "},
-      {"oem15", 0, -1, -1, "0c 2,1 1011 4; "},
-      {"oem6", 0, -1, -1, "0b 3,6 0100 4; 0c 3,7 0100 4; "},
-      {"oem6", 0, -1, 0, "09 1,3 1011 4; "},
-      {"oem13", 0, -1, -1, "09 1,3 1011 4; 0b 1,4 1011 4; "},
-      {"product30", 0, -1, -1, "09 1,3 1011 4; 0b 1,4 1011 4; "},
-      {"oem11", 0, -1, -1, "09 1,3 1011 4; 0b 1,4 1011 4; "},
-      {"oem20", 0, -1, -1, "09 1,3 1011 0; 0c 1,4 1011 4; "},
-  };
-  for (const auto &row : rows) {
-    SCOPED_TRACE(std::string(row.panel) + ": " + row.expected);
-    UsePanel(row.panel);
+  for (test::Row &row : test::Table("front_board.txt", "LEDs")) {
+    SCOPED_TRACE(row["panel"] + ": " + row["effects"]);
+    const int model = std::stoi(row["model"]), variantD = std::stoi(row["variant-D"]);
+    UsePanel(row["panel"]);
     const Finding finding = Find([&] {
-      DvrBoardByte = static_cast<uint8_t>(row.boardBits);
-      if (row.model >= 0) FrontboardPanelModel = row.model;
-      if (row.variantD >= 0) FrontboardVariantD = row.variantD;
+      DvrBoardByte = static_cast<uint8_t>(std::stoi(row["board-byte"]));
+      if (model >= 0) FrontboardPanelModel = model;
+      if (variantD >= 0) FrontboardVariantD = variantD;
       return EveryLed();
     });
-    EXPECT_EQ(row.expected, finding.result);
+    EXPECT_EQ(row["effects"] + ";", finding.result);
   }
 }
 
 TEST_F(FrontboardTest, FrontBoardsEventsBecomeTheCommonOnes) {
-  struct {
-    uint64_t identifier;
-    uint32_t oem;
-    int32_t variants;
-    uint8_t boardByte;
-    std::string events;  // as sent: as read, with * when it is sent back
-  } const rows[] = {
-      // OEM type 3: by product.
-      {0x4, 3, 0, 0, "ff019201:ff017101 ff010101:ff090001* ff1b0100:ff090000* ff010001:ff010001"},
-      {0x8, 3, 0, 0, "ff019201:ff017101 ff010101:ff090001*"},
-      {0x10, 3, 0, 0, "ff019201:ff017101 ff010101:ff090001*"},
-      {0x404, 3, 0, 0, "ff019201:ff017101"},  // one alarm input: product type 2
-      {0x804, 3, 0, 0, "ff019201:ff017101 ff010101:ff090001*"},
-      {0x10000000804, 3, 0, 0, "ff019201:ff017101 ff010101:ff090001*"},
-      {0x408, 3, 0, 0, "ff019201:ff017101 ff010101:ff090001*"},
-      {0x1004000000000050, 3, 0, 0, "ff010001:ff090001* ff019201:ff019201 ff010101:ff010101"},
-      {0x1000000000000048, 3, 0, 0, "ff010001:ff090001* ff019201:ff019201 ff1a0001:ff1a0001"},
-      {0x4248010000000000, 3, 0, 0, "ff010001:ff090001* ff010101:ff010101"},
-      {0x1000000000000050, 3, 0, 0, "ff010001:ff010001 ff019201:ff019201 ff010101:ff010101"},
-      // The launcher's OEM type 6, which does not know its straps; straps that are known.
-      {0x4, 6, -1, 0, "ff010f00:ff010f00 ff019201:ff019201 ff1afe01:ff1afe01"},
-      {0x4, 6, 0, 0, "ff010f00:ff1afe01"},
-      // Board revision 1, with chip/board type 0 only.
-      {0x1004000000000050, 0, 0, 1, "ff11ef01:ff1ebf01 ff11ee01:ff11ee01 ff12ef01:ff12ef01"},
-      {0x1004000000000050, 9, 0, 9, "ff11ef01:ff1ebf01"},
-      {0x1004000000000050, 0, 0, 2, "ff11ef01:ff11ef01"},
-      {0x4, 0, 0, 1, "ff11ef01:ff11ef01"},
-      // OEM type 8 with alarm board.
-      {0x4, 8, 1, 0,
-       "002bbf01:ff1ebf01 ff2edf01:ff1b7f01 ff2efb00:ff1bbf00 ff2eff01:ff2eff01 552cfe01:ff1cfe01 "
-       "ff2afe01:ff1afe01 ff2bfe01:ff1bfe01 ff24fe01:ff14fe01 ff29fe01:ff19fe01 ff1a0c01:ff010c01 "
-       "ff1bfe01:ff1bfe01 ff2dfe01:ff2dfe01"},
-      {0x4, 8, -1, 0, "002bbf01:002bbf01 ff2afe01:ff2afe01 ff1a0c01:ff1a0c01"},
-  };
   UseBoard("summary = \"a board of any identity\"\n");
-  for (const auto &row : rows) {
-    SCOPED_TRACE(row.events);
-    const Finding finding = FindOn(row.identifier, row.oem, [&] {
-      SetVariants(row.variants);
-      DvrBoardByte = row.boardByte;
+  for (test::Row &row : test::Table("front_board.txt", "events")) {
+    SCOPED_TRACE(row["events"]);
+    const uint64_t identifier = test::IdentifierOf(row["type"], row["generation"] == "1") |
+                                test::First({.alarmInputs = std::stoul(row["inputs"])});
+    const Finding finding = FindOn(identifier, test::Numbers(row["OEM"])[0], [&] {
+      SetVariants(std::stoi(row["variants"]));
+      DvrBoardByte = static_cast<uint8_t>(std::stoi(row["board-byte"]));
       FrontboardInit();
       std::string found;
-      std::istringstream events(row.events);
-      for (std::string event; events >> event;) {
+      std::istringstream events(row["events"]);
+      for (std::string event; std::getline(events, event, ',');) {
         const std::string sent = event.substr(0, 8);
         vboard::Act("frontboard send " + sent);
         Events();
-        found += (found.empty() ? "" : " ") + sent + ":" + ReadKey();
+        found += (found.empty() ? "" : ",") + sent + ":" + ReadKey();
         if (!Events().empty()) found += "*";
       }
       return found;
     });
-    EXPECT_EQ(row.events, finding.result);
+    EXPECT_EQ(row["events"], finding.result);
   }
 }
 
@@ -372,29 +318,12 @@ TEST_F(FrontboardTest, ShortBuffersStayBounded) {
 TEST_F(FrontboardTest, StartAndEndOfTheFrontBoardsPort) {
   const std::string open = "uart2: 9600 baud, 8 data bits, no parity, 1 stop bit";
   const std::string line = "LIBDVR : Frontboard use ttyAMA2 Uart/frontboard.c1774\n";
-  struct {
-    uint64_t identifier;
-    uint32_t oem;
-    int32_t variants;
-    std::string printed;
-    bool opens;
-  } const rows[] = {
-      {0x4, 0, -1, "", true},
-      {0x4, 6, -1, line, true},
-      {0x4, 6, 0, "", true},
-      {0x4, 6, 1, "", false},
-      {0x4, 6, 7, line, true},
-      {0x4, 4, -1, "", false},
-      {0x4, 13, -1, "", true},
-      {0x1004000000000050, 6, -1, "", true},
-      {0x4149000000000000, 6, -1, line, true},
-  };
   UseBoard("summary = \"a board of any identity\"\n");
-  for (const auto &row : rows) {
-    SCOPED_TRACE(row.oem);
-    SCOPED_TRACE(row.variants);
-    const Finding finding = FindOn(row.identifier, row.oem, [&] {
-      SetVariants(row.variants);
+  for (test::Row &row : test::Table("front_board.txt", "start")) {
+    SCOPED_TRACE("product type " + row["type"] + ", OEM " + row["OEM"] + ", " + row["variants"]);
+    const uint64_t identifier = test::IdentifierOf(row["type"], row["generation"] == "1");
+    const Finding finding = FindOn(identifier, test::Numbers(row["OEM"])[0], [&] {
+      SetVariants(std::stoi(row["variants"]));
       Events();
       const bool isDone = FrontboardInit() == 0 && FrontboardExit() == 0;
       const auto events = Events();
@@ -405,9 +334,9 @@ TEST_F(FrontboardTest, StartAndEndOfTheFrontBoardsPort) {
       return std::string(isDone ? "done" : "failed") + (opened ? " opened" : "") +
              (closed ? " closed" : "");
     });
-    EXPECT_EQ(row.opens ? "done opened closed" : "done closed", finding.result);
-    EXPECT_THAT(finding.printed, testing::StartsWith(row.printed));
-    EXPECT_EQ(row.printed.empty(), finding.printed.find("use ttyAMA") == std::string::npos);
+    EXPECT_EQ(row["opens"] == "yes" ? "done opened closed" : "done closed", finding.result);
+    EXPECT_EQ(row["says-so"] == "yes", finding.printed.starts_with(line));
+    EXPECT_EQ(row["says-so"] == "yes", finding.printed.find("use ttyAMA") != std::string::npos);
   }
 }
 

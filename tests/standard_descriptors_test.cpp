@@ -109,6 +109,7 @@ TEST_F(StandardDescriptorsTest, MessagesStayOutOfTheFilesThatAreWritten) {
     vboard::WriteFile(folder, "");
     const auto run = [&] {
       if (closed) CloseStandardDescriptors();
+      DvrReadBootParameters();
       return NetSetPPPoEConfig(&config) + 1;
     };
     EXPECT_EQ(1, test::InChild(run).exitStatus);

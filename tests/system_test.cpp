@@ -1,7 +1,5 @@
 // System services: time bases, load and memory, fan and buzzer, serial number, abilities.
 #include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -93,25 +91,6 @@ TEST_F(SystemTest, MemoryAndTime) {
       nullptr, [](int) {}, nullptr, 0);
   EXPECT_GE(SystemGetMsec() - begin, 40U);
   EXPECT_GE(vboard::BoardTime() - start, 0.05);
-}
-
-TEST_F(SystemTest, Fan) {
-  struct {
-    uint64_t identifier;  // 4 channels; 16 channels: product type 4; second generation: type 0
-    std::vector<std::string> events;
-  } const rows[] = {{4, {}}, {16, {"gpio: 0,6 output", "gpio: 0,6 = 1"}}};
-  for (const auto &row : rows) {
-    SCOPED_TRACE(row.identifier);
-    const test::Child child = test::InChild(
-        [&] {
-          Start(0, "", row.identifier);
-          EXPECT_EQ(0, SystemFanControl(3));
-          EXPECT_EQ(row.events, Events());
-          return HasFailure() ? 1 : 0;
-        },
-        kKept);
-    EXPECT_EQ(0, child.exitStatus) << child.printed;
-  }
 }
 
 TEST_F(SystemTest, FanAndBuzzerOfTheMicrocontroller) {

@@ -1,12 +1,14 @@
 // The factory tool's settings file, and what the system-information start makes of it.
 #include <string.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <sstream>
 
 #include "libsys/frontboard.h"
 #include "libsys/version.h"
 #include "tests/support/board_test.h"
+#include "tests/support/table.h"
 
 namespace {
 
@@ -15,10 +17,10 @@ using testing::HasSubstr;
 constexpr const char *kFile = "/tool/tool_config.ini";
 
 struct Slot {
-  const char *key;
+  std::string key;
   int32_t ToolConfig::*slot;
 };
-constexpr Slot kSlots[] = {
+const Slot kSlots[] = {
     {"Audio Input Number=", &ToolConfig::audioInputNumber},
     {"Alarm Input Number=", &ToolConfig::alarmInputNumber},
     {"Alarm Output Number=", &ToolConfig::alarmOutputNumber},
@@ -79,7 +81,7 @@ TEST_F(ToolConfigTest, EveryKeySetsItsOwnSlot) {
   std::string file;
   std::string all;
   for (const Slot &slot : kSlots) {
-    const std::string line = std::string(slot.key) + "5";
+    const std::string line = slot.key + "5";
     EXPECT_EQ(line + " ", Read(line + "\n"));
     EXPECT_EQ(line + " ", Read("x " + line));
     file += line + "\r\n";
@@ -90,41 +92,15 @@ TEST_F(ToolConfigTest, EveryKeySetsItsOwnSlot) {
 
 TEST_F(ToolConfigTest, EmptyValuesInAFileWithCarriageReturns) {
   UseProduct5();
-  struct {
-    const char *key;
-    int32_t ToolConfig::*slot;
-    int32_t before, after;
-  } const rows[] = {
-      {"Audio Input Number=", &ToolConfig::audioInputNumber, 0, 4},
-      {"Audio Input Number=", &ToolConfig::audioInputNumber, 8, 4},
-      {"Audio Input Number=", &ToolConfig::audioInputNumber, 3, 3},
-      {"Alarm Input Number=", &ToolConfig::alarmInputNumber, -1, 4},
-      {"Alarm Input Number=", &ToolConfig::alarmInputNumber, 5, 4},
-      {"Alarm Output Number=", &ToolConfig::alarmOutputNumber, 0, 1},
-      {"Alarm Output Number=", &ToolConfig::alarmOutputNumber, 2, 1},
-      {"Playback Limit Number=", &ToolConfig::playbackLimitNumber, 0, -1},
-      {"Playback Limit Number=", &ToolConfig::playbackLimitNumber, -1, 4},
-      {"Playback Limit Number=", &ToolConfig::playbackLimitNumber, 16, 16},
-      {"Playback Limit Number=", &ToolConfig::playbackLimitNumber, 17, 4},
-      {"Playback Limit Number=", &ToolConfig::playbackLimitNumber, 20, 4},
-      {"Playback Limit Number=", &ToolConfig::playbackLimitNumber, -2, -2},
-      {"Max Encode=", &ToolConfig::maxEncode, 0, -1},
-      {"Max Encode=", &ToolConfig::maxEncode, -1, 4},
-      {"Max Encode=", &ToolConfig::maxEncode, 99, 99},
-      {"VgaResolution=", &ToolConfig::vgaResolution, 0, -1},
-      {"VgaResolution=", &ToolConfig::vgaResolution, -1, 8},
-      {"VgaResolution=", &ToolConfig::vgaResolution, 3, 3},
-      {"TvHue=", &ToolConfig::tvHue, 0, -1},
-      {"TvHue=", &ToolConfig::tvHue, -1, -1},
-      {"HDMI=", &ToolConfig::hdmi, -1, -1},
-  };
-  for (const auto &row : rows) {
-    SCOPED_TRACE(std::string(row.key) + " " + std::to_string(row.before));
+  for (test::Row &row : test::Table("tool_config.txt", "empty values")) {
+    SCOPED_TRACE(row["key"] + " " + row["before"]);
+    std::string key = row["key"] + "=";
+    std::replace(key.begin(), key.end(), '_', ' ');
+    const Slot *slot = std::find_if(std::begin(kSlots), std::end(kSlots),
+                                    [&](auto &one) { return one.key == key; });
     ToolConfig config = {};
-    config.*row.slot = row.before;
-    std::string expected = row.key + std::to_string(row.after) + " ";
-    if (row.after == -1) expected.clear();
-    EXPECT_EQ(expected, Read(std::string(row.key) + "\r\n", config));
+    config.*slot->slot = std::stoi(row["before"]);
+    EXPECT_EQ(row["after"] == "-1" ? "" : key + row["after"] + " ", Read(key + "\r\n", config));
   }
 }
 

@@ -46,13 +46,7 @@ std::vector<Expectation> ReadExpectations() {
 }
 
 std::string Hex(std::initializer_list<unsigned> bytes) {
-  std::string text;
-  char byte[4];
-  for (const unsigned value : bytes) {
-    snprintf(byte, sizeof byte, "%02x", value);
-    text += byte;
-  }
-  return text;
+  return test::Hex(std::vector<uint8_t>(bytes.begin(), bytes.end()));
 }
 
 // What comes after byte 0 of an event of this group and code.

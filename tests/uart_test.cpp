@@ -1,6 +1,7 @@
 // The serial ports: opening, line attributes, reading and writing, start and stop.
 #include "libsys/uart.h"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/resource.h>
@@ -8,9 +9,11 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <map>
 #include <thread>
 
+#include "libsys/gpio.h"
 #include "libsys/serial.h"
 #include "tests/support/serial_test.h"
 
@@ -237,6 +240,7 @@ TEST_F(UartTest, TheConsoleKeepsItsOtherSettings) {
   EXPECT_EQ(tcflag_t{ICANON | ECHO}, after.c_lflag & (ICANON | ECHO));
   EXPECT_EQ(tcflag_t{CS7 | PARENB | CSTOPB}, after.c_cflag & kAllFlags);
   EXPECT_EQ(speed_t{B115200}, cfgetospeed(&after));
+  EXPECT_EQ(1, after.c_cc[VMIN]);
 }
 
 TEST_F(UartTest, NullPointersAndBadIndicesTouchNothing) {
@@ -268,6 +272,32 @@ TEST_F(UartTest, SignalsInterruptNoRead) {
                         Call({"timed", "2", "4"});
                         StopTicking();
                       }).substr(std::string("LIBDVR : 2CONSOLE_SUSPEND failed\n").size()));
+}
+
+TEST_F(UartTest, WhatTwoThreadsOpenTogetherIsOpenOnce) {
+  for (int round = 0; round < 200; ++round) {
+    uint8_t level = 0;
+    vboard::PlanFault("ioctl", "/dev/hi_gpio", EIO, 1, false);
+    EXPECT_EQ(-1, GpioRead(0, 0, &level));
+    UartDeviceClose(1);
+    std::atomic<int> ready = 0;
+    const auto together = [&ready](int threads) {
+      ++ready;
+      while (ready < threads) continue;
+    };
+    const auto open = [&] {
+      uint8_t own = 0;
+      together(2);
+      EXPECT_EQ(0, GpioRead(0, 0, &own));
+      together(4);
+      EXPECT_EQ(0, UartDeviceOpen(1));
+    };
+    std::thread other(open);
+    open();
+    other.join();
+    ASSERT_EQ(1U, test::Descriptors("/dev/hi_gpio"));
+    ASSERT_EQ(1U, test::Descriptors("/dev/ttyAMA1"));
+  }
 }
 
 TEST_F(UartTest, TimedReadsWaitForThreeSilences) {

@@ -123,6 +123,16 @@ Child InChild(const std::function<int()> &function, const Paths &kept) {
   return child;
 }
 
+std::string Hex(std::span<const uint8_t> bytes) {
+  std::string text;
+  char digits[3];
+  for (const uint8_t byte : bytes) {
+    snprintf(digits, sizeof digits, "%02x", byte);
+    text += digits;
+  }
+  return text;
+}
+
 size_t Descriptors(const std::string &path) {
   const std::map<int, std::string> files = OpenFiles();
   return static_cast<size_t>(std::count_if(files.begin(), files.end(),
@@ -139,10 +149,16 @@ int Waiting(const std::string &device) {
 
 BoardTest::~BoardTest() {
   EXPECT_EQ("", Disorder(before_, kept_));
+  if (vboard::Attached()) ExpectOutputInOrder();
   vboard::Detach();
 }
 
+void BoardTest::ExpectOutputInOrder() {
+  EXPECT_THAT(Times("command runs before the output"), testing::IsEmpty());
+}
+
 void BoardTest::UseBoard(const std::string &description) {
+  if (vboard::Attached()) ExpectOutputInOrder();
   vboard::Detach();
   const std::string file = folder_.path() + "/board.toml";
   vboard::WriteFile(file, description);

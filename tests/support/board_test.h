@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <map>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -48,6 +49,9 @@ inline const Paths kFlash = {"/dev/mtd0", "/dev/mtd1", "/dev/mtd2", "/dev/mtd3",
 // these files of the board, none of them inherited by a program. It gives every block back.
 Child InChild(const std::function<int()> &function, const Paths &kept = {});
 
+// Two digits a byte.
+std::string Hex(std::span<const uint8_t> bytes);
+
 // How many descriptors of a file this process has.
 size_t Descriptors(const std::string &path);
 
@@ -74,6 +78,8 @@ class BoardTest : public testing::Test {
   void Keep(Paths kept) { kept_ = std::move(kept); }
 
  private:
+  static void ExpectOutputInOrder();
+
   const std::map<int, std::string> before_ = OpenFiles();
   Paths kept_;
   vboard::TemporaryFolder folder_;

@@ -33,8 +33,11 @@ inline mode_t Rights(const std::string &path) {
 // The result of an operation, and what it printed.
 inline std::string Call(const std::function<int32_t()> &operation) {
   int32_t result = 0;
-  const std::string printed = Printed([&] { result = operation(); });
-  return std::to_string(result) + " " + printed;
+  const std::string printed = Printed([&] {
+    fputs(">", stdout);  // which a command that the operation runs does not overtake
+    result = operation();
+  });
+  return std::to_string(result) + " " + printed.substr(1);
 }
 
 // Fills a field of a record; a text of its size has no terminator.

@@ -30,13 +30,13 @@ enum Product : uint64_t {
 using Partitions = std::vector<std::pair<std::string, uint32_t>>;
 
 // A board with these partitions, each full of garbage so that a byte too many shows.
-inline std::string FlashBoard(Product product, uint32_t oem, uint32_t sectorSize,
+inline std::string FlashBoard(uint64_t product, uint32_t oem, uint32_t sectorSize,
                               const Partitions &partitions) {
   char text[160];
   snprintf(text, sizeof text,
            "summary = \"a board for tests\"\n[identity]\nproduct = \"%016" PRIX64
            "\"\noem = %" PRIu32 "\n[flash]\nsector_size = %" PRIu32 "\n",
-           uint64_t{product}, oem, sectorSize);
+           product, oem, sectorSize);
   std::string description = text;
   for (const auto &[name, size] : partitions) {
     description += "[[flash.partition]]\nname = \"" + name + "\"\nsize = " + std::to_string(size) +

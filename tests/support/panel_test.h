@@ -17,16 +17,6 @@ namespace test {
 
 using Event = std::array<uint8_t, 4>;
 
-inline std::string Hex(std::span<const uint8_t> bytes) {
-  std::string text;
-  char digits[3];
-  for (const uint8_t byte : bytes) {
-    snprintf(digits, sizeof digits, "%02x", byte);
-    text += digits;
-  }
-  return text;
-}
-
 // Waits for the next key event.
 inline std::string ReadKey(Event event = {}) {
   return FrontboardRead(event.data(), 4) == 4 ? Hex(event) : "failed";

@@ -9,10 +9,10 @@ class SerialTest : public IdentityTest {
  protected:
   SerialTest() { Keep(kKept); }
 
-  // Ports may stay open, and the flash with the boot variables.
-  static inline const Paths kKept = {"/dev/ttyAMA0", "/dev/ttyAMA1",    "/dev/ttyAMA2",
-                                     "/dev/ttyAMA3", "/dev/consoledev", "/dev/mtd0",
-                                     "/dev/mtd1",    "/dev/mtd2"};
+  // Ports may stay open, the lines' driver, and the flash with the boot variables.
+  static inline const Paths kKept = {"/dev/hi_gpio", "/dev/ttyAMA0", "/dev/ttyAMA1",
+                                     "/dev/ttyAMA2", "/dev/ttyAMA3", "/dev/consoledev",
+                                     "/dev/mtd0",    "/dev/mtd1",    "/dev/mtd2"};
   static std::string OnBoard(uint64_t identifier, uint32_t oem,
                              const std::function<void()> &function) {
     return IdentityTest::OnBoard(identifier, oem, function, kKept);

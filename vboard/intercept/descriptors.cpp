@@ -189,6 +189,7 @@ int dup3(int fd, int copy, int flags) {
     void *const argument = va_arg(arguments, void *);                     \
     va_end(arguments);                                                    \
     const int result = next(fd, command, argument);                       \
+    if (command == F_DUPFD) vboard::OpenedForChildren("a copy");          \
     const bool copies = command == F_DUPFD || command == F_DUPFD_CLOEXEC; \
     return copies ? Duplicated(fd, result) : result;                      \
   }

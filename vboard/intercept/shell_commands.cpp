@@ -1,5 +1,6 @@
 // Shell commands: each is the affair of the device that knows it; nothing reaches the PC's shell.
 #include <errno.h>
+#include <stdio_ext.h>
 #include <string.h>
 #include <sys/reboot.h>
 #include <sys/wait.h>
@@ -22,6 +23,7 @@ constexpr int kUnknown = 127;
 // Runs a line, a pipeline included. Its wait status, or -1 with errno set.
 int Run(const char *call, const char *line, std::string *output) {
   Event("command: %s", line);
+  if (__fpending(stdout) != 0) Event("command runs before the output in front of it");
   if (vboard::CallFails(call, line)) return -1;
   for (const vboard::Device *device : vboard::Devices()) {
     const int status = device->command != nullptr ? device->command(line, output) : -1;
