@@ -18,7 +18,8 @@ extern "C" {
  * with the interval timer of libsys/timer.h. Standard output becomes line buffered, because the
  * timer's signal writes lines of its own in between. The time zone counts as it is now, for the
  * years 1970 to 2099. Not to be called from several threads at once. Returns 0, at once when the
- * bus is open; -1 with a message when the device does not open. */
+ * bus is open; -1 with a message when the device does not open. A chip that cannot be read and a
+ * timer that does not start are only reported. */
 LIBSYS_API int32_t I2cOpen(void);
 
 /* Closes the bus. The timer goes on; its readings fail with a message. */
@@ -33,15 +34,17 @@ LIBSYS_API int32_t I2cRead(uint32_t device, uint32_t firstRegister, uint8_t *buf
 LIBSYS_API int32_t I2cWrite(uint32_t device, uint32_t firstRegister, const uint8_t *buffer,
                             uint32_t count);
 
-/* I2cRead and I2cWrite on the clock chip's battery-backed memory, whose address 0 is register 8. */
+/* I2cRead and I2cWrite on the clock chip's battery-backed memory, whose address 0 is register 8. It
+ * ends with address 247: what follows are the registers of the date. */
 LIBSYS_API int32_t NvramRead(uint32_t address, uint8_t *buffer, uint32_t count);
 LIBSYS_API int32_t NvramWrite(uint32_t address, const uint8_t *buffer, uint32_t count);
 
 /* Sets the system clock from the clock chip, which holds local standard time, and prints date and
- * weekday. It is the timer's signal handler and async-signal-safe: its lines go to standard output
- * by write(), past what stdio holds back. signalNumber is not used.
- * A chip time that the zone's clocks skipped when its standard time changed is none for glibc's
- * mktime(): the system clock then stays as it is. */
+ * weekday. The minutes that the kernel's own time zone lies west of Greenwich are added, on
+ * purpose; on a board whose kernel knows no zone they are 0. It is the timer's signal handler and
+ * async-signal-safe: its lines go to standard output by write(), past what stdio holds back.
+ * signalNumber is not used. A chip time that the zone's clocks skipped when its standard time
+ * changed is none for glibc's mktime(): the system clock then stays as it is. */
 LIBSYS_API void I2cpCallBack(int signalNumber);
 
 /* The same, also async-signal-safe. Returns 0; -1 when the chip cannot be read, with a message, or
@@ -69,7 +72,8 @@ LIBSYS_API int32_t SystemGetCurrentTime(SystemTime *time);
 /* Sets the system clock and the clock chip to a local standard time. Fields beyond their range
  * carry over as with mktime(); the weekday is computed. While daylight saving time is in force the
  * chip gets the time with the hour added, on purpose. Returns 0; -1 with a message when the time is
- * before 1970, the caller may not set the clock, or the chip cannot be written. */
+ * before 1970, the caller may not set the clock, or the chip cannot be written; then the system
+ * clock is set, until the next synchronisation brings the chip's time back. */
 LIBSYS_API int32_t SystemSetCurrentTime(const SystemTime *time);
 
 /* Prints the local date, weekday and time. Returns 0. */

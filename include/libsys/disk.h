@@ -17,7 +17,8 @@ extern "C" {
 #define DISK_MAX_DISKS 16
 #define DISK_MAX_PARTITIONS 15
 
-/* Values of DiskInfo.kind and DiskInfo.diskClass. */
+/* Values of DiskInfo.kind and DiskInfo.diskClass. A disk is internal when its vendor is "ATA" or
+ * its host is one of the board's own ports: below DISK_NUM of libsys/version.h. */
 enum DiskKind { DISK_KIND_DISK = 1, DISK_KIND_OPTICAL = 2 };
 enum DiskClass { DISK_CLASS_EXTERNAL = 0, DISK_CLASS_INTERNAL = 3 };
 
@@ -40,11 +41,12 @@ typedef struct DiskInfo {
 
 /* Builds the table of disks anew and stores a pointer to its first record. The table belongs
  * to the library and stays valid until the next call. The records are in the order of the host
- * numbers, those of a disk's partitions in the order in which the kernel lists them;
- * partitions of less than 3 sectors, such as the container of logical ones, and those beyond
- * DISK_MAX_PARTITIONS are left out. It looks only for hosts that the list names, so that a high
- * host number costs no time; numbers above INT32_MAX are none. Returns the number of records, 0 to
- * DISK_MAX_DISKS, and never a negative value; what cannot be read is reported and skipped. */
+ * numbers, and of each host only the device 0:0:0 is looked at; those of a disk's partitions are
+ * in the order in which the kernel lists them. Partitions of less than 3 sectors, such as the
+ * container of logical ones, and those beyond DISK_MAX_PARTITIONS are left out. It looks only for
+ * hosts that the list names, so that a high host number costs no time; numbers above INT32_MAX are
+ * none. Returns the number of records, 0 to DISK_MAX_DISKS, and never a negative value; what cannot
+ * be read is reported and skipped. */
 LIBSYS_API int32_t DiskEnumerate(DiskInfo **table);
 
 /* Returns the number of records that the last enumeration found, and enumerates where none has

@@ -88,7 +88,7 @@ LIBSYS_API int32_t ApplicationExit(void);
 enum ApplicationFlag {
   APPLICATION_STARTED = '0',
   APPLICATION_HANDED_BACK = '1',
-  APPLICATION_RESTART = '2'
+  APPLICATION_RESTART = '2' /* for other launchers: this one takes no notice */
 };
 
 /* Opens the flag file, which is made where there is none. Returns the descriptor, close-on-exec and
@@ -129,7 +129,8 @@ LIBSYS_API int32_t SystemSetSerialNumber(char *text, int32_t length);
 
 typedef struct SystemAbility {
   uint32_t reserved; /* 0 */
-  uint8_t flags[9];  /* feature flags of the hardware identity, with the audio channels second */
+  uint8_t flags[9];  /* HWID_FLAG_53 + 2 * HWID_FLAG_38, AUDIO_CHANNEL, HWID_FLAG_34, HWID_FLAG_33,
+                        1, 0, 0, 6 or 7, 0 */
   uint32_t boardByte;
 } SystemAbility;
 
