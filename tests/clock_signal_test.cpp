@@ -253,8 +253,8 @@ int WorkFor(std::chrono::seconds duration) {
   std::vector<std::string> kept(64);
   int lines = 0;
   for (unsigned round = 0; std::chrono::steady_clock::now() < end; ++round) {
-    kept[round % kept.size()] = std::string(round * 37 % 5000, 'x');
-    const time_t now = time(nullptr) + round * 3600;
+    kept[round % kept.size()] = std::string(size_t{round} * 37 % 5000, 'x');
+    const time_t now = time(nullptr) + time_t{round} * 3600;
     tm local = {};
     localtime_r(&now, &local);
     mktime(&local);

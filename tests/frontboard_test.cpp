@@ -97,14 +97,14 @@ TEST_F(FrontboardTest, EveryKeyOfEveryMatrix) {
                            // The product's pins too.
                            {"product30", 0, "product30", "identity.oem = 0x8\n"}};
   for (const auto &[panel, unused] : tables) rows.push_back({panel, 0, panel, ""});
-  for (const auto &[panel, subType, expected, more] : rows) {
-    SCOPED_TRACE(panel + " " + std::to_string(subType) + more);
-    ASSERT_EQ(25U, keys.at(expected).size());
-    UsePanel(panel, more);
-    const Finding finding = Find([&] { return EveryKey(subType); });
-    EXPECT_EQ(ExpectedEvents(keys.at(expected)), finding.result);
+  for (const Row &row : rows) {
+    SCOPED_TRACE(row.panel + " " + std::to_string(row.subType) + row.more);
+    ASSERT_EQ(25U, keys.at(row.keys).size());
+    UsePanel(row.panel, row.more);
+    const Finding finding = Find([&] { return EveryKey(row.subType); });
+    EXPECT_EQ(ExpectedEvents(keys.at(row.keys)), finding.result);
     // Only this panel shows its keys on the console.
-    EXPECT_EQ(panel == "product30",
+    EXPECT_EQ(row.panel == "product30",
               finding.printed.find("..........255 26 239.........\n") != std::string::npos);
   }
 }

@@ -97,14 +97,14 @@ TEST_F(GpioTest, MemoryAccessStaysInItsPage) {
       {0xFFFFFFFF, 1, true},    {0x200F0FFF, 0, true}};
   const char *const refusal = "LIBDVR : Buffer == NULL or length is to long, must <= 0x1000\n";
   unsigned opened = Openings(kMemory);
-  for (const auto &[address, length, allowed] : rows) {
+  for (const auto &row : rows) {
     for (const int32_t write : {0, 1}) {
-      SCOPED_TRACE(testing::Message() << std::hex << address << " " << length);
-      const int32_t result = allowed ? 1 : 0;
-      EXPECT_EQ(allowed ? "" : refusal, Printed([&] {
-                  EXPECT_EQ(result, DvrPhysicalMemoryAccess(address, bytes, length, write));
+      SCOPED_TRACE(testing::Message() << std::hex << row.address << " " << row.length);
+      EXPECT_EQ(row.allowed ? "" : refusal, Printed([&] {
+                  EXPECT_EQ(row.allowed ? 1 : 0,
+                            DvrPhysicalMemoryAccess(row.address, bytes, row.length, write));
                 }));
-      opened += allowed ? 1 : 0;
+      opened += row.allowed ? 1 : 0;
       EXPECT_EQ(opened, Openings(kMemory));
       EXPECT_EQ(0U, Descriptors(kMemory));
     }
@@ -162,10 +162,10 @@ TEST_F(GpioTest, MemoryThatDoesNotOpenOrMap) {
                     {0x2005005C, "mmap", "LIBDVR : Map 0x20050000 Failed\n"},
                     {0xFFFFF123, "mmap", "LIBDVR : Map 0xfffff000 Failed\n"}};
   uint8_t byte = 9;
-  for (const auto &[address, call, printed] : rows) {
-    vboard::PlanFault(call, kMemory, EPERM, 1, false);
-    EXPECT_EQ(printed,
-              Printed([&] { EXPECT_EQ(0, DvrPhysicalMemoryAccess(address, &byte, 1, 0)); }));
+  for (const auto &row : rows) {
+    vboard::PlanFault(row.call, kMemory, EPERM, 1, false);
+    EXPECT_EQ(row.printed,
+              Printed([&] { EXPECT_EQ(0, DvrPhysicalMemoryAccess(row.address, &byte, 1, 0)); }));
     EXPECT_EQ(9, byte);
     EXPECT_EQ(0U, Descriptors(kMemory));
   }

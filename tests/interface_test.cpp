@@ -120,7 +120,7 @@ TEST_F(InterfaceTest, TheStoredAddressIsAnnouncedOnce) {
     const std::string mac = "020000000011";
     const std::string address = save == 1 ? "0a040507" : "0a040506";
     const std::string frame = "ffffffffffff" + mac + "0806" + "0001080006040002" + mac + address +
-                              "000000000000" + address + std::string(2 * 18, '0');
+                              "000000000000" + address + std::string(36, '0');
     EXPECT_EQ(NextFrame(neighbour, 10000), frame);
     EXPECT_EQ(NextFrame(neighbour, 0), "");
   }

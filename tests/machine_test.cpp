@@ -22,7 +22,7 @@ namespace {
 class MachineTest : public test::BoardTest {};
 
 // A board that runs a program of the PC's.
-vboard::Plan StartingPlan(std::string program, std::vector<std::string> arguments) {
+vboard::Plan StartingPlan(const std::string &program, std::vector<std::string> arguments) {
   vboard::Plan plan;
   plan.start = std::move(arguments);
   plan.start.insert(plan.start.begin(), "/sbin/program");

@@ -12,7 +12,7 @@
 
 namespace {
 
-using std::string_literals::operator""s;
+using namespace std::string_literals;
 
 constexpr const char *kFiles[] = {"/opt/sav/Config/network", "/opt/sav/Config/network1"};
 

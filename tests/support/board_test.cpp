@@ -69,7 +69,7 @@ std::string Disorder(const std::map<int, std::string> &before, Paths kept) {
 
 // The same, and what became of the memory.
 std::string DisorderAtEnd(const std::map<int, std::string> &before, const Paths &kept) {
-  const std::string text = Disorder(before, kept);
+  std::string text = Disorder(before, kept);
 #ifdef __SANITIZE_ADDRESS__
   const int spare = open("/dev/null", O_RDONLY | O_CLOEXEC);
   if (spare < 0) return text;  // the check needs descriptors too
