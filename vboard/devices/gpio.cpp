@@ -98,6 +98,7 @@ int Ioctl(int, int, unsigned long request, void *argument) {
     errno = EINVAL;
     return -1;
   }
+  const Lock lock;
   uint8_t &direction = Gpio().direction[record.group][record.bit];
   uint8_t &output = Gpio().output[record.group][record.bit];
   const char *name = Gpio().name[record.group][record.bit];
