@@ -208,10 +208,12 @@ TEST_F(FlashTest, DefaultSectorSize) {
       return none && !erased && some ? 0 : 1;
     });
     EXPECT_EQ(0, child.exitStatus);
-    EXPECT_THAT(child.printed, testing::StartsWith("LIBDVR : FlashGetSectorSize failed\n"));
-    EXPECT_THAT(child.printed,
-                testing::EndsWith("LIBDVR : Can't get flashsectsize, initialize : 131072\n"
-                                  "LIBDVR : FlashErase : Invalid address: 80000000\n"));
+    // A board that nobody makes says so when its product is asked for.
+    const std::string unknown = row["type"] == "99" ? "LIBDVR : Unknow product type\n" : "";
+    EXPECT_EQ("LIBDVR : FlashGetSectorSize failed\n" + unknown +
+                  "LIBDVR : Can't get flashsectsize, initialize : 131072\n"
+                  "LIBDVR : FlashErase : Invalid address: 80000000\n",
+              child.printed);
   }
 }
 

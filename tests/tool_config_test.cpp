@@ -98,6 +98,7 @@ TEST_F(ToolConfigTest, EmptyValuesInAFileWithCarriageReturns) {
     std::replace(key.begin(), key.end(), '_', ' ');
     const Slot *slot = std::find_if(std::begin(kSlots), std::end(kSlots),
                                     [&](auto &one) { return one.key == key; });
+    ASSERT_NE(std::end(kSlots), slot);
     ToolConfig config = {};
     config.*slot->slot = std::stoi(row["before"]);
     EXPECT_EQ(row["after"] == "-1" ? "" : key + row["after"] + " ", Read(key + "\r\n", config));

@@ -72,8 +72,8 @@ LIBSYS_API int32_t SystemGetCurrentTime(SystemTime *time);
 /* Sets the system clock and the clock chip to a local standard time. Fields beyond their range
  * carry over as with mktime(); the weekday is computed. While daylight saving time is in force the
  * chip gets the time with the hour added, on purpose. Returns 0; -1 with a message when the time is
- * before 1970, the caller may not set the clock, or the chip cannot be written; then the system
- * clock is set, until the next synchronisation brings the chip's time back. */
+ * before 1970, the caller may not set the clock, or the chip cannot be written. In the last case
+ * the system clock is set, until the next synchronisation brings the chip's time back. */
 LIBSYS_API int32_t SystemSetCurrentTime(const SystemTime *time);
 
 /* Prints the local date, weekday and time. Returns 0. */

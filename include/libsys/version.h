@@ -83,9 +83,9 @@ typedef struct ToolConfig {
 
 /* Reads the 64-bit hardware identifier (line "product") and the OEM code (line "oem") from
  * /proc/vss/bootpara, and the OEM code that replaces it for CUSTOM_OEM_TYPE from
- * /opt/custom/patch where that file exists. A missing file reads as empty. Without
- * its line the identifier becomes 0, and the OEM code stays as it was. Lines are a word,
- * one separator and a hexadecimal number. */
+ * /opt/custom/patch where that file exists. A missing file reads as empty. Without its line the
+ * identifier becomes 0, and the OEM code stays as it was. Lines are a word, one separator and a
+ * hexadecimal number. */
 LIBSYS_API void DvrReadBootParameters(void);
 
 /* Answers what the board has; command is one of HwidCommand. Bits 62 and 63 of the

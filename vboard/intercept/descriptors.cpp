@@ -181,17 +181,17 @@ int dup3(int fd, int copy, int flags) {
   return Duplicated(fd, next(fd, copy, flags));
 }
 
-#define INTERCEPT_FCNTL(name)                                             \
-  int name(int fd, int command, ...) {                                    \
-    NEXT(name);                                                           \
-    va_list arguments;                                                    \
-    va_start(arguments, command);                                         \
-    void *const argument = va_arg(arguments, void *);                     \
-    va_end(arguments);                                                    \
-    const int result = next(fd, command, argument);                       \
-    if (command == F_DUPFD) vboard::OpenedForChildren("a copy");          \
-    const bool copies = command == F_DUPFD || command == F_DUPFD_CLOEXEC; \
-    return copies ? Duplicated(fd, result) : result;                      \
+#define INTERCEPT_FCNTL(name)                                                   \
+  int name(int fd, int command, ...) {                                          \
+    NEXT(name);                                                                 \
+    va_list arguments;                                                          \
+    va_start(arguments, command);                                               \
+    void *const argument = va_arg(arguments, void *);                           \
+    va_end(arguments);                                                          \
+    const int result = next(fd, command, argument);                             \
+    if (command == F_DUPFD && result >= 0) vboard::OpenedForChildren("a copy"); \
+    const bool copies = command == F_DUPFD || command == F_DUPFD_CLOEXEC;       \
+    return copies ? Duplicated(fd, result) : result;                            \
   }
 INTERCEPT_FCNTL(fcntl)
 INTERCEPT_FCNTL(fcntl64)
