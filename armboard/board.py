@@ -239,6 +239,8 @@ class Board(Machine):
             time.sleep(1)  # of sleeps this kernel tells nothing
         elif step.startswith('wait '):
             self.wait(step[5:])
+        elif words[0] == 'after':
+            time.sleep(float(words[1]))
         elif words[0] in ('frontboard', 'mcu') and words[1] == 'send':
             port = 'uart2' if words[0] == 'frontboard' else 'uart1'
             self.send(port, bytes.fromhex(words[2]))

@@ -1,8 +1,10 @@
 // How long an event takes from the board to the caller of FrontboardRead, in board time, and
-// what the idle scanner costs. The board runs at its real speed.
+// what the idle scanner costs.
 #include <pthread.h>
+#include <signal.h>
 #include <stdio.h>
-#include <sys/resource.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -14,6 +16,7 @@
 #include "libsys/version.h"
 #include "vboard/actions.h"
 #include "vboard/board.h"
+#include "vboard/keeper.h"
 #include "vboard/make.h"
 
 namespace {
@@ -27,13 +30,36 @@ struct Panel {
   const char *restore;  // brings the panel back, with another event, or nothing
 };
 
-double Measure(const Panel &panel) {
-  vboard::TemporaryFolder folder;
-  vboard::MakeBoard(std::string("boards/") + panel.board, folder.path(), "build/release/bin");
-  vboard::SetSpeed(1);
-  vboard::PowerOn();
-  vboard::Attach(folder.path());
-  DvrReadBootParameters();
+// A board that this process is a program of, and another one keeps the time of.
+class Board {
+ public:
+  explicit Board(const std::string &name) {
+    vboard::MakeBoard("boards/" + name, folder_.path(), "build/release/bin");
+    vboard::PowerOn();
+    keeper_ = fork();
+    if (keeper_ == 0) {
+      prctl(PR_SET_PDEATHSIG, SIGKILL);
+      vboard::KeepTime(0, [] { return true; });
+    }
+    while (!vboard::IsKept()) usleep(100);
+    vboard::Attach(folder_.path());
+    DvrReadBootParameters();
+  }
+  ~Board() {
+    vboard::Detach();
+    kill(keeper_, SIGKILL);
+    waitpid(keeper_, nullptr, 0);
+  }
+  Board(const Board &) = delete;
+  Board &operator=(const Board &) = delete;
+
+ private:
+  vboard::TemporaryFolder folder_;
+  pid_t keeper_;
+};
+
+void Measure(const Panel &panel) {
+  const Board board(panel.board);
   FrontboardInit();
   pthread_t scanner;
   const bool scanned = panel.restore != nullptr;
@@ -58,18 +84,11 @@ double Measure(const Panel &panel) {
   std::sort(latencies.begin(), latencies.end());
   dprintf(STDERR_FILENO, "%-10s median %6.1f ms, longest %6.1f ms\n", panel.name,
           latencies[kEvents / 2] * 1000, latencies.back() * 1000);
-  vboard::Detach();
-  return latencies.back();
 }
 
 void MeasureIdleScanner() {
-  constexpr unsigned kSeconds = 5;
-  vboard::TemporaryFolder folder;
-  vboard::MakeBoard("boards/panel-oem4.toml", folder.path(), "build/release/bin");
-  vboard::SetSpeed(1);
-  vboard::PowerOn();
-  vboard::Attach(folder.path());
-  DvrReadBootParameters();
+  constexpr unsigned kSeconds = 600;
+  const Board board("panel-oem4.toml");
   pthread_t scanner;
   pthread_create(&scanner, nullptr, FrontScanProc, nullptr);
   clockid_t clock;
@@ -84,7 +103,6 @@ void MeasureIdleScanner() {
   const double used = static_cast<double>(after.tv_sec - before.tv_sec) * 1e3 +
                       static_cast<double>(after.tv_nsec - before.tv_nsec) * 1e-6;
   dprintf(STDERR_FILENO, "idle scanner: %.2f ms of processor time a second\n", used / kSeconds);
-  vboard::Detach();
 }
 
 }  // namespace

@@ -46,7 +46,7 @@ def virtual_transcript(name):
     """What the same board's console shows on the virtual board."""
     with tempfile.TemporaryDirectory() as folder:
         result = subprocess.run([armboard.VBOARD, '--folder', folder + '/vboard', 'run',
-                                 '%s/boards/%s.toml' % (ROOT, name), '--speed', '20'],
+                                 '%s/boards/%s.toml' % (ROOT, name)],
                                 capture_output=True, text=True, timeout=120)
     if result.returncode != 0:
         raise AssertionError(result.stdout + result.stderr)

@@ -80,7 +80,7 @@ TEST_F(BoardRoadsTest, EveryBoardTakesItsOwn) {
   for (test::Row &row : test::Table("board_roads.txt", "roads")) {
     SCOPED_TRACE("generation " + row["generation"] + ", product type " + row["type"] + ", field " +
                  row["field-42"] + ", OEM " + row["OEM"] + ", A " + row["A"] + ", B " + row["B"]);
-    UseBoard("summary = \"a board of any identity\"\nspeed = 100000\n");
+    UseBoard("summary = \"a board of any identity\"\n");
     const auto run = [&] {
       ReadIdentity(test::IdentifierOf(row["type"], row["generation"] == "1") |
                        std::stoull(row["field-42"]) << 42,

@@ -15,10 +15,12 @@ TEST_F(DescriptionTest, DescriptionsNameFileLineAndKey) {
     const char *text;
     const char *error;
   } const rows[] = {
-      {"speed = 1\n", ":1: 'summary' is missing"},
+      {"start = []\n", ":1: 'summary' is missing"},
       {"summary = 7\n", ":1: 'summary' has to be a text"},
       {"summary = \"s\"\n\nsped = 1\n", ":3: unknown key 'sped'"},
-      {"summary = \"s\"\nspeed = 0\n", ":2: 'speed' has to be from 1 to 100000"},
+      {"summary = \"s\"\n[scsi]\n[[scsi.disk]]\nname = \"a\"\nletter = \"a\"\nhost = -1\n",
+       ":6: 'host' has to be from 0 to 2147483647"},
+      {"summary = \"s\"\nscenario = [\"after noon\"]\n", ":2: 'scenario' has 'after noon': usage"},
       {"summary = \"s\"\n[flash]\nsector_size = 0x10000\n[[flash.partition]]\nname = \"a\"\n"
        "size = 0x10001\n",
        ":6: 'size' has to be whole sectors"},
@@ -86,13 +88,14 @@ TEST_F(DescriptionTest, TheManualHasEveryKey) {
 }
 
 TEST_F(DescriptionTest, DescriptionsCompleteEachOther) {
-  vboard::WriteFile(Folder() + "/far/first.toml",
-                    "summary = \"first\"\nspeed = 7\n[identity]\nproduct = \"1\"\noem = 1\n");
+  vboard::WriteFile(
+      Folder() + "/far/first.toml",
+      "summary = \"first\"\nstart = [\"/sbin/x\"]\n[identity]\nproduct = \"1\"\noem = 1\n");
   vboard::WriteFile(Folder() + "/second.toml",
                     "base = \"far/first.toml\"\n[identity]\noem = 2\n\n[gpio]\nwrong = 1\n");
   vboard::Section both = vboard::ReadDescription(Folder() + "/second.toml", vboard::BoardKeys());
   EXPECT_EQ("first", both.Text("summary"));
-  EXPECT_EQ(7, both.Number("speed"));
+  EXPECT_THAT(both.Texts("start"), testing::ElementsAre("/sbin/x"));
   EXPECT_EQ("1", both.Table("identity").Text("product"));
   EXPECT_EQ(2, both.Table("identity").Number("oem"));
   try {

@@ -295,7 +295,6 @@ TEST_F(DiskTest, LauncherCapturesOnTheServiceStick) {
                                 ".toml\"\nscenario = [\"" + stick.scenario +
                                 "\"]\n[programs]\n\"/opt/app/Quillon\" = \"handback\"\n");
     vboard::Machine machine(vboard::MakeBoard(file, folder, PROGRAMS_FOLDER));
-    vboard::SetSpeed(1);  // the application sleeps long enough to be stopped in it
     machine.Start();
     machine.Play(60);
     machine.Stop();

@@ -358,7 +358,7 @@ TEST_F(FrontboardTest, AttributesGoToTheFrontBoardsPort) {
       {0x1000000000000108, 0, 0, "300000000000000\n" + failed(2) + "800000000000000\n" + failed(0),
        "-1"},
   };
-  UseBoard("summary = \"a board of any identity\"\nspeed = 1000\n");
+  UseBoard("summary = \"a board of any identity\"\n");
   for (const auto &row : rows) {
     SCOPED_TRACE(row.printed);
     const Finding finding = FindOn(row.identifier, 0, [&] {

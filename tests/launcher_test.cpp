@@ -35,7 +35,6 @@ class LauncherTest : public test::BoardTest {
  protected:
   // Plays a board's scenario, and returns everything up to the line that ended it.
   Transcript Play(vboard::Plan plan) {
-    vboard::SetSpeed(1000);
     vboard::Machine machine(plan);
     machine.Start();
     machine.Play(kPatience);
@@ -169,7 +168,6 @@ std::string Without(const std::string &transcript, const std::string &lines) {
 TEST_F(LauncherTest, SupervisionAndRestartByTheServiceKey) {
   constexpr int kLooks = 3;
   const vboard::Plan plan = MakeWithSmallPrograms("supervised");
-  vboard::SetSpeed(100);
   vboard::Machine machine(plan);
   machine.Start();
   ASSERT_TRUE(machine.WaitFor("recorder: started", kPatience));
@@ -178,7 +176,7 @@ TEST_F(LauncherTest, SupervisionAndRestartByTheServiceKey) {
   }
   HandBack();
   ASSERT_TRUE(machine.WaitFor("begin to read Frontboard", kPatience));
-  vboard::Act("key press 2");
+  ASSERT_TRUE(machine.Act("key press 2", kPatience));
   ASSERT_TRUE(machine.WaitFor("recorder: started", kPatience));
   std::string left = Text(machine.Lines(), machine.Waited());
   const std::string started =
@@ -318,36 +316,33 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(LauncherTest, Oem6KeysComeUntranslatedAndTheSupervisorThenWaitsForGood) {
   const vboard::Plan plan = vboard::MakeBoard(SOURCE_FOLDER "/boards/panel-oem6-serial.toml",
                                               Folder() + "/board", PROGRAMS_FOLDER);
-  vboard::SetSpeed(1000);
   vboard::Machine machine(plan);
   machine.Start();
   ASSERT_TRUE(machine.WaitFor("begin to read Frontboard", kPatience));
   ASSERT_TRUE(machine.WaitFor("LIBDVR : Frontboard use ttyAMA2 Uart/frontboard.c1774", kPatience));
   ASSERT_TRUE(machine.WaitFor("uart2: 9600 baud", kPatience));
-  const auto unreadAfter = [&](const char *action, int unread) {
+  const auto unreadAfter = [&](const char *action) {
     vboard::Act(action);
-    for (int look = 0; look < 1000 && test::Waiting("/dev/ttyAMA2") != unread; ++look)
-      machine.Run(0.01);
+    machine.Run(10);
     return test::Waiting("/dev/ttyAMA2");
   };
-  EXPECT_EQ(0, unreadAfter("frontboard send ff1a0c01", 0));  // no service key: read, and read on
-  EXPECT_EQ(0, unreadAfter("frontboard send ff010c01", 0));  // a translation would have changed it
-  EXPECT_EQ(4, unreadAfter("frontboard send ff1afe01", 4));
-  machine.Run(0.2);  // 200 seconds of board time
+  EXPECT_EQ(0, unreadAfter("frontboard send ff1a0c01"));  // no service key: read, and read on
+  EXPECT_EQ(0, unreadAfter("frontboard send ff010c01"));  // a translation would have changed it
+  EXPECT_EQ(4, unreadAfter("frontboard send ff1afe01"));
+  machine.Run(200);
   EXPECT_EQ(4, test::Waiting("/dev/ttyAMA2"));
   EXPECT_FALSE(machine.WaitFor("start: /var/Vantor", 0));
 }
 
 TEST_F(LauncherTest, Oem9NothingFillsTheQueue) {
   const vboard::Plan plan = MakeWithSmallPrograms("supervised", "[identity]\noem = 9\n");
-  vboard::SetSpeed(1000);
   vboard::Machine machine(plan);
   machine.Start();
   ASSERT_TRUE(machine.WaitFor("quillon is running", kPatience));
   HandBack();
   ASSERT_TRUE(machine.WaitFor("begin to read Frontboard", kPatience));
-  vboard::Act("key press 2");
-  machine.Run(0.2);
+  ASSERT_TRUE(machine.Act("key press 2", kPatience));
+  machine.Run(200);
   EXPECT_FALSE(machine.WaitFor("start: /var/Vantor", 0));
   EXPECT_TRUE(machine.Running());
 }
@@ -374,25 +369,9 @@ std::multiset<std::string> Processes() {
   return processes;
 }
 
-// The same once a single process is left that has stayed so for a while, and is as wanted: others
-// take their time to end, and something may be open while an event is logged.
-std::multiset<std::string> SettledProcesses(vboard::Machine &machine,
-                                            const std::multiset<std::string> &wanted) {
-  std::multiset<std::string> processes;
-  const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(kPatience);
-  for (int same = 0; same < 5 && std::chrono::steady_clock::now() < end; machine.Run(0.02)) {
-    std::multiset<std::string> now = Processes();
-    const bool settled = now.size() == 1 && (wanted.empty() || now == wanted);
-    same = settled && now == processes ? same + 1 : 0;
-    processes = std::move(now);
-  }
-  return processes;
-}
-
 TEST_F(LauncherTest, RestartsLeaveNothingBehind) {
   const vboard::Plan plan = vboard::MakeBoard(SOURCE_FOLDER "/boards/panel-oem4.toml",
                                               Folder() + "/board", PROGRAMS_FOLDER);
-  vboard::SetSpeed(100);
   vboard::Machine machine(plan);
   machine.Start();
   std::multiset<std::string> first;
@@ -400,16 +379,16 @@ TEST_F(LauncherTest, RestartsLeaveNothingBehind) {
     SCOPED_TRACE(round);
     // The application hands back; the launcher's scanner is at work once it has read a code.
     ASSERT_TRUE(machine.WaitFor("begin to read Frontboard", kPatience));
-    vboard::Act("ir send 1 0");
+    ASSERT_TRUE(machine.Act("ir send 1 0", kPatience));
     ASSERT_TRUE(machine.WaitFor("hiir read(0 , 1)", kPatience));
     // The first supervisor is the child of a process that was started, not forked: a sanitizer
     // has a thread more in it.
     if (round <= 2) first.clear();
-    const std::multiset<std::string> now = SettledProcesses(machine, first);
+    const std::multiset<std::string> now = Processes();
     EXPECT_EQ(1U, now.size());
     if (round <= 2) first = now;
     EXPECT_EQ(first, now);
-    vboard::Act("ir send 12 1");
+    ASSERT_TRUE(machine.Act("ir send 12 1", kPatience));
     ASSERT_TRUE(machine.WaitFor("start: /var/Vantor", kPatience));
   }
 }
@@ -418,7 +397,6 @@ TEST_F(LauncherTest, RestartsLeaveNothingBehind) {
 TEST_F(LauncherTest, TheSupervisorAsksForKeysTenTimesASecondAtMost) {
   const vboard::Plan plan = vboard::MakeBoard(SOURCE_FOLDER "/boards/panel-oem6-serial.toml",
                                               Folder() + "/board", PROGRAMS_FOLDER);
-  vboard::SetSpeed(10);
   vboard::PlanFault("read", "/dev/ttyAMA2", EIO, 1, true);
   vboard::Machine machine(plan);
   machine.Start();

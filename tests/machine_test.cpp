@@ -249,6 +249,7 @@ TEST_F(MachineTest, TheCommandRefusesWhatItCannotDo) {
       {"--folder @/foreign make @/board.toml", "holds something"},
       {"--folder @/empty state", "made by another version"},
       {"--folder @/new run @/board.toml --speed 0", "--speed"},
+      {"--folder @/new run @/board.toml --speed fast", "--speed"},
       {"--folder @/new run @/board.toml --speed 100001", "--speed"},
       {"--folder @/new run @/board.toml --patience 0", "--patience"},
       {"--folder @/new run @/board.toml --patience nan", "--patience"},

@@ -70,7 +70,7 @@ def main(vboard, programs, name):
     told = []
     with tempfile.TemporaryDirectory() as folder, subprocess.Popen(
             [vboard, '--folder', folder, '--programs', programs, 'run',
-             '%s/../boards/%s.toml' % (source, name), '--speed', '20', '--stay',
+             '%s/../boards/%s.toml' % (source, name), '--speed', 'free', '--stay',
              '--patience', str(PATIENCE)],
             stdout=subprocess.PIPE, text=True, errors='replace', preexec_fn=die_with_parent) as board:
         patience = threading.Timer(PATIENCE, board.terminate)

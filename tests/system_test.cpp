@@ -107,7 +107,6 @@ TEST_F(SystemTest, FanAndBuzzerOfTheMicrocontroller) {
 
 TEST_F(SystemTest, BeepIsExtendedWhileItRuns) {
   Start(2);
-  vboard::SetSpeed(1);
   const uint32_t begin = SystemGetMsec();
   // 70 ms would pass zero and never end; the other thread ends it.
   std::thread other([] {
@@ -127,7 +126,6 @@ TEST_F(SystemTest, BeepIsExtendedWhileItRuns) {
 
 TEST_F(SystemTest, AnExtensionReplacesWhatIsLeft) {
   Start(2);
-  vboard::SetSpeed(1);
   SystemBeepExtend(0, 100);
   const uint32_t begin = SystemGetMsec();
   EXPECT_EQ(0, SystemBeep(0, 60'000));
@@ -162,7 +160,6 @@ TEST_F(SystemTest, CommandsThatEndTheBoard) {
           Start(row.oem,
                 "[[scsi.disk]]\nname = \"recordings\"\nhost = 0\nletter = \"a\"\nsize = 1000\n",
                 row.identifier);
-          vboard::SetSpeed(1000);
           FrontboardVariantB = row.alarmBoard;
           FrontboardInit();
           Events();

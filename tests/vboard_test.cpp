@@ -462,21 +462,6 @@ TEST_F(VboardTest, CommandsArePipedToTheirDevice) {
   EXPECT_EQ("EMFILE", piped("ifconfig", "re"));
 }
 
-TEST_F(VboardTest, WaitsAreAsMuchShorterAsTheBoardIsFaster) {
-  UseBoard(test::SmallBoard(4, 0));
-  vboard::SetSpeed(1000);
-  const auto start = std::chrono::steady_clock::now();
-  EXPECT_EQ(0U, sleep(100));
-  EXPECT_EQ(0, usleep(900'000));
-  timeval timeout = {50, 0};
-  EXPECT_EQ(0, select(0, nullptr, nullptr, nullptr, &timeout));
-  const auto real = std::chrono::steady_clock::now() - start;
-  EXPECT_GE(real, std::chrono::milliseconds(150));
-  EXPECT_LT(real, std::chrono::seconds(150));
-  EXPECT_GE(vboard::BoardTime(), 150.0);
-  EXPECT_THAT(Events(), ElementsAre("sleep: 100 s"));
-}
-
 TEST_F(VboardTest, KeysConnectTheirLines) {
   UseBoard(test::SmallBoard(4, 0,
                             "[panel]\nscan = [[1, 0], [1, 1], [1, 2], [1, 3], [1, 4]]\n"

@@ -5,9 +5,17 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "vboard/board_time.h"
 #include "vboard/device.h"
+#include "vboard/real.h"
 
 namespace vboard {
+namespace {
+
+constexpr int64_t kPatience = 10 * kSecond;
+constexpr timespec kPause = {0, 2'000'000};
+
+}  // namespace
 
 std::vector<std::string> Words(const std::string &line) {
   std::istringstream stream(line);
@@ -31,14 +39,34 @@ const Action &FindAction(std::span<const std::string> words, std::span<const std
   throw std::invalid_argument("no device of the board can do this");
 }
 
-void Act(std::span<const std::string> words) {
-  std::span<const std::string> rest;
-  const Action &action = FindAction(words, &rest);
-  action.run(rest);
+void Perform(const Action &action, std::span<const std::string> arguments) {
+  for (const int64_t end = real::Now() + kPatience;; real::sleep(kPause)) {
+    try {
+      action.run(arguments);
+      return Poke();
+    } catch (const NotYet &) {
+      if (real::Now() >= end) throw;
+    }
+  }
 }
 
 void Act(const std::string &line) {
-  Act(Words(line));
+  const std::vector<std::string> words = Words(line);
+  std::span<const std::string> rest;
+  const Action &action = FindAction(words, &rest);
+  Perform(action, rest);
+}
+
+bool TryToAct(const std::string &line) {
+  const std::vector<std::string> words = Words(line);
+  std::span<const std::string> rest;
+  const Action &action = FindAction(words, &rest);
+  try {
+    action.run(rest);
+    return true;
+  } catch (const NotYet &) {
+    return false;
+  }
 }
 
 uint32_t NumberOf(const std::string &word, uint32_t most) {

@@ -4,16 +4,22 @@
 #include <stdint.h>
 
 #include <span>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace vboard {
 
+// The board's programs have to go on before the action can have its effect.
+struct NotYet : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
 struct Action {
   const char *name;       // "gpio set"
   const char *arguments;  // "GROUP BIT LEVEL"
   const char *help;
-  // Throws std::invalid_argument on unusable words.
+  // Throws std::invalid_argument on unusable words, and NotYet before anything was done.
   void (*run)(std::span<const std::string> words);
 };
 
@@ -27,8 +33,12 @@ std::vector<std::string> Words(const std::string &line);
 // std::invalid_argument.
 const Action &FindAction(std::span<const std::string> words, std::span<const std::string> *rest);
 
-// Does to the open board what an action's words say. Throws std::invalid_argument.
-void Act(std::span<const std::string> words);
+// Does to the open board what an action says, once it can have its effect: a few seconds are waited
+// for that. Throws as the action does.
+void Perform(const Action &action, std::span<const std::string> arguments);
+// The same by the action's words.
 void Act(const std::string &line);
+// False when it cannot have its effect yet. For who has the board's programs go on.
+bool TryToAct(const std::string &line);
 
 }  // namespace vboard

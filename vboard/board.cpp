@@ -12,6 +12,7 @@
 #include "vboard/device.h"
 #include "vboard/faults.h"
 #include "vboard/real.h"
+#include "vboard/turns.h"
 
 namespace vboard {
 namespace {
@@ -23,8 +24,10 @@ struct Process {
   std::string folder;
   std::string events;
   Shared *state = nullptr;
-  bool attached = false;
 };
+
+// Asked by every call, also by those of a sanitizer's library out of the middle of its own start.
+constinit std::atomic<bool> attached{false};
 
 // Never destroyed: the program's exit is the last event. Made on first use, which may be before
 // this library's own start.
@@ -100,6 +103,8 @@ void ForgetDeadMachine() {
   Shared &state = State();
   if (state.machine.number == 0 || MachineRuns()) return;
   state.machine.number = 0;
+  state.time.keeper.number = 0;
+  RunOn(1, kNever);
   state.processGroup = 0;
   state.power = Power::kOff;
   state.console[0] = '\0';
@@ -122,17 +127,18 @@ void Open(const std::string &folder) {
 void Attach(const std::string &folder) {
   MapBoard(folder);
   NoteOwnStart();
-  ThisProcess().attached = true;
+  attached = true;
+  NoteProcess(0);
 }
 
 void Detach() {
-  ThisProcess().attached = false;  // first, for the calls of a signal handler that comes now
+  attached = false;  // first, for the calls of a signal handler that comes now
   if (ThisProcess().state != nullptr) real::unmap(ThisProcess().state, StateSize());
   ThisProcess().state = nullptr;
 }
 
 bool IsProgram() {
-  return ThisProcess().attached;
+  return attached;
 }
 bool Attached() {
   return IsProgram() && ownCalls == 0;
@@ -161,7 +167,7 @@ void CreateState(const std::string &folder) {
   MapState(folder, O_CREAT);
   State().size = static_cast<uint32_t>(StateSize());
   MakeLock(&State().lock);
-  SetSpeed(1);
+  RunOn(1, kNever);
   State().power = Power::kOff;
   State().magic = kMagic;
 }
@@ -181,8 +187,8 @@ void PowerOn() {
   state.lastNumber = 0;
   state.hanging = false;
   for (Mount &mount : state.mounts) mount = {};
-  state.powerOnTime = Lifetime();
-  state.clockOffset = -Lifetime();
+  state.time.powerOn = Lifetime();
+  state.time.clockOffset = -Lifetime();
   state.power = Power::kOn;
   ++state.boots;
   for (const Device *device : Devices()) {

@@ -17,6 +17,7 @@
 #include <string>
 #include <string_view>
 
+#include "vboard/board_time.h"
 #include "vboard/processes.h"
 
 namespace vboard {
@@ -63,12 +64,7 @@ struct Shared {
   uint64_t magic;  // tells a board from any other file
   uint32_t size;
   pthread_mutex_t lock;
-  std::atomic<uint32_t> speed;         // board seconds a real second
-  std::atomic<int64_t> lifetime;       // nanoseconds, at the moment that follows
-  std::atomic<int64_t> lifetimeSince;  // monotonic clock, nanoseconds
-  std::atomic<int64_t> powerOnTime;    // lifetime, nanoseconds
-  std::atomic<int64_t> clockOffset;    // what the system clock is ahead of the lifetime
-  std::atomic<int32_t> minutesWest;    // the kernel's time zone
+  Time time;
   std::atomic<Power> power;
   std::atomic<uint32_t> boots;
   ProcessId machine;                  // what keeps the board under power
@@ -120,17 +116,6 @@ bool IsBoard(const std::string &folder);
 
 // Creates the state of a new board in a folder and opens it.
 void CreateState(const std::string &folder);
-
-// Nanoseconds of board time since the board was made, through all power cycles.
-int64_t Lifetime();
-// Board time: seconds since power-on.
-double BoardTime();
-void SetSpeed(uint32_t speed);  // board seconds a second; at 0 board time stands still
-
-// The kernel's clock in nanoseconds since 1970. It begins there at each power-on.
-int64_t SystemClock();
-// Results as clock_settime has them.
-int SetSystemClock(const timespec &time);
 
 // Starts a power cycle: the mounts and every device's volatile state go back to their start.
 void PowerOn();

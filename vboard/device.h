@@ -92,7 +92,9 @@ struct Device {
   void (*powerOn)() = nullptr;
   // Reports what programs did without a call, such as writes to mapped registers.
   void (*settle)() = nullptr;
-  // Called many times a second while the board has power.
+  // The lifetime at which something falls due while the board has power, kNever for nothing; and
+  // what happens then.
+  int64_t (*due)() = nullptr;
   void (*tick)() = nullptr;
 
   std::optional<FileCalls> files = {};

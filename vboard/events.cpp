@@ -5,6 +5,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <inttypes.h>
+#include <pthread.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <string.h>
@@ -67,8 +68,11 @@ void Write(const char *text) {
 
 }  // namespace
 
+// No place where a thread can be cancelled, as what it tells of may be none.
 void Event(const char *format, ...) {
   const int kept = errno;
+  int cancel;
+  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel);
   static thread_local bool settling = false;
   if (!settling) {
     settling = true;
@@ -83,6 +87,7 @@ void Event(const char *format, ...) {
   vsnprintf(text, sizeof text, format, arguments);
   va_end(arguments);
   Write(text);
+  pthread_setcancelstate(cancel, nullptr);
   errno = kept;
 }
 

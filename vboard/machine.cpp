@@ -4,6 +4,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <sched.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -16,26 +17,38 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <utility>
 
 #include "vboard/actions.h"
 #include "vboard/board.h"
 #include "vboard/device.h"
 #include "vboard/files.h"
 #include "vboard/program.h"
+#include "vboard/turns.h"
 
 namespace vboard {
-namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int kPollMilliseconds = 10;
-// A board that shuts down waits for its programs to come to rest, but not for ever.
-constexpr int kQuietPolls = 8;
-constexpr std::chrono::seconds kLongestShutDown{5};
+namespace {
+
+constexpr int kPollMilliseconds = 1;
+// What the programs of a board that shuts down or restarts still get, of its time.
+constexpr int64_t kShutDown = kSecond;
+// What ends a program that is killed gets of the PC's time.
+constexpr std::chrono::seconds kLongestEnd{5};
 // What a turn takes at most from a program that prints without end.
 constexpr int kReadsPerTurn = 16;
 
 volatile sig_atomic_t stopSignal = 0;
+volatile sig_atomic_t waits = 0;  // a machine, for something that a signal has to end
+
+constexpr Clock::time_point kNoEnd = Clock::time_point::max();
+
+int64_t Left(Clock::time_point end) {
+  if (end == kNoEnd) return kSecond;  // until the next look at what may come from outside
+  return std::chrono::nanoseconds(end - Clock::now()).count();
+}
 
 Clock::time_point After(double seconds) {
   return Clock::now() +
@@ -76,6 +89,16 @@ std::string PlaceOf(const std::string &name) {
   ExecuteOnBoard(PathOnBoard(command[0]), command);
 }
 
+// One goes on at a time, and to wake it on another processor takes the PC longer than most turns.
+void KeepToOneProcessor() {
+  cpu_set_t set;
+  CPU_ZERO(&set);
+  if (const int processor = sched_getcpu(); processor >= 0) {
+    CPU_SET(static_cast<unsigned>(processor), &set);
+    sched_setaffinity(0, sizeof set, &set);
+  }
+}
+
 }  // namespace
 
 void ExecuteOnBoard(const std::string &program, const std::vector<std::string> &command) {
@@ -103,11 +126,13 @@ void ExecuteOnBoard(const std::string &program, const std::vector<std::string> &
 
 void Machine::RequestStop(int signal) {
   stopSignal = signal;
+  if (waits != 0) Poke();
 }
 
-Machine::Machine(Plan plan, Transcript::Show show)
-    : plan_(std::move(plan)), transcript_(std::move(show)) {
+Machine::Machine(Plan plan, Transcript::Show show, uint32_t speed)
+    : plan_(std::move(plan)), transcript_(std::move(show)), keeper_(speed) {
   AdoptOrphans();
+  KeepToOneProcessor();
   console_ = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
   char name[64] = "";
   if (console_ < 0 || grantpt(console_) != 0 || unlockpt(console_) != 0 ||
@@ -116,6 +141,7 @@ Machine::Machine(Plan plan, Transcript::Show show)
   }
   // Held open, so that the console outlives the programs that print on it.
   terminal_ = open(name, O_RDWR | O_NOCTTY | O_CLOEXEC);
+  marker_ = open(name, O_WRONLY | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
   termios settings = {};
   tcgetattr(terminal_, &settings);
   cfmakeraw(&settings);
@@ -123,12 +149,15 @@ Machine::Machine(Plan plan, Transcript::Show show)
   Store(State().console, name);
   State().machine.start = StartOf(getpid());
   State().machine.number = getpid();
+  waits = 1;
 }
 
 Machine::~Machine() {
   Stop();
+  waits = 0;
   State().console[0] = '\0';
   State().machine.number = 0;
+  close(marker_);
   close(terminal_);
   close(console_);
 }
@@ -150,6 +179,7 @@ void Machine::StartCommand() {
   PowerOn();
   Event("power: on, boot %u", State().boots.load());
   exitStatus_ = -1;
+  shutDown_ = kNever;
   Preload();
   fflush(nullptr);
   command_ = fork();
@@ -157,20 +187,24 @@ void Machine::StartCommand() {
   setpgid(command_, command_);
   if (command_ == 0) Become(plan_.start, terminal_);
   if (command_ < 0) throw std::runtime_error("no process for the board's command");
+  NoteBirth();
   State().processGroup = command_;
   running_ = true;
 }
 
-void Machine::ReadConsole(int milliseconds) {
+// True when anything came.
+bool Machine::ReadConsole(int milliseconds) {
   pollfd descriptor = {console_, POLLIN, 0};
-  for (int reads = 0; reads < kReadsPerTurn && poll(&descriptor, 1, milliseconds) > 0; ++reads) {
+  int reads = 0;
+  for (; reads < kReadsPerTurn && poll(&descriptor, 1, milliseconds) > 0; ++reads) {
     char data[4096];
     const ssize_t length = read(console_, data, sizeof data);
-    if (length <= 0) return;
+    if (length <= 0) break;
     transcript_.TakeConsole({data, static_cast<size_t>(length)});
     milliseconds = 0;
   }
   if (State().unmarked.exchange(false)) transcript_.TakeEvents();
+  return reads > 0;
 }
 
 void Machine::Reap() {
@@ -186,69 +220,114 @@ void Machine::Reap() {
   running_ = id == 0;  // some child is left
 }
 
-bool Machine::Quiet() {
-  const size_t seen = transcript_.Taken();
-  for (int polls = 0; polls < kQuietPolls; ++polls) {
+// Takes what the programs printed up to now, when all of them rest; the terminal may be behind.
+// True when anything came.
+bool Machine::TakeConsole() {
+  const size_t before = transcript_.Taken();
+  const std::string mark = transcript_.Mark();
+  const size_t marks = transcript_.Marks();
+  size_t written = 0;
+  const auto end = Clock::now() + kLongestEnd;
+  while (transcript_.Marks() == marks && Clock::now() < end) {
+    const ssize_t part = write(marker_, mark.data() + written, mark.size() - written);
+    if (part > 0) written += static_cast<size_t>(part);
     ReadConsole(kPollMilliseconds);
-    if (DescendantsCompute()) return false;
   }
-  return transcript_.Taken() == seen;
+  return transcript_.Taken() != before;
 }
 
+// A board that is switched off or restarts waits until its programs have had their time for it.
 void Machine::FollowPower() {
   const Power power = State().power;
   if (power == Power::kOn) return;
-  if (power != Power::kCut) {
-    const auto end = Clock::now() + kLongestShutDown;
-    while (!Quiet() && Clock::now() < end) Reap();
+  if (power != Power::kCut && running_) {
+    if (shutDown_ == kNever) shutDown_ = Lifetime() + kShutDown;
+    if (Lifetime() < shutDown_) return;
   }
   Stop();
   if (power != Power::kOff) StartCommand();
 }
 
-void Machine::Step() {
+void Machine::LookOutside() {
   if (stopSignal != 0) throw Interrupted{stopSignal};
   if (State().logFailed) throw std::runtime_error(Folder() + "/events: cannot be written");
-  ReadConsole(kPollMilliseconds);
-  Reap();
-  for (const Device *device : Devices()) {
-    if (device->tick != nullptr && State().power == Power::kOn) device->tick();
-  }
-  FollowPower();
+  if (State().power == Power::kCut) FollowPower();
   if (State().hanging) SignalDescendants(SIGSTOP);
+  if (std::exchange(changes_, keeper_.Changes()) != keeper_.Changes()) Reap();
+}
+
+// Waits until every program waits; false when the real time is over before that. Who waits for a
+// place on the console goes on once it has been read.
+bool Machine::ComeToRest(Clock::time_point end) {
+  do {
+    LookOutside();
+    if (!keeper_.AllRest()) {
+      keeper_.PauseBriefly();
+    } else if (!ReadConsole(0)) {
+      LookOutside();
+      return true;
+    }
+  } while (Left(end) > 0);
+  return false;
+}
+
+// Lets the programs, which rest, go on by one turn, no later than until a moment of the lifetime.
+void Machine::GoOn(int64_t moment, Clock::time_point end) {
+  FollowPower();
+  if (State().time.speed != 0) TakeConsole();  // for who watches
+  const int64_t left = std::max<int64_t>(0, Left(end));
+  keeper_.LetGoOn(std::min(moment, shutDown_), left);
+}
+
+bool Machine::GoOnUntil(const std::function<bool()> &happened, double seconds) {
+  for (const auto end = After(seconds); ComeToRest(end); GoOn(kNever, end)) {
+    if (TakeConsole()) ComeToRest(end);
+    if (happened()) return true;
+    if (!running_ && State().power == Power::kOn) break;
+  }
+  return happened();
 }
 
 bool Machine::WaitFor(const std::string &text, double seconds) {
-  const auto end = After(seconds);
-  for (;;) {
-    if (transcript_.Find(text)) return true;
-    if (Clock::now() >= end) return false;
-    const bool ran = running_;
-    Step();
-    if (ran || running_) continue;
-    transcript_.TakeEvents();
-    return transcript_.Find(text);
-  }
+  return GoOnUntil([&] { return transcript_.Find(text); }, seconds);
 }
 
-void Machine::Run(double seconds) {
-  for (const auto end = After(seconds); Clock::now() < end && running_;) Step();
-  ReadConsole(kPollMilliseconds);
+bool Machine::Act(const std::string &action, double seconds) {
+  return GoOnUntil([&] { return TryToAct(action); }, seconds);
+}
+
+bool Machine::Run(double seconds) {
+  const int64_t moment = Lifetime() + static_cast<int64_t>(seconds * kSecond);
+  while (ComeToRest(kNoEnd) && running_ && Lifetime() < moment) {
+    GoOn(moment, kNoEnd);
+  }
+  TakeConsole();
+  return Lifetime() >= moment;
+}
+
+void Machine::RunOn() {
+  while (ComeToRest(kNoEnd) && running_) GoOn(kNever, kNoEnd);
+  TakeConsole();
 }
 
 void Machine::Play(double secondsPerStep) {
   for (const std::string &step : plan_.scenario) {
-    if (!step.starts_with("wait ")) {
-      Act(step);
-    } else if (!WaitFor(step.substr(5), secondsPerStep)) {
+    const std::string argument = step.substr(step.find(' ') + 1);
+    if (step.starts_with("after ")) {
+      if (Run(std::stod(argument))) continue;
+      throw std::runtime_error("'" + step + "': nothing runs any more");
+    } else if (step.starts_with("wait ")) {
+      if (WaitFor(argument, secondsPerStep)) continue;
       throw std::runtime_error("'" + step + "': this did not come");
+    } else if (!Act(step, secondsPerStep)) {
+      throw std::runtime_error("'" + step + "': nothing on the board took it");
     }
   }
 }
 
 void Machine::Stop() {
   if (command_ < 0) return;
-  const auto end = Clock::now() + kLongestShutDown;
+  const auto end = Clock::now() + kLongestEnd;
   pid_t ended = 0;
   int status = 0;
   // What was just being started appears only now.

@@ -4,10 +4,13 @@
 
 #include <sys/types.h>
 
+#include <chrono>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "vboard/keeper.h"
 #include "vboard/make.h"
 #include "vboard/transcript.h"
 
@@ -26,8 +29,9 @@ struct Interrupted {
 // board is under power: switching off ends them all.
 class Machine {
  public:
-  // Runs on the open board. Every line is shown as it comes.
-  explicit Machine(Plan plan, Transcript::Show show = {});
+  // Runs on the open board, whose time it keeps: board seconds a second, 0: as fast as its programs
+  // let it. Every line is shown as it comes.
+  explicit Machine(Plan plan, Transcript::Show show = {}, uint32_t speed = 0);
   ~Machine();
   Machine(const Machine &) = delete;
   Machine &operator=(const Machine &) = delete;
@@ -37,9 +41,14 @@ class Machine {
   // Goes on until a line that came after the last one waited for contains the text. False
   // when the real seconds are over before that, or nothing runs any more.
   bool WaitFor(const std::string &text, double seconds);
-  // Goes on for so many real seconds, or until nothing runs any more.
-  void Run(double seconds);
-  // Plays the plan's scenario. Throws std::runtime_error with the step that failed.
+  // Goes on until the action can have its effect. False when the real seconds are over before that.
+  bool Act(const std::string &action, double seconds);
+  // Goes on for so many board seconds. False when nothing runs any more before that.
+  bool Run(double seconds);
+  // Goes on until nothing runs any more.
+  void RunOn();
+  // Plays the plan's scenario. Throws std::runtime_error with the step that failed; each may take
+  // so many real seconds.
   void Play(double secondsPerStep);
   // Pulls the plug.
   void Stop();
@@ -56,16 +65,23 @@ class Machine {
 
  private:
   void StartCommand();
-  void Step();
-  void ReadConsole(int milliseconds);
+  bool ComeToRest(std::chrono::steady_clock::time_point end);
+  void GoOn(int64_t moment, std::chrono::steady_clock::time_point end);
+  bool GoOnUntil(const std::function<bool()> &happened, double seconds);
+  void LookOutside();
+  bool ReadConsole(int milliseconds);
+  bool TakeConsole();
   void Reap();
   void FollowPower();
-  bool Quiet();
 
   Plan plan_;
   Transcript transcript_;
+  Keeper keeper_;
   int console_ = -1;
   int terminal_ = -1;
+  int marker_ = -1;  // the terminal again, for this process alone
+  unsigned changes_ = 0;
+  int64_t shutDown_ = kNever;  // the lifetime at which the programs have had their time for it
   pid_t command_ = -1;
   bool running_ = false;
   int exitStatus_ = -1;

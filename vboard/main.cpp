@@ -27,6 +27,8 @@ namespace {
 using vboard::Line;
 
 constexpr uint32_t kLongestPatience = 86'400;
+constexpr uint32_t kMostSpeed = 100'000;
+constexpr const char *kFree = "free";
 
 struct Options {
   std::string folder;
@@ -34,7 +36,7 @@ struct Options {
   std::string board;
   std::vector<std::string> command;
   std::string boards;
-  uint32_t speed = 0;
+  std::string speed;
   uint32_t patience = 30;
   bool stay = false;
   bool follow = false;
@@ -50,6 +52,12 @@ void Show(const Line &line) {
     printf("%-14s|  %s\n", "", line.text.c_str());
   }
   fflush(stdout);
+}
+
+// Board seconds a second, 0: free. Who leaves the board on wants to watch it.
+uint32_t Speed() {
+  if (options.speed.empty()) return options.stay ? 1 : 0;
+  return options.speed == kFree ? 0 : static_cast<uint32_t>(std::stoul(options.speed));
 }
 
 // Keeps the folder for this board until the process ends.
@@ -73,17 +81,14 @@ void RunBoard() {
   }
   vboard::ReleaseSignals();
   vboard::Plan plan = vboard::MakeBoard(options.board, options.folder, options.programs);
-  if (options.speed != 0) vboard::SetSpeed(options.speed);
   printf(
       "%s\nThe board's folder is %s.\nLeft of the bar: what happens on the board, at which "
       "second and by which process. Right of it: its console.\n\n",
       plan.summary.c_str(), vboard::Folder().c_str());
-  vboard::Machine machine(plan, Show);
+  vboard::Machine machine(plan, Show, Speed());
   machine.Start();
   machine.Play(options.patience);
-  if (options.stay) {
-    while (machine.Running()) machine.Run(1);
-  }
+  if (options.stay) machine.RunOn();
   machine.Stop();
   printf("\nThe board was switched off.\n");
 }
@@ -132,7 +137,8 @@ void Execute() {
   vboard::Open(options.folder);
   vboard::Shared &state = vboard::State();
   TakePower();
-  vboard::GoUnderGuard([&state, machineRan = vboard::MachineRuns(), boot = state.boots.load()] {
+  const bool machineRan = vboard::MachineRuns();
+  vboard::GoUnderGuard([&state, machineRan, boot = state.boots.load()] {
     if (state.hanging) vboard::SignalDescendants(SIGSTOP);
     const bool machineEnded = machineRan && !vboard::MachineRuns();
     return state.boots == boot && state.power != vboard::Power::kCut && !machineEnded;
@@ -160,7 +166,8 @@ void ShowState() {
   const vboard::Shared &state = vboard::State();
   printf("power      %s\n", kPower[static_cast<size_t>(state.power.load())]);
   printf("boots      %u\n", state.boots.load());
-  printf("speed      %u\n", state.speed.load());
+  const uint32_t speed = state.time.speed;
+  printf("speed      %s\n", speed != 0 ? std::to_string(speed).c_str() : kFree);
   printf("time       %.3f s since power-on\n", vboard::BoardTime());
   printf("flash      %u operations\n", state.flashOperations.load());
   for (const vboard::Mount &mount : state.mounts) {
@@ -189,7 +196,7 @@ void AddAction(CLI::App &app, const vboard::Action &action, const char *help,
   }
   command->callback([&action, &words] {
     vboard::Open(options.folder);
-    action.run(words);
+    vboard::Perform(action, words);
   });
 }
 
@@ -201,8 +208,10 @@ CLI::App *AddBoardCommand(CLI::App &app, const char *name, const char *help) {
 
 void AddRun(CLI::App &app) {
   CLI::App *run = AddBoardCommand(app, "run", "make a board, boot it and play its scenario");
-  run->add_option("--speed", options.speed, "board seconds a second, instead of the board's own")
-      ->check(CLI::Range(uint32_t{1}, vboard::kMostSpeed));
+  run->add_option("--speed", options.speed,
+                  "board seconds a second, or free: as fast as the programs let it; with --stay 1, "
+                  "otherwise free")
+      ->check(CLI::Range(uint32_t{1}, kMostSpeed) | CLI::IsMember({kFree}));
   run->add_option("--patience", options.patience, "real seconds to wait for each step")
       ->check(CLI::Range(uint32_t{1}, kLongestPatience))
       ->capture_default_str();

@@ -3,6 +3,7 @@
 #include <stdlib.h>
 
 #include <algorithm>
+#include <charconv>
 #include <filesystem>
 #include <stdexcept>
 
@@ -15,16 +16,18 @@
 namespace vboard {
 namespace {
 
+constexpr double kLongestAfter = 1e9;
+
 constexpr Key kKeys[] = {
     {"base", key::Text().Optional("the description stands alone"),
      "another description, from the folder of this one, whose keys hold where this one has none"},
     {"summary", key::Text(), "what is special about the board, in a few words"},
-    {"speed", key::Number(1, kMostSpeed).Default(1), "board seconds a second"},
     {"start", key::Texts(),
      "the command that the board's init runs: a path of the board and arguments"},
     {"prepare", key::Texts(), "actions before the first power-on, such as \"gpio set 1 5 0\""},
     {"scenario", key::Texts(),
-     "what vboard run plays: actions, and \"wait TEXT\" for a line that contains the text"},
+     "what vboard run plays: actions, \"wait TEXT\" for a line that contains the text, and \"after "
+     "SECONDS\" of the board's time"},
     {"programs", key::Pairs(),
      "programs by their path on the board: names in the folder of built programs"},
 };
@@ -96,6 +99,16 @@ void CheckStep(const std::string &step) {
   const std::vector<std::string> words = Words(step);
   std::span<const std::string> rest;
   if (words.empty()) throw std::invalid_argument("an empty step");
+  if (words[0] == "after") {
+    double seconds = 0;
+    const std::string &word = words.back();
+    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), seconds);
+    if (words.size() != 2 || error != std::errc() || end != word.data() + word.size() ||
+        seconds < 0 || seconds > kLongestAfter) {
+      throw std::invalid_argument("usage: after SECONDS");
+    }
+    return;
+  }
   if (words[0] != "wait") FindAction(words, &rest);
   if (words[0] == "wait" && words.size() == 1) throw std::invalid_argument("usage: wait TEXT");
 }
@@ -125,10 +138,8 @@ Plan Make(const std::string &path, const std::string &folder, const std::string 
   CreateState(folder);
   Plan plan;
   plan.summary = description.Text("summary");
-  plan.speed = description.Number<uint32_t>("speed");
   plan.start = ReadStart(description);
   plan.scenario = ReadScenario(description);
-  SetSpeed(plan.speed);
   WriteFile(Folder() + "/events", "");
   for (const Device *device : Devices()) {
     if (device->make == nullptr) continue;

@@ -11,14 +11,12 @@
 
 namespace vboard {
 
-constexpr uint32_t kMostSpeed = 100'000;
-
 // What a description says besides the devices.
 struct Plan {
   std::string summary;
-  uint32_t speed = 1;
   std::vector<std::string> start;     // the command that the board's init runs
-  std::vector<std::string> scenario;  // "wait TEXT" or the words of an action
+  std::vector<std::string> scenario;  // "wait TEXT", "after SECONDS" or the words of an
+                                      // action
   std::string json;                   // the description, complete with what it leaves out
 };
 

@@ -25,7 +25,6 @@ namespace {
 struct Process {
   pid_t number;
   pid_t parent;
-  char state;
   uint64_t start;
 };
 
@@ -42,7 +41,7 @@ bool Read(pid_t number, Process *process) {
   // start as the twentieth field.
   const char *field = strrchr(text, ')');
   if (field == nullptr) return false;
-  *process = {number, 0, field[1] != '\0' ? field[2] : '\0', 0};
+  *process = {number, 0, 0};
   for (int i = 1; i <= 20; ++i) {
     field = strchr(field + 1, ' ');
     if (field == nullptr) return false;
@@ -62,7 +61,7 @@ std::vector<Process> Descendants() {
     const int number = atoi(entry->path().filename().c_str());
     if (number > 0 && Read(number, &process)) all.push_back(process);
   }
-  std::vector<Process> found = {{getpid(), 0, 'R', 0}};
+  std::vector<Process> found = {{getpid(), 0, 0}};
   for (size_t i = 0; i < found.size(); ++i) {
     std::copy_if(all.begin(), all.end(), std::back_inserter(found),
                  [parent = found[i].number](const Process &one) { return one.parent == parent; });
@@ -97,12 +96,6 @@ void SignalDescendants(int signal) {
     if (StartOf(process.number) == process.start) pidfd_send_signal(fd, signal, nullptr, 0);
     real::close(fd);
   }
-}
-
-bool DescendantsCompute() {
-  const std::vector<Process> all = Descendants();
-  return std::any_of(all.begin(), all.end(),
-                     [](const Process &one) { return one.state == 'R' || one.state == 'D'; });
 }
 
 }  // namespace vboard

@@ -26,7 +26,5 @@ bool Lives(const ProcessId &process);
 void AdoptOrphans();
 // Sends every descendant a signal, whatever session or process group it has gone to.
 void SignalDescendants(int signal);
-// True while a descendant computes: it is neither gone nor waiting for something.
-bool DescendantsCompute();
 
 }  // namespace vboard

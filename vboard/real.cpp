@@ -1,5 +1,9 @@
 #include "vboard/real.h"
 
+#include <limits.h>
+#include <linux/futex.h>
+#include <sys/syscall.h>
+
 namespace vboard::real {
 
 int open(const char *path, int flags, mode_t mode) {
@@ -50,6 +54,38 @@ int unmap(void *address, size_t length) {
 int sleep(const timespec &duration) {
   static constinit Next<int(const timespec *, timespec *)> next("nanosleep");
   return next(&duration, nullptr);
+}
+
+int64_t Now() {
+  static constinit Next<int(clockid_t, timespec *)> next("clock_gettime");
+  timespec now;
+  next(CLOCK_MONOTONIC, &now);
+  return int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+}
+
+namespace {
+
+constinit Next<long(long, ...)> systemCall("syscall");
+
+}  // namespace
+
+void SendSignal(pid_t process, pid_t thread, siginfo_t &information) {
+  if (thread != 0) {
+    systemCall(SYS_rt_tgsigqueueinfo, process, thread, information.si_signo, &information);
+  } else {
+    systemCall(SYS_rt_sigqueueinfo, process, information.si_signo, &information);
+  }
+}
+
+int WaitForFutex(std::atomic<uint32_t> &futex, uint32_t value, int64_t nanoseconds) {
+  // As this system call has it, however wide the C library's time is.
+  const long time[] = {static_cast<long>(nanoseconds / 1'000'000'000),
+                       static_cast<long>(nanoseconds % 1'000'000'000)};
+  return static_cast<int>(systemCall(SYS_futex, &futex, FUTEX_WAIT, value, time, nullptr, 0));
+}
+
+void WakeFutex(std::atomic<uint32_t> &futex) {
+  systemCall(SYS_futex, &futex, FUTEX_WAKE, INT_MAX, nullptr, nullptr, 0);
 }
 
 }  // namespace vboard::real

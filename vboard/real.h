@@ -5,6 +5,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <signal.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <sys/ioctl.h>
@@ -51,5 +52,13 @@ int64_t seek(int fd, int64_t offset, int whence);
 void *map(void *address, size_t length, int protection, int flags, int fd, int64_t offset);
 int unmap(void *address, size_t length);
 int sleep(const timespec &duration);
+// Sends a process, or one thread of it, a signal with all that is said of it; thread 0: any.
+void SendSignal(pid_t process, pid_t thread, siginfo_t &information);
+// The PC's monotonic clock in nanoseconds.
+int64_t Now();
+// Waits while the futex has this value, no longer than so many nanoseconds: 0, or -1 with errno
+// set.
+int WaitForFutex(std::atomic<uint32_t> &futex, uint32_t value, int64_t nanoseconds);
+void WakeFutex(std::atomic<uint32_t> &futex);
 
 }  // namespace vboard::real

@@ -51,7 +51,6 @@ Transcript::Transcript(Show show)
 }
 
 void Transcript::TakeConsole(std::string_view bytes) {
-  taken_ += bytes.size();
   while (!bytes.empty()) {
     const size_t text = mark_.empty() ? std::min(bytes.find(kMarkStart), bytes.size()) : 0;
     Print(bytes.substr(0, text));
@@ -60,6 +59,12 @@ void Transcript::TakeConsole(std::string_view bytes) {
     TakeMark(bytes[0]);
     bytes.remove_prefix(1);
   }
+}
+
+std::string Transcript::Mark() const {
+  char end[17];
+  snprintf(end, sizeof end, "%016jx", std::filesystem::file_size(EventsPath()));
+  return markStart_ + end;
 }
 
 void Transcript::TakeMark(char c) {
@@ -75,10 +80,12 @@ void Transcript::TakeMark(char c) {
   if (mark_.size() < kMarkLength) return;
   const auto end = static_cast<size_t>(strtoull(mark_.c_str() + markStart_.size(), nullptr, 16));
   mark_.clear();
+  ++marks_;
   TakeEvents(end);
 }
 
 void Transcript::Print(std::string_view text) {
+  taken_ += text.size();
   while (!text.empty()) {
     const std::string_view part = text.substr(0, kLongestLine - text_.size());
     const size_t length = std::min(part.find('\n'), part.size());

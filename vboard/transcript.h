@@ -35,6 +35,9 @@ class Transcript {
   explicit Transcript(Show show);
 
   void TakeConsole(std::string_view bytes);
+  // A mark for all events up to now, and how many marks have come so far.
+  std::string Mark() const;
+  size_t Marks() const { return marks_; }
   // Takes the events that no mark has brought.
   void TakeEvents();
   // Ends the line that is not yet complete.
@@ -67,6 +70,7 @@ class Transcript {
   size_t kept_ = 0;  // bytes
   size_t found_ = 0;
   size_t taken_ = 0;
+  size_t marks_ = 0;
 };
 
 }  // namespace vboard

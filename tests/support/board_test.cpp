@@ -2,9 +2,11 @@
 
 #include <fcntl.h>
 #include <inttypes.h>
+#include <signal.h>
 #include <stdio.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -12,6 +14,9 @@
 #include <array>
 #include <filesystem>
 #include <sstream>
+
+#include "vboard/keeper.h"
+#include "vboard/real.h"
 
 #ifdef __SANITIZE_ADDRESS__
 #include <sanitizer/lsan_interface.h>
@@ -147,10 +152,31 @@ int Waiting(const std::string &device) {
   return count;
 }
 
+// A process of its own: the test's has no thread and no descriptor but those of the test.
+void BoardTest::StartKeeper() {
+  fflush(nullptr);
+  keeper_ = fork();
+  if (keeper_ == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    vboard::KeepTime(0, [] { return vboard::State().time.keeper.number == getpid(); });
+    _exit(0);
+  }
+  while (!vboard::IsKept()) vboard::real::sleep({0, 100'000});
+}
+
+// Where somebody else keeps the board's time by now, it ends of itself.
+void BoardTest::EndKeeper() {
+  if (keeper_ <= 0) return;
+  kill(keeper_, SIGKILL);
+  waitpid(keeper_, nullptr, 0);
+  keeper_ = 0;
+}
+
 BoardTest::~BoardTest() {
   EXPECT_EQ("", Disorder(before_, kept_));
   if (vboard::Attached()) ExpectOutputInOrder();
   vboard::Detach();
+  EndKeeper();
 }
 
 void BoardTest::ExpectOutputInOrder() {
@@ -160,10 +186,12 @@ void BoardTest::ExpectOutputInOrder() {
 void BoardTest::UseBoard(const std::string &description) {
   if (vboard::Attached()) ExpectOutputInOrder();
   vboard::Detach();
+  EndKeeper();
   const std::string file = folder_.path() + "/board.toml";
   vboard::WriteFile(file, description);
   vboard::MakeBoard(file, folder_.path() + "/board", PROGRAMS_FOLDER);
   vboard::PowerOn();
+  StartKeeper();
   vboard::Attach(folder_.path() + "/board");
   seen_ = 0;
 }

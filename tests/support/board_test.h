@@ -79,9 +79,12 @@ class BoardTest : public testing::Test {
 
  private:
   static void ExpectOutputInOrder();
+  void StartKeeper();
+  void EndKeeper();
 
   const std::map<int, std::string> before_ = OpenFiles();
   Paths kept_;
+  pid_t keeper_ = 0;
   vboard::TemporaryFolder folder_;
   size_t seen_ = 0;
 };

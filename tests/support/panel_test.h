@@ -87,7 +87,7 @@ class PanelTest : public BoardTest {
   // The board boards/panel-NAME.toml. Time is fast, so that no wait is long, and there is no clock
   // chip, whose minutes would print among the panel's messages.
   void UsePanel(const std::string &name, const std::string &more = "") {
-    UseBoard("base = \"" SOURCE_FOLDER "/boards/panel-" + name + ".toml\"\nspeed = 1000\n" + more +
+    UseBoard("base = \"" SOURCE_FOLDER "/boards/panel-" + name + ".toml\"\n" + more +
              "\n[clock]\nfitted = false\n");
   }
 

@@ -21,7 +21,6 @@ namespace vboard {
 extern const Device kClock;
 namespace {
 
-constexpr int64_t kSecond = 1'000'000'000;
 constexpr uint8_t kChip = 0xd0;
 constexpr uint8_t kSensor = 0x90;
 constexpr size_t kFirstMemory = 8;
@@ -139,7 +138,7 @@ void Make(Section &section) {
   }
   Clock().temperature = section.Number<uint8_t>("temperature");
   Clock().batteryFlat = section.Flag("battery_flat");
-  State().minutesWest = section.Number<int32_t>("minutes_west");
+  State().time.minutesWest = section.Number<int32_t>("minutes_west");
   if (section.Flag("fitted")) WriteFile(RootPath("/dev/gpioi2c"), "");
 }
 

@@ -4,6 +4,7 @@
 #include <stdint.h>
 #include <stdio.h>
 
+#include <atomic>
 #include <stdexcept>
 #include <utility>
 
@@ -26,10 +27,10 @@ struct Record {
 };
 
 struct GpioState {
-  uint8_t input[kGroups][kBits];      // what the board's wiring drives
-  uint8_t output[kGroups][kBits];     // what the program drives
-  uint8_t direction[kGroups][kBits];  // 1: output
-  char name[kGroups][kBits][16];      // what is wired to the line, after a blank
+  std::atomic<uint8_t> input[kGroups][kBits];      // what the board's wiring drives
+  std::atomic<uint8_t> output[kGroups][kBits];     // what the program drives
+  std::atomic<uint8_t> direction[kGroups][kBits];  // 1: output
+  char name[kGroups][kBits][16];                   // what is wired to the line, after a blank
 };
 
 GpioState &Gpio() {
@@ -84,7 +85,7 @@ uint32_t InputLevel(unsigned group, unsigned bit) {
 
 // Tells the devices on the line; true when one of them wants no log of it.
 bool IsQuiet(unsigned group, unsigned bit) {
-  const int level = Gpio().direction[group][bit] != 0 ? Gpio().output[group][bit] : -1;
+  const int level = Gpio().direction[group][bit] != 0 ? int{Gpio().output[group][bit]} : -1;
   bool quiet = false;
   for (const Device *device : Devices()) {
     if (device->lines && device->lines->driven(group, bit, level)) quiet = true;
@@ -98,22 +99,21 @@ int Ioctl(int, int, unsigned long request, void *argument) {
     errno = EINVAL;
     return -1;
   }
-  const Lock lock;
-  uint8_t &direction = Gpio().direction[record.group][record.bit];
-  uint8_t &output = Gpio().output[record.group][record.bit];
+  std::atomic<uint8_t> &direction = Gpio().direction[record.group][record.bit];
+  std::atomic<uint8_t> &output = Gpio().output[record.group][record.bit];
   const char *name = Gpio().name[record.group][record.bit];
   const uint8_t value = record.value != 0;
   switch (request) {
     case kSetDirection:
-      if (std::exchange(direction, value) != value && !IsQuiet(record.group, record.bit)) {
+      if (direction.exchange(value) != value && !IsQuiet(record.group, record.bit)) {
         Event("gpio: %u,%u%s %s", record.group, record.bit, name, value != 0 ? "output" : "input");
       }
       return 0;
     case kReadLevel:
-      record.value = direction != 0 ? output : InputLevel(record.group, record.bit);
+      record.value = direction != 0 ? output.load() : InputLevel(record.group, record.bit);
       return 0;
     case kWriteLevel:
-      if (std::exchange(output, value) != value && !IsQuiet(record.group, record.bit)) {
+      if (output.exchange(value) != value && !IsQuiet(record.group, record.bit)) {
         Event("gpio: %u,%u%s = %u", record.group, record.bit, name, value);
       }
       return 0;

@@ -2,21 +2,17 @@
 #include <errno.h>
 #include <sys/stat.h>
 
-#include <chrono>
 #include <stdexcept>
 
 #include "vboard/board.h"
 #include "vboard/description.h"
 #include "vboard/device.h"
 #include "vboard/files.h"
-#include "vboard/real.h"
 
 namespace vboard {
 namespace {
 
 constexpr const char *kPath = "/dev/Hi_IR";
-constexpr std::chrono::seconds kPatience{10};
-constexpr timespec kPause = {0, 2'000'000};
 
 constexpr Key kKeys[] = {
     {"fitted", key::Flag(false), "the board has the receiver, /dev/Hi_IR"},
@@ -29,16 +25,6 @@ void Make(Section &section) {
   if (mkfifo(path.c_str(), 0600) != 0) throw std::runtime_error(path + ": cannot be made");
 }
 
-// What the receiver sees while nobody listens is lost, so this waits for a listener.
-void WaitForListener() {
-  const auto end = std::chrono::steady_clock::now() + kPatience;
-  while (FeedFifo(RootPath(kPath), "", 0) < 0) {
-    if (errno != ENXIO) throw std::invalid_argument("this board has no infrared receiver");
-    if (std::chrono::steady_clock::now() >= end) throw std::runtime_error("nobody listens");
-    real::sleep(kPause);
-  }
-}
-
 uint8_t Byte(const std::string &word) {
   return static_cast<uint8_t>(NumberOf(word, 0xff));
 }
@@ -47,7 +33,11 @@ void Send(std::span<const std::string> words) {
   uint8_t record[12] = {};
   record[6] = Byte(words[0]);
   record[8] = Byte(words[1]);
-  WaitForListener();
+  // What the receiver sees while nobody listens is lost.
+  if (FeedFifo(RootPath(kPath), "", 0) < 0) {
+    if (errno != ENXIO) throw std::invalid_argument("this board has no infrared receiver");
+    throw NotYet("nobody listens");
+  }
   Event("infrared: code 0x%02x, state %u", record[6], record[8]);
   if (FeedFifo(RootPath(kPath), record, sizeof record) != sizeof record) {
     throw std::runtime_error("nobody reads");

@@ -22,7 +22,7 @@ struct WatchdogState {
   bool running;
   bool mayStop;
   int32_t timeout;  // seconds
-  double fed;       // board time
+  int64_t fed;      // lifetime
 };
 
 WatchdogState &Watchdog() {
@@ -46,7 +46,7 @@ int Unit(std::string_view path) {
 }
 
 void Feed(bool mayStop) {
-  Watchdog().fed = BoardTime();
+  Watchdog().fed = Lifetime();
   Watchdog().mayStop = mayStop;
 }
 
@@ -87,8 +87,11 @@ int Ioctl(int, int, unsigned long request, void *argument) {
   }
 }
 
-void Tick() {
-  if (!Watchdog().running || BoardTime() - Watchdog().fed < Watchdog().timeout) return;
+int64_t Due() {
+  return Watchdog().running ? Watchdog().fed + Watchdog().timeout * kSecond : kNever;
+}
+
+void Bite() {
   Watchdog().running = false;
   Event("watchdog: not fed for %d s, the board restarts", Watchdog().timeout);
   State().power = Power::kCut;
@@ -103,7 +106,8 @@ const Device kWatchdog = {
     .stateSize = sizeof(WatchdogState),
     .make = Make,
     .powerOn = Reset,
-    .tick = Tick,
+    .due = Due,
+    .tick = Bite,
     .files =
         FileCalls{
             .unit = Unit,

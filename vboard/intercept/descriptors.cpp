@@ -2,6 +2,7 @@
 #include <errno.h>
 #include <limits.h>
 #include <string.h>
+#include <sys/epoll.h>
 
 #include <algorithm>
 #include <array>
@@ -13,6 +14,7 @@
 #include "vboard/files.h"
 #include "vboard/intercept/intercept.h"
 #include "vboard/mounts.h"
+#include "vboard/turns.h"
 
 namespace vboard {
 namespace {
@@ -21,6 +23,8 @@ struct Slot {
   std::atomic<const Device *> device;
   std::atomic<int> unit;
   std::atomic<bool> onBoard;
+  std::atomic<bool> outside;
+  std::atomic<bool> timer;
 };
 
 // By descriptor. A descriptor beyond the table reaches the plain file.
@@ -44,6 +48,12 @@ bool OpenedPath(int fd, std::span<char> path) {
   return length > 0 && BoardPath({place, static_cast<size_t>(length)}, path) && path[0] != '\0';
 }
 
+// One at which a person types; nobody types at the board's console.
+bool IsForeignTerminal(int fd) {
+  char name[PATH_MAX];
+  return ttyname_r(fd, name, sizeof name) == 0 && strcmp(name, State().console) != 0;
+}
+
 Special FindSpecial(std::string_view path) {
   for (const Device *device : Devices()) {
     const int unit = device->files ? device->files->unit(path) : -1;
@@ -59,13 +69,15 @@ void Assign(int fd, Special special) {
   if (slot == nullptr) return;
   slot->unit = special.unit;
   slot->onBoard = special.onBoard;
+  slot->outside = special.outside;
+  slot->timer = special.timer;
   slot->device = special.device;
 }
 
 Special SpecialFile(int fd) {
   const Slot *slot = SlotOf(fd);
   if (slot == nullptr) return {nullptr, 0};
-  return {slot->device, slot->unit, slot->onBoard};
+  return {slot->device, slot->unit, slot->onBoard, slot->outside, slot->timer};
 }
 
 const char *OpenedForChildren() {
@@ -103,7 +115,11 @@ void Opened(const Path &place, int fd) {
 void AdoptDescriptors() {
   for (int fd = 0; fd < static_cast<int>(slots.size()); ++fd) {
     char path[PATH_MAX];
-    if (OpenedPath(fd, path)) Assign(fd, FindSpecial(path));
+    if (OpenedPath(fd, path)) {
+      Assign(fd, FindSpecial(path));
+    } else if (IsSocketToOutside(fd) || IsForeignTerminal(fd)) {
+      Assign(fd, {.device = nullptr, .unit = 0, .outside = true});
+    }
   }
 }
 
@@ -121,6 +137,7 @@ bool HasOpenBelow(std::string_view folder) {
 
 bool DescriptorFails(const char *call, int fd) {
   if (!Attached()) return false;
+  NoteLook();
   const bool lost = std::any_of(std::begin(State().mounts), std::end(State().mounts),
                                 [](const Mount &mount) { return mount.error != 0; });
   if (!lost && State().faultsPlanned == 0) return false;
@@ -164,6 +181,16 @@ int fclose(FILE *file) {
   NEXT(fclose);
   Closing(fileno(file));
   return next(file);
+}
+
+// Until it is closed: what an epoll descriptor waits for is looked up nowhere.
+int epoll_ctl(int fd, int operation, int what, epoll_event *event) noexcept {
+  NEXT(epoll_ctl);
+  const int result = next(fd, operation, what, event);
+  if (result == 0 && operation == EPOLL_CTL_ADD && vboard::IsOutside(what)) {
+    vboard::Assign(fd, {.device = nullptr, .unit = 0, .outside = true});
+  }
+  return result;
 }
 
 int dup(int fd) {

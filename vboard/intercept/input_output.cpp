@@ -1,5 +1,9 @@
 // What programs do with an open file: read, write, ioctl, fsync and their forms.
+#include <errno.h>
+
+#include "vboard/intercept/blocking.h"
 #include "vboard/intercept/intercept.h"
+#include "vboard/timer_pipes.h"
 
 using vboard::DescriptorFails;
 using vboard::Device;
@@ -9,18 +13,26 @@ using vboard::SpecialFile;
 
 namespace {
 
+// What the pipe behind a timer takes and the timer does not.
+bool TimerRefuses(int fd, bool writes, size_t length) {
+  if (!writes && length >= sizeof(uint64_t)) return false;
+  if (!SpecialFile(fd).timer || vboard::TimerBehind(fd) == nullptr) return false;
+  errno = EINVAL;
+  return true;
+}
+
 template <typename Next>
 ssize_t ReadWith(int fd, void *data, size_t length, Next next) {
-  if (DescriptorFails("read", fd)) return -1;
+  if (DescriptorFails("read", fd) || TimerRefuses(fd, false, length)) return -1;
   const Special special = SpecialFile(fd);
   const FileCalls *files = special.Own(&Device::files);
-  if (files == nullptr || files->read == nullptr) return next();
-  return files->read(special.unit, fd, data, length);
+  if (files == nullptr || files->read == nullptr) return vboard::WhenReadable(fd, next);
+  return vboard::WhenReadable(fd, [&] { return files->read(special.unit, fd, data, length); });
 }
 
 template <typename Next>
 ssize_t WriteWith(int fd, const void *data, size_t length, int64_t *offset, Next next) {
-  if (DescriptorFails("write", fd)) return -1;
+  if (DescriptorFails("write", fd) || TimerRefuses(fd, true, length)) return -1;
   const Special special = SpecialFile(fd);
   const FileCalls *files = special.Own(&Device::files);
   if (files == nullptr || files->write == nullptr) return next();

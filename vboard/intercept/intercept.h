@@ -45,6 +45,8 @@ struct Special {
   const Device *device;
   int unit;
   bool onBoard = false;  // opened by a path of the board, special or not
+  bool outside = false;  // leads to something that lives in the PC's time
+  bool timer = false;
 
   // The device's calls of a kind: &Device::terminal. Null for a device without them.
   template <typename Calls>
@@ -55,11 +57,15 @@ struct Special {
 Special SpecialFile(int fd);
 void Assign(int fd, Special special);
 
+inline bool IsOutside(int fd) {
+  return SpecialFile(fd).outside;
+}
+
 // Before an open: the errno value with which what is behind the path refuses it, or 0.
 int OpenError(const Path &place, int flags);
 // After an open of a path: remembers the special file, logs a path that the board lacks.
 void Opened(const Path &place, int fd);
-// At a program's start: remembers the special files that it has inherited.
+// At a program's start: remembers the special files that it has inherited, and what leads outside.
 void AdoptDescriptors();
 
 // Something was opened without close-on-exec.
@@ -70,6 +76,12 @@ bool HasOpenBelow(std::string_view folder);
 
 // True, with errno set, when a planned fault hits this call on this descriptor.
 bool DescriptorFails(const char *call, int fd);
+
+// For what nobody of the board's programs has needed so far: logs it; -1 with ENOSYS.
+int Refuse(const char *call);
+
+// True for a socket whose other end is not on the board.
+bool IsSocketToOutside(int fd);
 
 // True for a request on the network's interfaces, whichever kind of socket it is made on.
 bool IsInterfaceRequest(int fd, unsigned long request);

@@ -11,6 +11,7 @@
 #include "vboard/files.h"
 #include "vboard/intercept/intercept.h"
 #include "vboard/mounts.h"
+#include "vboard/turns.h"
 
 namespace vboard {
 namespace {
@@ -92,6 +93,7 @@ Path::Path(const char *path, Last last, int folder) : path_(path) {
 
 bool MayReach(const char *call, const Path &place) {
   if (!place.OnBoard()) return true;
+  NoteLook();
   if (const int error = MountError(place.Name())) {
     Event("gone: %s: %s", place.Name(), strerrordesc_np(error));
     errno = error;

@@ -10,6 +10,7 @@
 #include "vboard/faults.h"
 #include "vboard/intercept/intercept.h"
 #include "vboard/program.h"
+#include "vboard/turns.h"
 
 using vboard::Attached;
 using vboard::boardEnvironment;
@@ -120,6 +121,7 @@ int Execute(const char *path, char *const *arguments, char *const *environment) 
   if (!MayStart(path, place, arguments)) return -1;
   const Start start(path, place, arguments);
   if (start.OnBoard()) {
+    vboard::NoteBirth();  // where the parent waits for this in vfork()
     next(start.Place(), start.List(), Environment(environment));
     Event("start: %s: %s", path, strerrordesc_np(errno));
   } else {
@@ -204,7 +206,10 @@ int posix_spawn(pid_t *id, const char *path, const posix_spawn_file_actions_t *a
   if (!MayStart(path, place, arguments)) return errno;
   const Start start(path, place, arguments);
   if (!start.OnBoard()) return ENOENT;
-  return next(id, start.Place(), actions, attributes, start.List(), Environment(environment));
+  const int error =
+      next(id, start.Place(), actions, attributes, start.List(), Environment(environment));
+  vboard::NoteBirth();
+  return error;
 }
 
 int posix_spawnp(pid_t *id, const char *file, const posix_spawn_file_actions_t *actions,

@@ -1,36 +1,47 @@
-// The system clock is the board's own: programs read and set it, and the PC's stays as it is. A
+// The clocks are the board's own: programs read and set them, and the PC's stay as they are. A
 // signal handler may set it, so nothing here takes memory from the heap.
 #include <errno.h>
-#include <sys/syscall.h>
+#include <sys/times.h>
 
 #include "vboard/board.h"
 #include "vboard/faults.h"
 #include "vboard/intercept/intercept.h"
+#include "vboard/intercept/times.h"
+#include "vboard/turns.h"
 
-namespace {
-
-constexpr int64_t kSecond = 1'000'000'000;
-
-bool IsBoards(clockid_t clock) {
-  return (clock == CLOCK_REALTIME || clock == CLOCK_REALTIME_COARSE) && vboard::Attached();
-}
-
-}  // namespace
+using vboard::Attached;
+using vboard::IsBoardClock;
 
 extern "C" {
 
 int clock_gettime(clockid_t clock, timespec *time) noexcept {
   NEXT(clock_gettime);
-  if (!IsBoards(clock)) return next(clock, time);
-  const int64_t now = vboard::SystemClock();
-  time->tv_sec = static_cast<time_t>(now / kSecond);
-  time->tv_nsec = static_cast<decltype(time->tv_nsec)>(now % kSecond);
+  if (!Attached() || !IsBoardClock(clock)) return next(clock, time);
+  vboard::NoteLook();
+  *time = vboard::ToTimespec(vboard::ReadClock(clock));
+  return 0;
+}
+
+int clock_getres(clockid_t clock, timespec *resolution) noexcept {
+  NEXT(clock_getres);
+  if (!Attached() || !IsBoardClock(clock)) return next(clock, resolution);
+  if (resolution != nullptr) *resolution = {0, 1};
   return 0;
 }
 
 int clock_settime(clockid_t clock, const timespec *time) noexcept {
   NEXT(clock_settime);
-  return IsBoards(clock) ? vboard::SetSystemClock(*time) : next(clock, time);
+  if (!Attached() || clock != CLOCK_REALTIME) return next(clock, time);
+  return vboard::SetSystemClock(*time);
+}
+
+// Counts the board's time in a hundredth of a second; what a process has used is the PC's.
+clock_t times(tms *used) noexcept {
+  NEXT(times);
+  const clock_t real = next(used);
+  if (!Attached() || real == -1) return real;
+  vboard::NoteLook();
+  return static_cast<clock_t>(vboard::Uptime() / (vboard::kSecond / sysconf(_SC_CLK_TCK)));
 }
 
 time_t time(time_t *result) noexcept {
@@ -52,27 +63,23 @@ int gettimeofday(timeval *time, void *zone) noexcept {
 int settimeofday(const timeval *time, const struct timezone *zone) noexcept {
   NEXT(settimeofday);
   if (!vboard::Attached()) return next(time, zone);
-  if (zone != nullptr) vboard::State().minutesWest = zone->tz_minuteswest;
+  if (zone != nullptr) vboard::State().time.minutesWest = zone->tz_minuteswest;
   if (time == nullptr) return 0;
-  return vboard::SetSystemClock({time->tv_sec, time->tv_usec * 1000});
+  if (vboard::IsValid(*time)) return vboard::SetSystemClock({time->tv_sec, time->tv_usec * 1000});
+  errno = EINVAL;
+  return -1;
 }
 
-// The system call itself does tell the kernel's time zone. Six words are read however many the
-// caller gave, as the C library does.
-[[gnu::no_sanitize("address")]] long syscall(long number, ...) noexcept {
-  NEXT(syscall);
-  void *words[6];
-  va_list arguments;
-  va_start(arguments, number);
-  for (void *&word : words) word = va_arg(arguments, void *);
-  va_end(arguments);
-  if (number != SYS_gettimeofday || !vboard::Attached()) {
-    return next(number, words[0], words[1], words[2], words[3], words[4], words[5]);
-  }
-  auto *zone = static_cast<struct timezone *>(words[1]);
-  if (zone != nullptr) *zone = {vboard::State().minutesWest, 0};
-  auto *time = static_cast<timeval *>(words[0]);
-  return time == nullptr ? 0 : gettimeofday(time, nullptr);
+int timespec_get(timespec *time, int base) noexcept {
+  NEXT(timespec_get);
+  if (base != TIME_UTC) return next(time, base);
+  return clock_gettime(CLOCK_REALTIME, time) == 0 ? base : 0;
+}
+
+int timespec_getres(timespec *resolution, int base) noexcept {
+  static constinit vboard::real::Next<int(timespec *, int)> next("timespec_getres");
+  if (base != TIME_UTC) return next(resolution, base);
+  return clock_getres(CLOCK_REALTIME, resolution) == 0 ? base : 0;
 }
 
 }  // extern "C"

@@ -1,0 +1,86 @@
+// Threads and processes that are started take their turn: they go on when who started them waits.
+#include <pthread.h>
+#include <sched.h>
+#include <setjmp.h>
+#include <stdlib.h>
+
+#include <memory>
+
+#include "vboard/board.h"
+#include "vboard/intercept/intercept.h"
+#include "vboard/turns.h"
+
+using vboard::Attached;
+
+namespace {
+
+struct ThreadStart {
+  void *(*body)(void *);
+  void *argument;
+  uint64_t order;
+};
+
+void *RunThread(void *argument) {
+  const ThreadStart start = *std::unique_ptr<ThreadStart>(static_cast<ThreadStart *>(argument));
+  vboard::NoteThread(start.order);
+  if (Attached()) vboard::TakeTurn();
+  return start.body(start.argument);
+}
+
+// Of the process that is being forked.
+thread_local uint64_t child = 0;
+
+void BeforeFork() {
+  child = Attached() ? vboard::NextProcess() : 0;
+}
+
+void InParent() {
+  if (Attached()) vboard::NoteBirth();
+}
+
+void InChild() {
+  if (Attached()) vboard::NoteProcess(child);
+}
+
+[[gnu::constructor]] void FollowForks() {
+  pthread_atfork(BeforeFork, InParent, InChild);
+}
+
+}  // namespace
+
+extern "C" {
+
+int pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*body)(void *),
+                   void *argument) {
+  NEXT(pthread_create);
+  if (!Attached()) return next(thread, attributes, body, argument);
+  auto start = std::make_unique<ThreadStart>(ThreadStart{body, argument, vboard::NextThread()});
+  const int error = next(thread, attributes, RunThread, start.get());
+  vboard::NoteBirth();
+  if (error == 0) static_cast<void>(start.release());  // which is the thread's now
+  return error;
+}
+
+// Jumps lead out of signal handlers, too.
+#define INTERCEPT_LONGJMP(name, buffer)      \
+  void name(buffer environment, int value) { \
+    NEXT(name);                              \
+    if (Attached()) vboard::LeaveAllWaits(); \
+    next(environment, value);                \
+    __builtin_unreachable();                 \
+  }
+INTERCEPT_LONGJMP(longjmp, jmp_buf)
+INTERCEPT_LONGJMP(_longjmp, jmp_buf)
+INTERCEPT_LONGJMP(siglongjmp, sigjmp_buf)
+void __longjmp_chk(jmp_buf environment, int value);
+INTERCEPT_LONGJMP(__longjmp_chk, jmp_buf)
+
+// Takes a microsecond, so that a loop of it does not hold up who waits for later.
+int sched_yield() noexcept {
+  NEXT(sched_yield);
+  if (!Attached() || !vboard::IsKept()) return next();
+  vboard::SleepUntil(vboard::Lifetime() + 1000);
+  return 0;
+}
+
+}  // extern "C"
