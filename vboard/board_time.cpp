@@ -109,10 +109,10 @@ void Poke() {
 int64_t NextDue() {
   int64_t next = kNever;
   for (const Wait &wait : State().time.waits) {
-    if (wait.state == Wait::kWaits) next = std::min<int64_t>(next, wait.due);
+    if (wait.state == Wait::kWaits && !wait.covered) next = std::min<int64_t>(next, wait.due);
   }
   for (const IntervalTimer &timer : State().time.timers) {
-    if (timer.process != 0) next = std::min<int64_t>(next, timer.due);
+    if (timer.process > 0) next = std::min<int64_t>(next, timer.due);
   }
   for (const Device *device : Devices()) {
     if (device->due != nullptr) next = std::min(next, device->due());

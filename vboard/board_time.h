@@ -66,7 +66,7 @@ struct IntervalTimer {
 
 // A process of the board, with its place in the order of all that were started.
 struct Member {
-  ProcessId process;  // number 0: free, -1: just being filled in
+  ProcessId process;  // number 0: free
   std::atomic<uint64_t> place;
 };
 

@@ -81,6 +81,11 @@ void Keeper::PauseBriefly() {
   pause_ = std::min(pause_ * 3 / 2, kLongestPause);
 }
 
+bool Keeper::IsNobodys(IntervalTimer &timer) const {
+  if (timer.kind == IntervalTimer::kDescriptor) return IsLost(timer);
+  return !watch_.Has(timer.process, timer.process);
+}
+
 // The places of processes and threads that have ended while they had them.
 void Keeper::DropEnded() {
   Time &time = State().time;
@@ -91,10 +96,8 @@ void Keeper::DropEnded() {
     }
   }
   for (IntervalTimer &timer : time.timers) {
-    const pid_t process = timer.process;
-    if (process > 0 && timer.kind != IntervalTimer::kDescriptor && !watch_.Has(process, process)) {
-      timer.process = 0;
-    }
+    const bool sends = timer.process > 0 && timer.kind != IntervalTimer::kDescriptor;
+    if (sends && IsNobodys(timer)) timer.process = 0;
   }
   for (Member &member : time.members) {
     if (member.process.number > 0 && !Lives(member.process)) member.process.number = 0;
@@ -125,24 +128,26 @@ Keeper::Next Keeper::Find() {
 Keeper::Next Keeper::FindNext() {
   for (;;) {
     const Next next = Find();
-    if (next.timer == nullptr || !IsLost(*next.timer)) return next;
+    if (next.timer == nullptr || !IsNobodys(*next.timer)) return next;
     next.timer->process = 0;
   }
 }
 
-namespace {
+// A signal is for nobody but whom the watch sees: what a number in a place may be worth else.
+void Keeper::Wake(const Wait &wait) const {
+  const pid_t process = wait.process, thread = wait.thread;
+  if (watch_.Has(process, thread)) tgkill(process, thread, WakeSignal());
+}
 
-void LetGo(Wait &wait) {
+void Keeper::LetGo(Wait &wait) const {
   uint32_t waits = Wait::kWaits;
   if (!wait.state.compare_exchange_strong(waits, Wait::kMayGo)) return;
   if (wait.inCall) {
-    tgkill(wait.process, wait.thread, WakeSignal());
+    Wake(wait);
   } else {
     real::WakeFutex(wait.state);
   }
 }
-
-}  // namespace
 
 // A signal that came before its thread was in the call, where it rests by now. Who hangs does not
 // take it, nor who waits for a lock behind the call.
@@ -152,7 +157,7 @@ bool Keeper::WakeAgain() {
   for (Wait &wait : State().time.waits) {
     if (wait.state != Wait::kMayGo || !wait.inCall || wait.covered) continue;
     if (wait.sentAgain.exchange(true)) continue;
-    tgkill(wait.process, wait.thread, WakeSignal());
+    Wake(wait);
     any = true;
   }
   return any;

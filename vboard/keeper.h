@@ -34,7 +34,10 @@ class Keeper {
   struct Next;
   Next Find();
   Next FindNext();
+  bool IsNobodys(IntervalTimer &timer) const;
   void DropEnded();
+  void Wake(const Wait &wait) const;
+  void LetGo(Wait &wait) const;
   bool WakeAgain();
   void Pause(int64_t nanoseconds);
   bool HoldBack(int64_t moment, int64_t nanoseconds);

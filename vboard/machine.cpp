@@ -214,8 +214,8 @@ void Machine::Reap() {
     if (WIFSIGNALED(status) && State().power == Power::kOn) {
       Event("killed: %s", strsignal(WTERMSIG(status)));
     }
-    if (id == command_)
-      exitStatus_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    if (id != command_) continue;
+    exitStatus_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   }
   running_ = id == 0;  // some child is left
 }

@@ -14,10 +14,10 @@ namespace vboard {
 // What a description says besides the devices.
 struct Plan {
   std::string summary;
-  std::vector<std::string> start;     // the command that the board's init runs
-  std::vector<std::string> scenario;  // "wait TEXT", "after SECONDS" or the words of an
-                                      // action
-  std::string json;                   // the description, complete with what it leaves out
+  std::vector<std::string> start;  // the command that the board's init runs
+  // "wait TEXT", "after SECONDS" or the words of an action.
+  std::vector<std::string> scenario;
+  std::string json;  // the description, complete with what it leaves out
 };
 
 // The keys of a description: the board's own ones and a section for each device.

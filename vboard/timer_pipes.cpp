@@ -10,6 +10,7 @@
 
 #include "vboard/board.h"
 #include "vboard/real.h"
+#include "vboard/turns.h"
 
 namespace vboard {
 namespace {
@@ -40,7 +41,7 @@ int OpenTimerPipe(int flags) {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) return -1;
   char name[32];
-  NameOf(name, getpid(), ends[0]);
+  NameOf(name, OwnNumber(), ends[0]);
   const int both = real::open(name, O_RDWR | flags);
   static constinit real::Next<int(int, int, int)> next("dup3");
   const int fd = both < 0 ? -1 : next(both, ends[0], flags & O_CLOEXEC);
@@ -64,7 +65,7 @@ uint64_t PipeBehind(pid_t process, int fd) {
 }
 
 IntervalTimer *TimerBehind(int fd) {
-  const uint64_t pipe = PipeBehind(getpid(), fd);
+  const uint64_t pipe = PipeBehind(OwnNumber(), fd);
   if (pipe == 0) return nullptr;
   for (IntervalTimer &timer : State().time.timers) {
     if (timer.process > 0 && timer.kind == IntervalTimer::kDescriptor && timer.pipe == pipe) {
@@ -84,7 +85,6 @@ void ClearPipe(int fd) {
 // Who opened it may have closed it, and still there may be a copy of the descriptor, with the same
 // process or with a child.
 bool IsLost(IntervalTimer &timer) {
-  if (timer.kind != IntervalTimer::kDescriptor) return false;
   if (PipeBehind(timer.process, timer.descriptor) == timer.pipe) return false;
   for (const Member &member : State().time.members) {
     const pid_t process = member.process.number;
@@ -99,7 +99,8 @@ bool IsLost(IntervalTimer &timer) {
 
 void DropLostTimers() {
   for (IntervalTimer &timer : State().time.timers) {
-    if (timer.process > 0 && IsLost(timer)) timer.process = 0;
+    const bool isDescriptor = timer.process > 0 && timer.kind == IntervalTimer::kDescriptor;
+    if (isDescriptor && IsLost(timer)) timer.process = 0;
   }
 }
 

@@ -17,7 +17,7 @@ IntervalTimer *TimerBehind(int fd);
 // Empties it, whether or not it is read with waiting.
 void ClearPipe(int fd);
 
-// For the keeper. Whether it is a timer that no process has open any more.
+// For the keeper. Whether no process has such a timer open any more.
 bool IsLost(IntervalTimer &timer);
 void DropLostTimers();
 void AddToPipe(const IntervalTimer &timer, uint64_t times);

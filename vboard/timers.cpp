@@ -34,7 +34,7 @@ IntervalTimer *TryToTake(IntervalTimer::Kind kind) {
     timer.overruns = 0;
     timer.descriptor = -1;
     timer.pipe = 0;
-    timer.process = getpid();
+    timer.process = OwnNumber();
     return &timer;
   }
   return nullptr;
@@ -95,7 +95,7 @@ void StartTimer(IntervalTimer &timer, int64_t due, int64_t interval, bool follow
 
 void DropSignalTimers() {
   for (IntervalTimer &timer : State().time.timers) {
-    if (timer.process == getpid() && timer.kind == IntervalTimer::kSignal) timer.process = 0;
+    if (timer.process == OwnNumber() && timer.kind == IntervalTimer::kSignal) timer.process = 0;
   }
 }
 

@@ -37,7 +37,7 @@ thread_local volatile sig_atomic_t woken = 0;
 thread_local void (*wakeCall)(void *) = nullptr;
 thread_local void *wakeArgument = nullptr;
 
-// Numbers as /proc has them: a process may be in a process table of its own, where it has others.
+// As /proc has them.
 std::atomic<int32_t> processNumber;
 thread_local pid_t threadNumber = 0;
 
@@ -146,6 +146,10 @@ uint64_t NextThread() {
   return place << kThreadBits | threads++;
 }
 
+pid_t OwnNumber() {
+  return processNumber;
+}
+
 uint64_t OwnOrder() {
   if (ownOrder == 0) ownOrder = NextThread();
   return ownOrder;
@@ -171,12 +175,12 @@ bool FindPlace(uint64_t given) {
     return true;
   }
   place = given != 0 ? given : ++State().time.births;
+  const Lock lock;
   for (Member &member : State().time.members) {
-    int32_t none = 0;
-    if (!member.process.number.compare_exchange_strong(none, -1)) continue;
+    if (member.process.number != 0) continue;
     member.process.start = start;
     member.place = place.load();
-    member.process.number = id;
+    member.process.number = id;  // last, for those who look without the lock
     break;
   }
   return false;

@@ -31,6 +31,9 @@ void NoteThread(uint64_t order);
 // The place of a thread that this process starts next.
 uint64_t NextThread();
 uint64_t OwnOrder();
+// This process's number as /proc has it, by which the keeper finds it: it may be in a process table
+// of its own, where it has another.
+pid_t OwnNumber();
 // This process has just started a thread or another process, which the kernel knows by now.
 void NoteBirth();
 

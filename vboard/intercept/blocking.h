@@ -7,9 +7,10 @@
 
 namespace vboard {
 
-// Makes a call that waits until the descriptor can be read. A plain file of the board always can.
+// Makes a call that waits until the descriptor can be read, unless it has a flag of its own that it
+// does not. A plain file of the board always can.
 template <typename Call>
-auto WhenReadable(int fd, Call call) {
+auto WhenReadable(int fd, Call call, bool waits = true) {
   const Special special = SpecialFile(fd);
   if (!Attached() || (special.onBoard && special.device == nullptr)) return call();
   NEXT(ppoll);
@@ -17,7 +18,7 @@ auto WhenReadable(int fd, Call call) {
   const timespec none = {};
   if (next(&readable, 1, &none, nullptr) != 0) return call();
   static constinit real::Next<int(int, int, ...)> status("fcntl");
-  if ((status(fd, F_GETFL) & O_NONBLOCK) != 0) {
+  if (!waits || (status(fd, F_GETFL) & O_NONBLOCK) != 0) {
     NoteLook();
     return call();
   }

@@ -9,6 +9,7 @@
 #include "vboard/intercept/intercept.h"
 #include "vboard/intercept/timer_settings.h"
 #include "vboard/intercept/times.h"
+#include "vboard/turns.h"
 
 using vboard::Attached;
 using vboard::IntervalTimer;
@@ -21,7 +22,7 @@ namespace {
 
 // Null while this process has never had one.
 IntervalTimer *OwnTimer() {
-  const pid_t id = getpid();
+  const pid_t id = vboard::OwnNumber();
   for (IntervalTimer &timer : vboard::State().time.timers) {
     if (timer.process == id && timer.kind == IntervalTimer::kAlarm) return &timer;
   }

@@ -36,7 +36,8 @@ bool IsBoards(timer_t id) {
 // Null for one that this process does not have.
 IntervalTimer *TimerOf(timer_t id) {
   IntervalTimer &timer = vboard::State().time.timers[reinterpret_cast<uintptr_t>(id) - kFirstId];
-  return timer.process == getpid() && timer.kind == IntervalTimer::kSignal ? &timer : nullptr;
+  return timer.process == vboard::OwnNumber() && timer.kind == IntervalTimer::kSignal ? &timer
+                                                                                      : nullptr;
 }
 
 bool IsValid(const sigevent &event) {

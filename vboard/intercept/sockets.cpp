@@ -53,6 +53,10 @@ bool WaitsForAnswer(int fd) {
          (fcntl(fd, F_GETFL) & O_NONBLOCK) == 0;
 }
 
+bool Waits(int flags) {
+  return (flags & MSG_DONTWAIT) == 0;
+}
+
 // A connection leads where the socket does that listened for it.
 int Accepted(int fd, int connection) {
   if (connection >= 0) {
@@ -124,18 +128,21 @@ int accept4(int fd, sockaddr *from, socklen_t *length, int flags) {
 
 ssize_t recv(int fd, void *data, size_t length, int flags) {
   NEXT(recv);
-  return vboard::WhenReadable(fd, [&] { return next(fd, data, length, flags); });
+  return vboard::WhenReadable(
+      fd, [&] { return next(fd, data, length, flags); }, Waits(flags));
 }
 
 ssize_t recvfrom(int fd, void *data, size_t length, int flags, sockaddr *from,
                  socklen_t *fromLength) {
   NEXT(recvfrom);
-  return vboard::WhenReadable(fd, [&] { return next(fd, data, length, flags, from, fromLength); });
+  return vboard::WhenReadable(
+      fd, [&] { return next(fd, data, length, flags, from, fromLength); }, Waits(flags));
 }
 
 ssize_t recvmsg(int fd, msghdr *message, int flags) {
   NEXT(recvmsg);
-  return vboard::WhenReadable(fd, [&] { return next(fd, message, flags); });
+  return vboard::WhenReadable(
+      fd, [&] { return next(fd, message, flags); }, Waits(flags));
 }
 
 int setsockopt(int fd, int level, int option, const void *value, socklen_t length) noexcept {

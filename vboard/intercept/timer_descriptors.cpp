@@ -7,6 +7,7 @@
 #include "vboard/intercept/intercept.h"
 #include "vboard/intercept/timer_settings.h"
 #include "vboard/timer_pipes.h"
+#include "vboard/turns.h"
 
 using vboard::Attached;
 using vboard::IntervalTimer;
@@ -30,7 +31,7 @@ int NewDescriptor(clockid_t clock, int flags) {
   }
   timer->clock = clock;
   timer->descriptor = fd;
-  timer->pipe = vboard::PipeBehind(getpid(), fd);
+  timer->pipe = vboard::PipeBehind(vboard::OwnNumber(), fd);
   vboard::Assign(fd, {.device = nullptr, .unit = 0, .timer = true});
   if ((flags & TFD_CLOEXEC) == 0) vboard::OpenedForChildren("a timer");
   return fd;
