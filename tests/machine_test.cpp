@@ -71,6 +71,23 @@ TEST_F(MachineTest, ProgramsStayOnTheBoardWhateverTheirEnvironment) {
   machine.Run(30);
 }
 
+TEST_F(MachineTest, WhatStartsAnewStartsAtTheBeginning) {
+  UseBoard(test::SmallBoard(4, 0));
+  const vboard::Plan plan =
+      StartingPlan("/bin/sh", {"-c", "/sbin/program -c 'sleep 1000'; sleep 1000"});
+  vboard::Open(vboard::Folder());
+  vboard::Machine machine(plan);
+  machine.Start();
+  machine.Run(10);
+  vboard::Act("power cycle");
+  machine.Run(100);
+  std::vector<double> starts;
+  for (const vboard::Line &line : machine.Lines()) {
+    if (line.text.starts_with("start: /sbin/program")) starts.push_back(line.time);
+  }
+  EXPECT_THAT(starts, testing::ElementsAre(0, 0));
+}
+
 TEST_F(MachineTest, ProgramsFindTheirBoardFromWhereverTheyGo) {
   vboard::WriteFile(Folder() + "/board.toml", test::SmallBoard(4, 0));
   ASSERT_EQ(0, chdir(Folder().c_str()));

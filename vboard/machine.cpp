@@ -237,15 +237,17 @@ bool Machine::TakeConsole() {
 }
 
 // A board that is switched off or restarts waits until its programs have had their time for it.
-void Machine::FollowPower() {
+// True when other programs run now, or none.
+bool Machine::FollowPower() {
   const Power power = State().power;
-  if (power == Power::kOn) return;
+  if (power == Power::kOn) return false;
   if (power != Power::kCut && running_) {
     if (shutDown_ == kNever) shutDown_ = Lifetime() + kShutDown;
-    if (Lifetime() < shutDown_) return;
+    if (Lifetime() < shutDown_) return false;
   }
   Stop();
   if (power != Power::kOff) StartCommand();
+  return true;
 }
 
 void Machine::LookOutside() {
@@ -273,7 +275,7 @@ bool Machine::ComeToRest(Clock::time_point end) {
 
 // Lets the programs, which rest, go on by one turn, no later than until a moment of the lifetime.
 void Machine::GoOn(int64_t moment, Clock::time_point end) {
-  FollowPower();
+  if (FollowPower()) return;
   if (State().time.speed != 0) TakeConsole();  // for who watches
   const int64_t left = std::max<int64_t>(0, Left(end));
   keeper_.LetGoOn(std::min(moment, shutDown_), left);
