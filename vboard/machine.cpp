@@ -237,7 +237,7 @@ bool Machine::TakeConsole() {
 }
 
 // A board that is switched off or restarts waits until its programs have had their time for it.
-// True when other programs run now, or none.
+// True when it has just started anew.
 bool Machine::FollowPower() {
   const Power power = State().power;
   if (power == Power::kOn) return false;
@@ -246,7 +246,8 @@ bool Machine::FollowPower() {
     if (Lifetime() < shutDown_) return false;
   }
   Stop();
-  if (power != Power::kOff) StartCommand();
+  if (power == Power::kOff) return false;
+  StartCommand();
   return true;
 }
 
