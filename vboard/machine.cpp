@@ -179,7 +179,6 @@ void Machine::StartCommand() {
   PowerOn();
   Event("power: on, boot %u", State().boots.load());
   exitStatus_ = -1;
-  shutDown_ = kNever;
   Preload();
   fflush(nullptr);
   command_ = fork();
@@ -237,7 +236,7 @@ bool Machine::TakeConsole() {
 }
 
 // A board that is switched off or restarts waits until its programs have had their time for it.
-// True when it has just started anew.
+// True when it has just ended them, or started anew.
 bool Machine::FollowPower() {
   const Power power = State().power;
   if (power == Power::kOn) return false;
@@ -245,9 +244,10 @@ bool Machine::FollowPower() {
     if (shutDown_ == kNever) shutDown_ = Lifetime() + kShutDown;
     if (Lifetime() < shutDown_) return false;
   }
+  if (power == Power::kOff && command_ < 0) return false;
   Stop();
-  if (power == Power::kOff) return false;
-  StartCommand();
+  shutDown_ = kNever;
+  if (power != Power::kOff) StartCommand();
   return true;
 }
 
@@ -283,7 +283,8 @@ void Machine::GoOn(int64_t moment, Clock::time_point end) {
 }
 
 bool Machine::GoOnUntil(const std::function<bool()> &happened, double seconds) {
-  for (const auto end = After(seconds); ComeToRest(end); GoOn(kNever, end)) {
+  const auto end = After(seconds);
+  for (; Left(end) > 0 && ComeToRest(end); GoOn(kNever, end)) {
     if (TakeConsole()) ComeToRest(end);
     if (happened()) return true;
     if (!running_ && State().power == Power::kOn) break;
