@@ -1,4 +1,5 @@
 // System services: time bases, load and memory, fan and buzzer, serial number, abilities.
+#include <errno.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -95,6 +96,9 @@ TEST_F(SystemTest, MemoryAndTime) {
 
 TEST_F(SystemTest, FanAndBuzzerOfTheMicrocontroller) {
   Start(0, "", 0x4280000000000000);
+  vboard::PlanFault("open", "/dev/ttyAMA1", EIO, 1, false);
+  EXPECT_THAT(Printed([] { EXPECT_EQ(-1, SystemFanControl(1)); }),
+              testing::EndsWith("LIBDVR : open uart1 failed\n"));
   EXPECT_EQ(0, SystemFanControl(1));
   EXPECT_EQ(5, SystemBeep(0, 0));
   EXPECT_THAT(Events(), testing::IsSupersetOf({testing::HasSubstr("ff 5a 05 01 01"),
