@@ -100,7 +100,6 @@ void CaptureOnServiceStick() {
   umount(kMountPoint);
   Mount(device);
   const int capture = OpenCapture(O_APPEND);
-  fflush(stdout);
   // Without a capture both fail and the output stays on the console.
   dup2(capture, STDOUT_FILENO);
   dup2(capture, STDERR_FILENO);

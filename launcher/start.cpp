@@ -1,5 +1,4 @@
 // How the application starts: directly or supervised.
-#include <stdio.h>
 #include <unistd.h>
 
 #include <array>
@@ -25,7 +24,6 @@ bool IsSupervised() {
 }
 
 void Become(const char *program) {
-  fflush(stdout);
   execl(program, program, static_cast<char *>(nullptr));
   Idle();
 }

@@ -36,7 +36,6 @@ constexpr std::array<std::pair<uint8_t, uint8_t>, 2> kServiceKeys = {{{0x1A, 0xF
 void WaitForHandBack(int flagFile) {
   for (;;) {
     const int32_t flag = ApplicationFlagRead(flagFile);
-    fflush(stdout);
     dup2(savedConsole, STDOUT_FILENO);
     dup2(savedConsole, STDERR_FILENO);
     if (flag == APPLICATION_HANDED_BACK) return;
@@ -107,7 +106,6 @@ void Supervise() {
   Key key = {};
   for (;;) {
     if (ApplicationFlagStart() != 0) exit(-1);
-    fflush(stdout);
     // The process that the start-up script knows becomes the application; the child
     // supervises. When there is no child, there is no supervision either.
     if (fork() != 0) {

@@ -1,5 +1,6 @@
 // The boot variables: where their block lies, what it may hold, and what saving it prints.
 #include <errno.h>
+#include <fcntl.h>
 #include <signal.h>
 #include <stdio.h>
 #include <string.h>
@@ -170,10 +171,24 @@ TEST_F(BootTest, Transcripts) {
   }
 }
 
-// The process ends, or its handler runs, only when the new list is whole; with a second thread to
-// take the signal and without.
+// Another thread, which waits for input; this one has no signal any more.
+void LeaveSignalsToAReader(int input) {
+  std::thread([input] {
+    char byte = 0;
+    _exit(read(input, &byte, 1) < 0 ? 98 : 99);
+  }).detach();
+  usleep(1000);  // until it waits
+  sigset_t all;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, nullptr);
+}
+
+// The process ends, or its handler runs, only when the new list is whole; with a second thread that
+// takes the signal, and goes on with what it waits for, and without.
 TEST_F(BootTest, SignalsWaitForTheEndOfASave) {
   static volatile sig_atomic_t handled = 0;
+  int silence[2];
+  ASSERT_EQ(0, pipe2(silence, O_CLOEXEC));
   for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGTERM}) {
     for (const bool threaded : {false, true}) {
       for (const bool hasHandler : {false, true}) {
@@ -183,8 +198,10 @@ TEST_F(BootTest, SignalsWaitForTheEndOfASave) {
         const test::Child child = test::InChild(
             [=] {
               if (hasHandler) signal(number, [](int) { handled = 1; });
-              if (threaded) std::thread(pause).detach();
-              return BootEnvSet("xuart", "7") == 0 ? handled : -1;
+              if (threaded) LeaveSignalsToAReader(silence[0]);
+              const int32_t result = BootEnvSet("xuart", "7");
+              for (int i = 0; threaded && handled == 0 && i < 1000; ++i) usleep(1000);
+              return result == 0 ? handled : -1;
             },
             test::kFlash);
         EXPECT_EQ(hasHandler ? 0 : number, child.signal);
@@ -193,6 +210,7 @@ TEST_F(BootTest, SignalsWaitForTheEndOfASave) {
       }
     }
   }
+  for (const int end : silence) close(end);
 }
 
 // A failure leaves nothing behind: the next call loads the block again.

@@ -15,7 +15,7 @@ HARMLESS = """
     funlockfile fwrite getc malloc memchr memcmp memcpy memmove memset printf putchar puts
     setvbuf snprintf sscanf stdout strchr strcmp strcspn strlen strncmp strncpy strnlen strspn strstr
     strtol strtoll
-    strtoul strtoull vprintf lseek64 fork getpid
+    strtoul strtoull vprintf lseek64 getpid
     cfmakeraw cfsetispeed cfsetospeed
     pthread_create pthread_mutex_lock pthread_mutex_unlock pthread_tryjoin_np
     __ctype_b_loc fprintf fputc inet_addr perror putc rewind stderr strchr vfprintf

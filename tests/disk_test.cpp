@@ -242,7 +242,7 @@ struct Stick {
   const char *board;
   std::string scenario;
   std::string capture;  // a pattern; empty: no such file
-  std::string console;  // from the first mount of the stick on
+  std::string console;  // from there on where the launcher has cleared the stick's place
 };
 
 std::string Mounted(const std::string &device, const std::string &outcome = "") {
@@ -250,6 +250,7 @@ std::string Mounted(const std::string &device, const std::string &outcome = "") 
          " on /share, vfat, flags 0x10, usefree,codepage=936,iocharset=gb2312" + outcome + "\n";
 }
 
+const std::string kCleared = "* unmount: /share: Invalid argument\n";
 const std::string kNetworkLine =
     "ip = 192.168.1.20, netmask = 255.255.255.0, gateway = 192.168.1.1\n";
 const std::string kStart = "* start: /opt/app/Quillon: /opt/app/Quillon\n";
@@ -273,12 +274,16 @@ const Stick kSticks[] = {
          "* missing: /share/printf.txt\nopen /share/printf.txt failed\n" + kOnConsole},
 };
 
+std::string Repeated(int times, const std::string &text) {
+  return times == 0 ? "" : text + Repeated(times - 1, text);
+}
+
 std::string ConsoleFromTheStickOn(const vboard::Machine &machine) {
   std::string text;
   for (size_t i = 0; i < machine.Waited(); ++i) {
     const vboard::Line &line = machine.Lines()[i];
     const std::string whole = (line.event ? "* " : "") + line.text + "\n";
-    const bool stick = whole.starts_with("* mount: /dev/sd");
+    const bool stick = whole == kCleared;
     if (stick || !text.empty()) text += whole;
   }
   return text;
@@ -298,7 +303,7 @@ TEST_F(DiskTest, LauncherCapturesOnTheServiceStick) {
     machine.Start();
     machine.Play(60);
     machine.Stop();
-    EXPECT_EQ(stick.console, ConsoleFromTheStickOn(machine));
+    EXPECT_EQ(kCleared + stick.console, ConsoleFromTheStickOn(machine));
     const std::string capture = folder + "/disks/scsi-stick/printf.txt";
     if (stick.capture == "-") {
       EXPECT_FALSE(std::filesystem::exists(capture));
@@ -313,37 +318,61 @@ TEST_F(DiskTest, LauncherCapturesOnTheServiceStick) {
 }
 
 // The first start of a board: the launcher does not open the clock chip's bus, so that the
-// factory's values only reach the file.
+// factory's values only reach the file, where its folder is there. The stick has been used; it is
+// alone or behind a disk and a drive.
 TEST_F(DiskTest, ServiceLogWithoutStoredSettings) {
-  std::string board =
-      test::SmallBoard(0x800000000004, 0,
-                       "[programs]\n\"/sbin/sentrel\" = \"sentrel\"\n"
-                       "\"/opt/app/Quillon\" = \"standalone\"\n" +
-                           Disk("stick", 1, "letter = \"a\"\nvendor = \"Generic\"\n"));
-  board.replace(board.find("xuart = \"0\""), 11, "xuart = \"1\"");
-  const std::string file = Folder() + "/board.toml", folder = Folder() + "/first";
-  vboard::WriteFile(file,
-                    "start = [\"/sbin/sentrel\", \"/opt/app/Quillon\"]\n"
-                    "scenario = [\"wait start: /opt/app/Quillon\"]\n" +
-                        board);
-  vboard::Machine machine(vboard::MakeBoard(file, folder, PROGRAMS_FOLDER));
-  machine.Start();
-  machine.Play(60);
-  machine.Stop();
-  std::string console = ConsoleFromTheStickOn(machine);
-  const std::string missing = "* missing: /opt/sav/Config/network\n";
-  for (size_t at; (at = console.find(missing)) != std::string::npos;) {
-    console.erase(at, missing.size());
+  const std::string unread = "LIBDVR : I2cRead : Invalid parma\n";
+  const std::string unwritten = "LIBDVR : I2cWrite : Invalid parma\n";
+  const std::string source = "LIBDVR : FILE -> Network/network.c, LINE -> ";
+  const std::string noAddress =
+      source + "649: Get default ip failed\nUtils : Get Ip Or Netmask Failed\n";
+  const std::string noFile = source + "500: Open /opt/sav/Config/network failed\n";
+  const std::string unstored = unread + Repeated(5, noFile + unwritten) + unwritten;
+  const std::string noGateway =
+      source + "762: Get default gateway failed\nUtils : Get Gateway Failed\n";
+  const struct {
+    std::string settings, printed, others;
+  } rows[] = {
+      {"Config/", unread + Repeated(6, unwritten) + noAddress, ""},
+      {"Other/", unstored + noAddress + unstored + noGateway,
+       Disk("bay", 1, "letter = \"a\"\n") +
+           Disk("drive", 2, "kind = \"optical\"\nletter = \"0\"\nvendor = \"TSSTcorp\"\n")},
+  };
+  const std::string used =
+      Disk("stick", 3,
+           "letter = \"b\"\nvendor = \"Generic\"\npartitions = [[2, 63, 99], [3, 200, 99]]\n"
+           "files.\"printf.txt\" = \"" +
+               std::string(500, 'x') + "\"\n");
+  for (const auto &[settings, printed, others] : rows) {
+    SCOPED_TRACE(settings);
+    vboard::Detach();
+    std::string board = test::SmallBoard(0x800000000004, 0,
+                                         "[programs]\n\"/sbin/sentrel\" = \"sentrel\"\n"
+                                         "\"/opt/app/Quillon\" = \"descriptors\"\n" +
+                                             others + used);
+    board.replace(board.find("xuart = \"0\""), 11, "xuart = \"1\"");
+    board.replace(board.find("Config/"), 7, settings);
+    const std::string file = Folder() + "/board.toml", folder = Folder() + "/" + settings;
+    vboard::WriteFile(file,
+                      "start = [\"/sbin/sentrel\", \"/opt/app/Quillon\"]\n"
+                      "scenario = [\"wait exit: status 3\"]\n" +
+                          board);
+    vboard::Machine machine(vboard::MakeBoard(file, folder, PROGRAMS_FOLDER));
+    machine.Start();
+    machine.Play(60);
+    machine.Stop();
+    std::string console = ConsoleFromTheStickOn(machine);
+    const std::string missing = "* missing: /opt/sav/Config/network\n";
+    for (size_t at; (at = console.find(missing)) != std::string::npos;) {
+      console.erase(at, missing.size());
+    }
+    EXPECT_EQ(kCleared + Mounted("/dev/sdb2") + printed + "* unmount: /share\n" +
+                  Mounted("/dev/sdb2") + kStart + "* exit: status 3\n",
+              console);
+    EXPECT_EQ(std::string("ip = 192.168.1.88, netmask = , gateway = 192.168.1.1\n") + '\0' +
+                  "Utils : Auto to start program\nerrors go here\ndescriptors: 0 1 2\n",
+              vboard::ReadFile(folder + "/disks/scsi-stick/printf.txt"));
   }
-  const std::string write = "LIBDVR : I2cWrite : Invalid parma\n";
-  EXPECT_EQ(Mounted("/dev/sda") + "LIBDVR : I2cRead : Invalid parma\n" + write + write + write +
-                write + write + write +
-                "LIBDVR : FILE -> Network/network.c, LINE -> 649: Get default ip failed\n"
-                "Utils : Get Ip Or Netmask Failed\n* unmount: /share\n" +
-                Mounted("/dev/sda") + kStart,
-            console);
-  EXPECT_THAT(vboard::ReadFile(folder + "/disks/scsi-stick/printf.txt"),
-              testing::StartsWith("ip = 192.168.1.88, netmask = , gateway = 192.168.1.1\n"));
 }
 
 }  // namespace

@@ -111,6 +111,13 @@ TEST_F(EthernetTest, TheReasonOfAFailureIsTold) {
     return NetSetMode("eth1", 0);
   };
   EXPECT_EQ(test::InChild(fail).printed, "Cannot get control socket: Too many open files\n");
+  vboard::PlanFault("ioctl", "SIOCGIFHWADDR", EPERM, 1, false);
+  const auto ask = [] {
+    dup2(STDOUT_FILENO, STDERR_FILENO);
+    uint8_t bytes[6];
+    return NetWorkGetHwAddr("eth1", bytes, sizeof bytes);
+  };
+  EXPECT_EQ(test::InChild(ask).printed, "SIOCGIFHWADDR Failed\n: Operation not permitted\n");
 }
 
 TEST_F(EthernetTest, AModeIsSetWhereTheInterfaceSupportsIt) {

@@ -300,12 +300,18 @@ TEST_F(UartTest, WhatTwoThreadsOpenTogetherIsOpenOnce) {
   }
 }
 
+// Of 90 ms each. What comes between them gives no more.
 TEST_F(UartTest, TimedReadsWaitForThreeSilences) {
   UartDeviceOpen(2);
+  std::thread sender([] {
+    usleep(200'000);
+    vboard::Act("uart send 2 01");
+  });
   const double start = vboard::BoardTime();
-  uint8_t byte = 0;
-  EXPECT_EQ(-1, UartDeviceReadTimed(2, &byte, 1));
-  EXPECT_GE(vboard::BoardTime() - start, 3 * 0.09);
+  uint8_t bytes[2] = {};
+  EXPECT_EQ(-1, UartDeviceReadTimed(2, bytes, 2));
+  EXPECT_NEAR(0.2 + 0.09, vboard::BoardTime() - start, 0.001);
+  sender.join();
 }
 
 TEST_F(UartTest, AReaderWakesWhenItsPortIsUnplugged) {

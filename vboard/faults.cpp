@@ -14,12 +14,12 @@ namespace {
 
 // The calls that ask here whether they fail. One name stands for all the forms of a call.
 constexpr const char *kCalls[] = {
-    "access",   "chdir",   "chmod",   "chown",     "clock_settime", "exec",      "fopen",
-    "fsync",    "ioctl",   "link",    "mkdir",     "mkfifo",        "mmap",      "mount",
-    "open",     "opendir", "popen",   "read",      "readlink",      "realpath",  "remove",
-    "rename",   "rmdir",   "sendto",  "setitimer", "setsockopt",    "socket",    "stat",
-    "statfs",   "symlink", "sysinfo", "system",    "tcflush",       "tcgetattr", "tcsetattr",
-    "truncate", "umount",  "unlink",  "write",
+    "access",    "chdir",     "chmod",    "chown",   "clock_settime",  "exec",      "fopen",
+    "fork",      "fsync",     "ioctl",    "link",    "mkdir",          "mkfifo",    "mmap",
+    "mount",     "open",      "opendir",  "popen",   "pthread_create", "read",      "readlink",
+    "realpath",  "remove",    "rename",   "rmdir",   "sendto",         "setitimer", "setsockopt",
+    "socket",    "stat",      "statfs",   "symlink", "sysinfo",        "system",    "tcflush",
+    "tcgetattr", "tcsetattr", "truncate", "umount",  "unlink",         "write",
 };
 
 }  // namespace

@@ -1,8 +1,10 @@
-/* Prints which descriptors a program on the board starts with, and returns their number. */
+/* Prints which descriptors a program on the board starts with, and returns their number; a line
+ * goes to standard error. */
 #include <fcntl.h>
 #include <stdio.h>
 
 int main(void) {
+  fputs("errors go here\n", stderr);
   printf("descriptors:");
   int count = 0;
   for (int fd = 0; fd < 1024; ++fd) {

@@ -1,12 +1,15 @@
 // Threads and processes that are started take their turn: they go on when who started them waits.
+#include <errno.h>
 #include <pthread.h>
 #include <sched.h>
 #include <setjmp.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <memory>
 
 #include "vboard/board.h"
+#include "vboard/faults.h"
 #include "vboard/intercept/intercept.h"
 #include "vboard/turns.h"
 
@@ -54,11 +57,17 @@ int pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*
                    void *argument) {
   NEXT(pthread_create);
   if (!Attached()) return next(thread, attributes, body, argument);
+  if (vboard::CallFails("pthread_create", "")) return errno;
   auto start = std::make_unique<ThreadStart>(ThreadStart{body, argument, vboard::NextThread()});
   const int error = next(thread, attributes, RunThread, start.get());
   vboard::NoteBirth();
   if (error == 0) static_cast<void>(start.release());  // which is the thread's now
   return error;
+}
+
+pid_t fork() noexcept {
+  NEXT(fork);
+  return Attached() && vboard::CallFails("fork", "") ? -1 : next();
 }
 
 // Jumps lead out of signal handlers, too.
