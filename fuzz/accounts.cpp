@@ -1,0 +1,153 @@
+// Name servers, the PPPoE account, the dynamic-DNS account and the dial-up route.
+#include <string.h>
+
+#include <algorithm>
+#include <vector>
+
+#include "fuzz/fuzz.h"
+#include "libsys/network.h"
+
+namespace fuzz {
+namespace {
+
+constexpr const char *kTexts[] = {
+    "open file fail: %s\n",
+    "/etc/pppoe-start\n",
+    "/etc/pppoe-stop\n",
+    "NetSetPPPoEConfig param error\n",
+    "LIBDVR : Invalid parameter\n",
+    "LIBDVR : len < 16\n",
+    "LIBDVR : Buffer length too short, must longer than %d\n",
+    "LIBDVR : route add default gw %s faield\n",
+};
+
+struct Files {
+  BoardFile resolv{"/opt/sav/Config/resolv.conf"}, ddns{"/opt/sav/Config/ddns-server"};
+  BoardFile dial{"/mnt/mtd/Config/dial-ip"}, system{"/mnt/mtd/Config/ppp/pppoe-enable"};
+  BoardFile chap{"/opt/sav/Config/ppp/chap-secrets"}, pap{"/opt/sav/Config/ppp/pap-secrets"};
+  BoardFile pppoe{"/opt/sav/Config/ppp/pppoe.conf"}, enable{"/opt/sav/Config/ppp/pppoe-enable"};
+};
+
+struct {
+  int32_t answer = 0;
+  std::string command;
+} shell;
+
+template <size_t N>
+void Fill(char (&field)[N], const std::string &text) {
+  memcpy(field, text.data(), std::min(text.size(), N));
+}
+
+// As far as a line goes.
+template <size_t N>
+std::string LineOf(const char (&field)[N]) {
+  const auto *end = std::find_if(
+      field, field + N, [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7f; });
+  return {field, end};
+}
+
+void TryNameServers(Input &input, const Files &files) {
+  const auto length = static_cast<int32_t>(input.Below(40));
+  const std::string primary = input.Word(40), secondary = input.Word(40);
+  const bool writes = !primary.empty() && !secondary.empty();
+  if (writes) {
+    Expect(NetWorkSetDns(primary.c_str(), secondary.c_str()) == 0, "written");
+  } else {
+    files.resolv.Put(input.Rest());
+  }
+  std::vector<char> first(static_cast<size_t>(length) + 1, '\0'), second = first;
+  const int32_t result = NetWorkGetDns(first.data(), length, second.data(), length);
+  Expect(result == (length < 16 ? -1 : 0), "a buffer that is too short");
+  Expect(first.back() == '\0' && second.back() == '\0', "nothing behind the buffer is written");
+  if (result != 0 || !writes) return;
+  const auto kept = static_cast<size_t>(length) - 1;
+  Expect(primary.substr(0, kept) == first.data() && secondary.substr(0, kept) == second.data(),
+         "the name servers that are written are read");
+}
+
+void TryPppoe(Input &input, const Files &files) {
+  PppoeConfig config = {}, read;
+  memset(&read, 0xa5, sizeof read);
+  config.enable = static_cast<int32_t>(input.Below(4)) - 1;
+  Fill(config.user, input.Text(32));
+  Fill(config.password, input.Text(32));
+  const uint32_t way = input.Below(4);
+  files.system.Remove();
+  if (way != 3) files.system.Put(std::string_view("1\n"));
+  const bool valid = config.enable == 0 || config.enable == 1;
+  if (way == 1) {
+    Expect(NetSetPPPoEConfig(&config) == (valid ? 0 : -1), "an account is written");
+  } else {
+    files.chap.Put(input.Rest());
+  }
+  const int32_t result = NetGetPPPoEConfig(&read);
+  Expect(way != 3 || result == -1, "without the system's file the account is none");
+  if (way != 1 || !valid) return;
+  const std::string content = files.chap.Content();
+  Expect(content == files.pap.Content() && std::count(content.begin(), content.end(), '\n') == 1,
+         "one line of secrets");
+  Expect(result == 0 && read.enable == 1, "an account that is written is read");
+  Expect(LineOf(read.user) == LineOf(config.user), "the user that is written is read");
+  Expect(LineOf(read.password) == LineOf(config.password), "the password that is written is read");
+}
+
+void TryDdns(Input &input, const Files &files) {
+  DdnsConfig config = {}, read;
+  memset(&read, 0xa5, sizeof read);
+  config.enable = static_cast<int32_t>(input.Below(2));
+  const std::string host = input.Word(31), server = input.Word(31);
+  Fill(config.host, host);
+  Fill(config.server, server);
+  files.ddns.Put(input.Rest());
+  const bool writes = input.IsEmpty() && !host.empty() && !server.empty();
+  const bool fresh = files.ddns.Content().empty();
+  if (writes) Expect(NetWorkSetDdns(&config) == 0, "an account is written");
+  const int32_t result = NetWorkGetDdns(&read);
+  Expect(result != 0 || (IsPadded(read.host) && IsPadded(read.server)), "texts are terminated");
+  Expect(result != 0 || read.enable == 0 || read.enable == 1, "on or off");
+  // A host that holds the text of a key would be taken for its line.
+  const bool clear = host.find("enable") == host.npos && server.find("enable") == server.npos &&
+                     server.find("hostname") == server.npos &&
+                     host.find("ddnsserverip") == host.npos;
+  if (!writes || !fresh || !clear) return;
+  Expect(result == 0 && read.host == host && read.server == server && read.enable == config.enable,
+         "an account that is written is read");
+}
+
+// Nothing but an address gets into the shell.
+void TryDialRoute(Input &input, const Files &files) {
+  shell.answer = static_cast<int32_t>(input.Below(2)) - 1;
+  files.dial.Put(input.Rest());
+  std::vector<char> address(32, 'x');
+  const int32_t result = NetWorkSetDialRoute(address.data());
+  Expect(IsTerminated(address), "the address is terminated");
+  if (shell.command.empty()) return Expect(result == -1, "what is no address is refused");
+  const std::string text = shell.command.substr(strlen("route add default gw "));
+  Expect(shell.command == "route add default gw " + std::string(address.data()), "the command");
+  Expect(result == shell.answer && text.find_first_not_of("0123456789.") == text.npos &&
+             std::count(text.begin(), text.end(), '.') == 3 && text.size() <= 15,
+         "an address of four numbers");
+}
+
+}  // namespace
+
+const std::span<const char *const> kMessages = kTexts;
+
+void Try(Input &input) {
+  static const Files files;
+  files.enable.Put(std::string_view());
+  files.pppoe.Put(std::string_view());
+  files.pap.Put(std::string_view());
+  shell.command.clear();
+  constexpr void (*kWays[])(Input &, const Files &) = {TryNameServers, TryPppoe, TryDdns,
+                                                       TryDialRoute};
+  kWays[input.Below(std::size(kWays))](input, files);
+}
+
+}  // namespace fuzz
+
+extern "C" int __wrap_system(const char *command);
+extern "C" int __wrap_system(const char *command) {
+  fuzz::shell.command = command;
+  return fuzz::shell.answer;
+}

@@ -1,0 +1,154 @@
+// The boot loader's variables in flash.
+#include <string.h>
+#include <zlib.h>
+
+#include <vector>
+
+#include "System/boot/boot_list.h"
+#include "fuzz/fuzz.h"
+#include "libsys/boot.h"
+#include "libsys/flash.h"
+#include "libsys/version.h"
+
+namespace fuzz {
+namespace {
+
+using libsys::boot::BootEnv;
+
+constexpr const char *kTexts[] = {
+    "LIBDVR : Flash sector size : 0x10000\n",
+    "envoffset = 0\n",
+    "BOOT_ENV_SIZE = 10000\n",
+    "LIBDVR : Will save %s = %s\n",
+    "LIBDVR : Save environment to flash ,Please wait ......\n",
+    "LIBDVR : Note!! Don't power off\n",
+    "LIBDVR : FILE -> System/boot, LINE -> 242: Mem Erase Failed\n",
+    "LIBDVR : FILE -> System/boot, LINE -> 416: Save environmeent to flash fail\n",
+};
+constexpr uint32_t kCrcSize = 4;
+
+// A block in memory, with what the list is to be: the entries up to the first empty one.
+struct Block {
+  std::vector<char> bytes;
+  BootEnv env;
+  std::vector<std::string> list;
+
+  explicit Block(const std::string &content)
+      : bytes(content.begin(), content.end()),
+        env{bytes.data(), static_cast<uint32_t>(bytes.size())} {
+    bytes.resize(bytes.size() + libsys::boot::kSpareBytes);
+    env.bytes = bytes.data();
+    const std::string text = content.substr(kCrcSize) + std::string(2, '\0');
+    for (size_t at = 0; text[at] != '\0'; at += list.back().size() + 1) list.push_back(&text[at]);
+    const bool ends =
+        content.find(std::string(2, '\0'), kCrcSize - 1) != content.npos || content.ends_with('\0');
+    if (text[0] == '\xff' || (!ends && content.ends_with('\xff'))) list.clear();
+  }
+
+  auto Find(const std::string &name) const {
+    auto entry = list.begin();
+    while (entry != list.end() && !entry->starts_with(name + "=")) ++entry;
+    return entry;
+  }
+
+  // What FindValue is to find; null for nothing.
+  const char *Value(const std::string &name) const {
+    const auto entry = Find(name);
+    return entry != list.end() ? entry->c_str() + name.size() + 1 : nullptr;
+  }
+};
+
+bool AreSame(const char *text, const char *other) {
+  return text == nullptr || other == nullptr ? text == other : strcmp(text, other) == 0;
+}
+
+void ExpectList(const Block &block) {
+  const char *entry = nullptr;
+  for (const std::string &expected : block.list) {
+    entry = libsys::boot::NextOf(block.env, entry);
+    Expect(entry != nullptr && entry == expected, "the entries are those of the block");
+  }
+  Expect(libsys::boot::NextOf(block.env, entry) == nullptr, "there are no other entries");
+}
+
+std::string Content(Input &input) {
+  const size_t size = 16 + input.Byte();
+  const char filler = input.Below(4) == 3 ? '\xff' : '\0';
+  std::string content(size, filler);
+  const std::string_view text = TextOf(input.Take(size - kCrcSize));
+  return content.replace(kCrcSize, text.size(), text);
+}
+
+void Set(Block &block, const std::string &name, const std::string &value) {
+  libsys::boot::DeleteEntry(block.env, name.c_str());
+  if (const auto entry = block.Find(name); entry != block.list.end()) block.list.erase(entry);
+  ExpectList(block);
+  size_t used = kCrcSize;
+  for (const std::string &entry : block.list) used += entry.size() + 1;
+  // The space is counted to 4 bytes beyond the block.
+  const bool fits = used + name.size() + value.size() + 3 <= block.env.size + 4;
+  Expect(libsys::boot::AppendEntry(block.env, name.c_str(), value.c_str()) == fits, "what fits");
+  if (fits) block.list.push_back(name + "=" + value);
+  ExpectList(block);
+}
+
+void ExpectCrc(const Block &block) {
+  libsys::boot::StoreCrc(block.env);
+  const auto *bytes = reinterpret_cast<const uint8_t *>(block.bytes.data());
+  uint32_t crc = 0;
+  memcpy(&crc, bytes, sizeof crc);
+  Expect(crc == crc32(0, bytes + kCrcSize, block.env.size - kCrcSize), "the CRC is zlib's");
+}
+
+struct Files {
+  BoardFile parameters{"/proc/vss/bootpara"}, partitions{"/proc/mtd"}, device{"/dev/mtd0"};
+};
+
+// The operations of the public header, on a block of the flash.
+void TryFlash(Input &input, const Files &files) {
+  files.partitions.Put("mtd0: 00010000 00010000 \"boot\"\n");
+  files.parameters.Put("product=0000000000000004\n");  // with a block of 64 KiB
+  DvrReadBootParameters();
+  const uint32_t length = input.Below(40);
+  const std::string name = input.Text(40), text = input.Line(80);
+  std::string content(0x10000, '\0');
+  const std::string_view data = TextOf(input.Take(1000));
+  files.device.Put(content.replace(kCrcSize, data.size(), data));
+  const Block block(content);
+  std::vector<char> value(length + 1, 'x');
+  const char *expected = block.Value(name);
+  Expect((BootEnvGet(name.c_str(), value.data(), length) == 0) == (expected != nullptr),
+         "a variable");
+  Expect(value.back() == 'x', "nothing behind the buffer is written");
+  value.back() = '\0';
+  Expect(strncmp(value.data(), expected != nullptr ? expected : "", length) == 0, "its value");
+  size_t count = 0;
+  BootEnvForEach([](const char *, void *counter) { ++*static_cast<size_t *>(counter); }, &count);
+  Expect(count == block.list.size(), "all variables are visited");
+  // The memory that stands for the flash cannot be erased.
+  Expect(BootEnvSetText(text.c_str()) == -1, "the variable is not saved");
+  Expect(files.device.Content() == content, "the flash stays as it was");
+  FlashCloseAll();
+}
+
+}  // namespace
+
+const std::span<const char *const> kMessages = kTexts;
+
+void Try(Input &input) {
+  static const Files files;
+  const uint8_t changes = input.Byte();
+  if (changes % 64 == 63) return TryFlash(input, files);
+  const std::string name = input.Text(20);
+  Block block(Content(input));
+  libsys::boot::ClearBrokenList(block.env);
+  ExpectList(block);
+  Expect(AreSame(libsys::boot::FindValue(block.env, name.c_str()), block.Value(name)), "the value");
+  for (uint32_t i = 0; i < changes % 4; ++i) {
+    const std::string changed = input.Word(8);
+    Set(block, changed.empty() ? "a" : changed, input.Word(60));
+  }
+  ExpectCrc(block);
+}
+
+}  // namespace fuzz

@@ -1,0 +1,97 @@
+// The boot parameters with the customer's patch, and what the board answers then.
+#include <inttypes.h>
+#include <stdio.h>
+#include <string.h>
+
+#include "System/version/boot_parameters.h"
+#include "fuzz/fuzz.h"
+#include "libsys/gpio.h"
+#include "libsys/version.h"
+
+namespace fuzz {
+namespace {
+
+constexpr const char *kTexts[] = {
+    "LIBDVR : Unknow product type\n",
+    "LIBDVR : FILE -> System/version.c, LINE -> 2619: Non this Prodtype !! Please check your "
+    "Cyp!!\n",
+    "LIBDVR : FILE -> System/version.c, LINE -> %d: Invalid Dvr Info Cmd\n",
+    "LIBDVR : Get hwid failed, length must > 16\n",
+    "Open file /proc/bus/pci/devices failed !!! \n",
+};
+
+constexpr uint32_t kFlags[] = {HDMI_SUPPORT, HWID_FLAG_32, HWID_FLAG_33,   HWID_FLAG_34,
+                               HWID_FLAG_35, HWID_FLAG_36, DISK_INTERFACE, HWID_FLAG_38,
+                               CDRW_SUPPORT, ALT_SUPPORT,  NET_CARD,       HWID_FLAG_53,
+                               HWID_FLAG_40, HWID_FLAG_41};
+
+// What is written is what is read.
+void TryIdentity(Input &input, const BoardFile &parameters, const BoardFile &patch) {
+  const auto identifier = input.Get<uint64_t>();
+  const auto oem = input.Get<uint32_t>(), custom = input.Get<uint32_t>();
+  char text[80];
+  snprintf(text, sizeof text, "board 1\nproduct=%016" PRIX64 "\noem %" PRIx32 "\n", identifier,
+           oem);
+  parameters.Put(text);
+  snprintf(text, sizeof text, "oem %" PRIx32 "\n", custom);
+  patch.Put(text);
+  DvrReadBootParameters();
+  Expect(libsys::identity::Identifier() == identifier, "the identifier");
+  Expect(libsys::identity::OemCode() == oem, "the OEM code");
+  Expect(libsys::identity::CustomOemCode() == custom, "the customer's OEM code");
+}
+
+void TryTexts(Input &input, const BoardFile &parameters, const BoardFile &patch) {
+  const uint32_t before = libsys::identity::OemCode();
+  const std::string other = input.Text(200), text(TextOf(input.Rest()));
+  parameters.Put(text);
+  patch.Put(other);
+  DvrReadBootParameters();
+  if (text.find("product") == text.npos) {
+    Expect(libsys::identity::Identifier() == 0, "without its line the identifier is 0");
+  }
+  const bool named = text.find("oem") != text.npos;
+  Expect(named || libsys::identity::OemCode() == before, "the OEM code stays");
+  const bool replaced = other.find("oem") != other.npos;
+  Expect(replaced || libsys::identity::CustomOemCode() == libsys::identity::OemCode(), "no patch");
+}
+
+void CheckAnswers() {
+  const uint64_t identifier = libsys::identity::Identifier();
+  char text[18] = {}, expected[18] = {};
+  text[17] = 'x';
+  Expect(DvrGetHwidString(text, 17) == 0 && text[17] == 'x', "the identifier fits 17 bytes");
+  snprintf(expected, sizeof expected, "%016" PRIX64, identifier);
+  Expect(strcmp(text, expected) == 0, "the identifier as a text");
+  for (const uint32_t flag : kFlags) {
+    const int32_t answer = DvrGetHwidInformation(flag);
+    Expect(answer == 0 || answer == 1, "a flag is 0 or 1");
+  }
+  for (uint32_t command = 0; command <= CUSTOM_OEM_TYPE; ++command) {
+    const bool code = command == OEM_TYPE || command == CUSTOM_OEM_TYPE;
+    const int32_t answer = DvrGetHwidInformation(command);
+    Expect(code || (answer >= 0 && answer <= 255), "an answer is a small number");
+  }
+  Expect(DvrGetHwidInformation(OEM_TYPE) == static_cast<int32_t>(libsys::identity::OemCode()),
+         "OEM");
+  Expect(DvrGetHwidInformation(99) == static_cast<int32_t>(identifier >> 62), "no such command");
+}
+
+}  // namespace
+
+const std::span<const char *const> kMessages = kTexts;
+
+void Try(Input &input) {
+  static const BoardFile parameters("/proc/vss/bootpara"), patch("/opt/custom/patch");
+  static const BoardFile pci("/proc/bus/pci/devices");
+  uint8_t level = 0;
+  GpioRead(0, 0, &level);  // opens what stays open
+  if (input.Below(4) == 1) {
+    TryIdentity(input, parameters, patch);
+  } else {
+    TryTexts(input, parameters, patch);
+  }
+  CheckAnswers();
+}
+
+}  // namespace fuzz

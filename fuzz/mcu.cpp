@@ -1,0 +1,98 @@
+// The frames of the front panel's microcontroller.
+#include <setjmp.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <vector>
+
+#include "fuzz/fuzz.h"
+#include "libsys/frontboard.h"
+#include "libsys/uart.h"
+
+namespace fuzz {
+namespace {
+
+constexpr const char *kTexts[] = {
+    "LIBDVR : McuProc = %d\n",
+    "LIBDVR : Reset Mcu\n",
+    "LIBDVR : unsupport now!!!\n",
+    "LIBDVR : FILE -> Uart/uart.c, LINE -> 218: UartDeviceRead : Input params invailed\n",
+    "LIBDVR : read failed\n",
+    "too much uart 1 data! will get 8\n",
+    "LIBDVR : Unknow product type\n",
+};
+
+struct {
+  size_t left = 0;  // of the input
+  jmp_buf end;      // leads out of the receiver, which runs for good
+} port;
+
+// The last frame that comes whole; empty where there is none.
+std::vector<uint8_t> LastFrame(Bytes bytes) {
+  std::vector<uint8_t> last;
+  for (size_t at = 0; at + 1 < bytes.size();) {
+    if (bytes[at] != 0xff) {
+      ++at;
+      continue;
+    }
+    at += 2;
+    if (bytes[at - 1] != 0x5a) continue;
+    if (at + 2 > bytes.size()) break;
+    const uint8_t type = bytes[at];
+    const size_t length = type == 1 || type == 2 ? bytes[at + 1] : 0u;
+    if (at + 2 + length > bytes.size()) break;
+    const bool known = type == 1 || type == 2;
+    // A frame without a payload asks the port for nothing, which is a failed read.
+    if (known && length > 0) {
+      const Bytes frame = bytes.subspan(at, 2 + length);
+      last.assign(frame.begin(), frame.end());
+    }
+    if (known && length > 0 && type == 2) std::reverse(last.begin() + 2, last.end());
+    at += 2 + length;
+  }
+  return last;
+}
+
+}  // namespace
+
+const std::span<const char *const> kMessages = kTexts;
+
+void Try(Input &input) {
+  static const BoardFile received("/dev/ttyAMA1");
+  const Bytes bytes = input.Rest();
+  received.Put(bytes);
+  UartDeviceSetFd(UartMcuIndex, received.Descriptor());
+  port.left = bytes.size();
+  memset(FrontMcuFrame, 0, sizeof FrontMcuFrame);
+  if (setjmp(port.end) == 0) McuProc(nullptr);
+  const std::vector<uint8_t> frame = LastFrame(bytes);
+  Expect(pthread_mutex_trylock(&FrontMcuMutex) == 0, "the frame is not locked");
+  Expect(std::equal(frame.begin(), frame.end(), FrontMcuFrame), "the last frame is received");
+  pthread_mutex_unlock(&FrontMcuMutex);
+}
+
+}  // namespace fuzz
+
+// The line, which the receiver waits for.
+extern "C" {
+
+int32_t __wrap_UartDeviceCreate(uint32_t index);
+int32_t __wrap_UartDeviceCreate(uint32_t) {
+  return 0;
+}
+
+int32_t __real_UartDeviceRead(uint32_t index, void *buffer, uint32_t length);
+int32_t __wrap_UartDeviceRead(uint32_t index, void *buffer, uint32_t length);
+int32_t __wrap_UartDeviceRead(uint32_t index, void *buffer, uint32_t length) {
+  if (fuzz::port.left < std::max(length, 1U)) longjmp(fuzz::port.end, 1);
+  fuzz::port.left -= length;
+  return __real_UartDeviceRead(index, buffer, length);
+}
+
+int __wrap_usleep(useconds_t duration);
+int __wrap_usleep(useconds_t) {
+  return 0;
+}
+
+}  // extern "C"

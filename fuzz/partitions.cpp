@@ -1,0 +1,69 @@
+// The kernel's list of flash partitions.
+#include <string.h>
+
+#include <array>
+
+#include "fuzz/fuzz.h"
+#include "libsys/flash.h"
+
+namespace fuzz {
+namespace {
+
+constexpr const char *kTexts[] = {
+    "LIBDVR : Flash sector size : 0x%x\n",
+    "LIBDVR : Parrtion count > 10 error\n",
+    "LIBDVR : FILE -> Flash/flash, LINE -> 191: FlashInit falied \n",
+    "LIBDVR : FILE -> Flash/flash, LINE -> 201: open %s failed\n",
+    "LIBDVR : Can't get flashsectsize, initialize : 131072\n",
+    "LIBDVR : Unknow product type\n",
+    "LIBDVR : Not alain flash sector size\n",
+};
+
+struct Files {
+  BoardFile list{"/proc/mtd"};
+  std::array<BoardFile, 5> devices = {BoardFile("/dev/mtd0"), BoardFile("/dev/mtd1"),
+                                      BoardFile("/dev/mtd2"), BoardFile("/dev/mtd3"),
+                                      BoardFile("/dev/mtd10")};
+};
+
+void CheckRow(const FlashPartitionTable &table, int32_t index) {
+  const auto &row = table.rows[index];
+  Expect(IsPadded(row.path) && IsTerminated(row.name), "a text of the table is terminated");
+  Expect(strncmp(row.path, "/dev/", 5) == 0, "the path is one of a device");
+  int32_t first = 0;
+  while (strcmp(table.rows[first].name, row.name) != 0) ++first;
+  const MtdPartition *found = FlashFindPartition(row.name);
+  Expect(found != nullptr && found->start == table.rows[first].start &&
+             found->size == table.rows[first].size && found->fd > 2,
+         "the first partition of a name is found");
+  Expect(found->index >= 0 && found->index <= 9, "the index is a digit");
+}
+
+}  // namespace
+
+const std::span<const char *const> kMessages = kTexts;
+
+void Try(Input &input) {
+  static const Files files;
+  for (const BoardFile &device : files.devices) device.Put("");
+  files.list.Put(input.Rest());
+  const int32_t result = FlashInit();
+  FlashPartitionTable table;
+  memset(&table, 0xff, sizeof table);
+  Expect(FlashGetPartitionTable(&table) == 0 && table.base == FLASH_BASE_ADDRESS, "a table");
+  Expect(table.count >= 0 && table.count <= FLASH_MAX_PARTITIONS, "the table's count");
+  Expect(result == 0 ? table.count > 0 : table.count == 0, "the table is what was read");
+  uint32_t start = FLASH_BASE_ADDRESS;
+  for (int32_t i = 0; i < table.count; ++i) {
+    Expect(table.rows[i].start == start, "partitions follow each other");
+    start += table.rows[i].size;
+    CheckRow(table, i);
+  }
+  if (table.count > 0 && table.rows[0].size > 0 && start > FLASH_BASE_ADDRESS) {
+    const bool aligned = table.sectorSize == 0 || FLASH_BASE_ADDRESS % table.sectorSize == 0;
+    Expect((FlashSelect(FLASH_BASE_ADDRESS) == 0) == aligned, "the first sector can be selected");
+  }
+  FlashCloseAll();
+}
+
+}  // namespace fuzz

@@ -1,0 +1,164 @@
+// The kernel's tree of SCSI devices, and what the drives behind it answer.
+#include <dirent.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/ioctl.h>
+
+#include <map>
+#include <set>
+#include <vector>
+
+#include "fuzz/fuzz.h"
+#include "libsys/disk.h"
+
+namespace fuzz {
+namespace {
+
+constexpr const char *kTexts[] = {
+    "LIBDVR : Open /sys/bus/scsi/devices/ failed\n",
+    "LIBDVR : open %s faild\n",
+    "LIBDVR : open dir %s failed\n",
+    "LIBDVR : Unknow scsi type : bus :%d:0:0:0\n",
+    "LIBDVR : Unknow product type\n",
+};
+constexpr size_t kMostFiles = 32;
+
+// A folder lists its entries in the order in which they came.
+struct Tree {
+  std::map<std::string, std::vector<std::string>> folders;
+  int32_t drive = 0;  // what a drive answers
+  std::set<DIR *> open;
+
+  void Add(const std::string &path) {
+    const size_t slash = path.rfind('/');
+    if (slash == 0) return;
+    const std::string folder = path.substr(0, slash), name = path.substr(slash + 1);
+    std::vector<std::string> &entries = folders[folder];
+    for (const std::string &entry : entries) {
+      if (entry == name) return;
+    }
+    entries.push_back(name);
+    Add(folder);
+  }
+};
+Tree tree;
+
+struct Listing {
+  std::vector<std::string> names;
+  size_t next = 0;
+  dirent entry;
+};
+
+// Lines of a path and, behind a blank, a file's content; "." repeats the folder of the line before.
+void MakeTree(Input &input) {
+  static std::vector<BoardFile> files;
+  while (files.size() < kMostFiles) files.emplace_back("");
+  for (BoardFile &file : files) file.Rename("");
+  tree = {};
+  tree.drive = static_cast<int32_t>(input.Below(2)) - 1;
+  std::string folder;
+  for (BoardFile &file : files) {
+    if (input.IsEmpty()) break;
+    std::string path = input.Line(300);
+    const std::string content = input.Text(40);
+    if (path.starts_with(".")) path = folder + path.substr(1);
+    folder = path.substr(0, path.rfind('/'));
+    const bool isFolder = path.ends_with('/');
+    path = NormalPath("/sys/bus/scsi/devices/" + path);
+    tree.Add(path);
+    if (isFolder) tree.folders[path];
+    if (isFolder) continue;
+    file.Rename(path);
+    file.Put(content);
+  }
+}
+
+void CheckDisk(const DiskInfo &disk, int32_t index) {
+  Expect(disk.kind >= 0 && disk.kind <= DISK_KIND_OPTICAL, "the kind");
+  Expect(disk.diskClass == DISK_CLASS_EXTERNAL || disk.diskClass == DISK_CLASS_INTERNAL,
+         "the class");
+  Expect(disk.partitionCount >= 0 && disk.partitionCount <= DISK_MAX_PARTITIONS, "the partitions");
+  Expect(disk.letter <= 255 && disk.genericNumber >= 0, "the numbers");
+  for (int32_t i = 0; i < disk.partitionCount; ++i) {
+    Expect(disk.partitions[i].size >= 3 && disk.partitions[i].number >= 0, "a partition");
+  }
+  std::vector<char> path(sizeof "/dev/sda", 'x');
+  Expect(DiskGetPath(index, path.data(), sizeof "/dev/sda") == 0 && IsTerminated(path), "the path");
+  Expect(DiskGetPath(index, path.data(), 8) == -1, "a path that is cut");
+  Expect(strncmp(path.data(), disk.kind == DISK_KIND_OPTICAL ? "/dev/sr" : "/dev/sd", 7) == 0,
+         "a node");
+}
+
+// Nothing but the first disk's drive answers.
+void CheckDrive(int32_t count, int32_t minutes) {
+  const bool valid = minutes >= 0 && minutes <= 330;
+  char path[16];
+  const bool isFirst = DiskGetPath(0, path, sizeof path) == 0 && strcmp(path, "/dev/sda") == 0;
+  const int32_t answer = count > 0 && isFirst && valid ? tree.drive : -1;
+  Expect(DiskSetStandby(0, minutes) == answer, "the drive's answer");
+  Expect(DiskSetStandby(count, 1) == -1 && DiskFlush(-1) == -1, "there is no such disk");
+}
+
+}  // namespace
+
+const std::span<const char *const> kMessages = kTexts;
+
+void Try(Input &input) {
+  static const BoardFile drive("/dev/sda");
+  drive.Put("");
+  const auto minutes = static_cast<int32_t>(input.Get<int16_t>());
+  MakeTree(input);
+  DiskInfo *table = nullptr;
+  const int32_t count = DiskEnumerate(&table);
+  Expect(count >= 0 && count <= DISK_MAX_DISKS && count == DiskGetCount(), "the count");
+  std::set<int32_t> hosts;
+  for (int32_t i = 0; i < count; ++i) {
+    Expect(hosts.empty() || *hosts.rbegin() < table[i].host, "in the order of the hosts");
+    hosts.insert(table[i].host);
+    CheckDisk(table[i], i);
+  }
+  Expect(tree.open.empty(), "every folder is closed");
+  CheckDrive(count, minutes);
+}
+
+}  // namespace fuzz
+
+using fuzz::Listing;
+
+extern "C" {
+
+DIR *__real_opendir(const char *path);
+DIR *__wrap_opendir(const char *path);
+DIR *__wrap_opendir(const char *path) {
+  const std::string name = fuzz::NormalPath(path);
+  if (!name.starts_with("/sys")) return __real_opendir(path);  // the fuzzer's own
+  const auto folder = fuzz::tree.folders.find(name);
+  if (folder == fuzz::tree.folders.end()) return nullptr;
+  auto *listing = reinterpret_cast<DIR *>(new Listing{folder->second, 0, {}});
+  fuzz::tree.open.insert(listing);
+  return listing;
+}
+
+dirent *__wrap_readdir64(DIR *folder);
+dirent *__wrap_readdir64(DIR *folder) {
+  auto &[names, next, entry] = *reinterpret_cast<Listing *>(folder);
+  if (next == names.size()) return nullptr;
+  snprintf(entry.d_name, sizeof entry.d_name, "%s", names[next++].c_str());
+  return &entry;
+}
+
+int __real_closedir(DIR *folder);
+int __wrap_closedir(DIR *folder);
+int __wrap_closedir(DIR *folder) {
+  if (fuzz::tree.open.erase(folder) == 0) return __real_closedir(folder);
+  delete reinterpret_cast<Listing *>(folder);
+  return 0;
+}
+
+int __wrap_ioctl(int fd, unsigned long request, ...);
+int __wrap_ioctl(int, unsigned long, ...) {
+  return fuzz::tree.drive;
+}
+
+}  // extern "C"

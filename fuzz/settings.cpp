@@ -1,0 +1,91 @@
+// The settings of the network interfaces: their files, and the clock chip's memory.
+#include <algorithm>
+#include <vector>
+
+#include "fuzz/clock_chip.h"
+#include "libsys/network.h"
+
+namespace fuzz {
+namespace {
+
+constexpr const char *kTexts[] = {
+    "LIBDVR : Invalid parameter\n",
+    "LIBDVR : Buffer length too short, must longer than %d\n",
+    "LIBDVR : Cann't get by DHCP\n",
+    "LIBDVR : FILE -> Network/network.c, LINE -> 317: Unkonw type\n",
+    "LIBDVR : FILE -> Network/network.c, LINE -> 169: Unsupport %s\n",
+    "LIBDVR : NetWorkGetConfigFileName failed\n",
+    "NetWorkGetFromCmos flag = %x\n",
+    "LIBDVR :  Read from I2c failed\n",
+    "LIBDVR : i2c write failed\n",
+};
+
+constexpr const char *kInterfaces[] = {"eth0", "eth1", "eth2"};
+constexpr const char *kKeys[] = {"HOSTIP", "SUBMASK", "GATEWAYIP", "PRIO", "WORKMODE"};
+constexpr const char *kPaths[] = {"/opt/sav/Config/network", "/opt/sav/Config/network1"};
+constexpr size_t kMemory = 8;  // of the chip, its first register
+
+struct Settings {
+  std::string name;
+  const char *path;
+  int32_t type;
+};
+
+void Get(const Settings &asked) {
+  std::vector<char> value(16, 'x');
+  const int32_t result = NetWorkGetAttributes(asked.name.c_str(), asked.type, value.data(), 16);
+  if (result == 0) {
+    Expect(IsTerminated(value), "a value is terminated");
+  } else {
+    Expect(asked.name == "eth2" || !chip.answers, "a value is had from somewhere");
+  }
+}
+
+// What is written is what is read, whatever the lines of the file were before.
+void Write(const Settings &asked, const std::string &value) {
+  const char *key = kKeys[asked.type];
+  Expect(NetWorkWriteKey(asked.path, key, value.c_str()) == 0, "a value is written");
+  std::vector<char> read(128, 'x');
+  const int32_t result = NetWorkReadKey(asked.path, key, read.data(), 128);
+  Expect(value.empty() || (result == 0 && read.data() == value), "a value that is written is read");
+  const auto length = static_cast<int32_t>(value.size());
+  if (length > 0) {
+    std::vector<char> small(value.size(), 'x');
+    Expect(NetWorkReadKey(asked.path, key, small.data(), length) == -1 && small[0] == 'x',
+           "a value that does not fit is none");
+  }
+}
+
+void Save(const Settings &asked, const std::string &value) {
+  const int32_t result = NetWorkSaveAttributes(asked.name.c_str(), asked.type, value.c_str());
+  const bool stores = asked.name != "eth0" || chip.answers;
+  Expect(result == (asked.name != "eth2" && stores ? 0 : -1), "a value is stored");
+}
+
+}  // namespace
+
+const std::span<const char *const> kMessages = kTexts;
+
+void Try(Input &input) {
+  static const BoardFile files[] = {BoardFile(kPaths[0]), BoardFile(kPaths[1])};
+  static const bool opened = OpenBus();
+  Expect(opened, "the clock chip's bus");
+  const uint8_t choice = input.Byte();
+  chip.answers = choice % 16 != 0;
+  const uint32_t interface = choice >> 4 & 1;
+  const Settings asked = {(choice & 0x20) != 0 ? kInterfaces[2] : kInterfaces[interface],
+                          kPaths[interface], static_cast<int32_t>(input.Below(5))};
+  const uint32_t change = input.Below(4);
+  const std::string value = input.Word(60);
+  const Bytes memory = input.Take(56);
+  std::copy(memory.begin(), memory.end(), chip.registers.begin() + kMemory);
+  for (const BoardFile &file : files) file.Remove();
+  if (!input.IsEmpty()) files[interface].Put(std::string(TextOf(input.Rest())) + "\n");
+  Get(asked);
+  if (change == 1) Write(asked, value);
+  if (change == 2) Save(asked, value);
+  if (change == 3) Expect(NetWorkReadKey(asked.path, "", nullptr, 1) == -1, "no buffer");
+  Get(asked);
+}
+
+}  // namespace fuzz

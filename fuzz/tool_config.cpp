@@ -1,0 +1,74 @@
+// The factory tool's settings.
+#include <stdio.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "fuzz/fuzz.h"
+#include "libsys/version.h"
+
+namespace fuzz {
+namespace {
+
+constexpr const char *kTexts[] = {
+    "Open  /tool/tool_config.ini failed ! In file System/version.c  Line 1291 !\n",
+    "LIBDVR : Unknow product type\n",
+};
+
+using Slot = int32_t ToolConfig::*;
+constexpr std::pair<const char *, Slot> kSlots[] = {
+    {"Audio Input Number", &ToolConfig::audioInputNumber},
+    {"Alarm Input Number", &ToolConfig::alarmInputNumber},
+    {"Alarm Output Number", &ToolConfig::alarmOutputNumber},
+    {"Playback Limit Number", &ToolConfig::playbackLimitNumber},
+    {"Max Encode", &ToolConfig::maxEncode},
+    {"VgaResolution", &ToolConfig::vgaResolution},
+    {"VgaHue", &ToolConfig::vgaHue},
+    {"VgaBrightness", &ToolConfig::vgaBrightness},
+    {"VgaContrast", &ToolConfig::vgaContrast},
+    {"VgaSaturation", &ToolConfig::vgaSaturation},
+    {"TvTop", &ToolConfig::tvTop},
+    {"TvBottom", &ToolConfig::tvBottom},
+    {"TvLeft", &ToolConfig::tvLeft},
+    {"TvRight", &ToolConfig::tvRight},
+    {"TvHue", &ToolConfig::tvHue},
+    {"TvBrightness", &ToolConfig::tvBrightness},
+    {"TvContrast", &ToolConfig::tvContrast},
+    {"TvSaturation", &ToolConfig::tvSaturation},
+    {"HDMI", &ToolConfig::hdmi},
+    {"FROND_TYPE", &ToolConfig::frontType},
+    {"HEHE_FRONT", &ToolConfig::frontType},
+};
+
+bool IsOneOf(int32_t word, std::initializer_list<int32_t> words) {
+  return std::find(words.begin(), words.end(), word) != words.end();
+}
+
+}  // namespace
+
+const std::span<const char *const> kMessages = kTexts;
+
+void Try(Input &input) {
+  static const BoardFile file("/tool/tool_config.ini");
+  FrontboardSubType = FrontboardTypeWord = FrontboardPanelModel = FrontboardVariantC = 0;
+  const bool exists = input.Below(16) != 1;
+  const auto &[key, slot] = kSlots[input.Below(std::size(kSlots))];
+  const auto number = input.Get<int32_t>();
+  // The last line is what counts.
+  char line[64];
+  snprintf(line, sizeof line, "\n%s=%d\n", key, number);
+  file.Put(std::string(TextOf(input.Rest())) + line);
+  if (!exists) file.Remove();
+  ToolConfig config = {};
+  Expect(DvrReadToolConfig(&config) == (exists ? 0 : -1), "the file is read");
+  const bool isFront = slot == &ToolConfig::frontType;
+  const int32_t kept = !exists || (isFront && number == 0) ? -1 : number;
+  Expect(config.*slot == kept, "a number that is written is read");
+  Expect(IsPadded(config.displayType) && config.reserved == (exists ? 0 : -1), "the other fields");
+  Expect(IsOneOf(FrontboardTypeWord, {0, 1, 2}) && IsOneOf(FrontboardSubType, {0, 1, 2, 3, 4}) &&
+             IsOneOf(FrontboardPanelModel, {0, 62, 78, 92, 99}) &&
+             IsOneOf(FrontboardVariantC, {0, 1, 2}),
+         "the front panel's words");
+}
+
+}  // namespace fuzz
