@@ -13,8 +13,7 @@ namespace {
 
 constexpr const char *kTexts[] = {
     "LIBDVR : Unknow product type\n",
-    "LIBDVR : FILE -> System/version.c, LINE -> 2619: Non this Prodtype !! Please check your "
-    "Cyp!!\n",
+    "LIBDVR : FILE -> System/version.c, LINE -> 2619: %s\n",
     "LIBDVR : FILE -> System/version.c, LINE -> %d: Invalid Dvr Info Cmd\n",
     "LIBDVR : Get hwid failed, length must > 16\n",
     "Open file /proc/bus/pci/devices failed !!! \n",

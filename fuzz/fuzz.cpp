@@ -212,12 +212,16 @@ BoardFile::BoardFile(const std::string &path)
   Files()[path_] = {fd_};
 }
 
+void BoardFile::Make() const {
+  Files()[path_].exists = true;
+}
+
 void BoardFile::Put(Bytes content) const {
   const auto size = static_cast<ssize_t>(content.size());
   Expect(ftruncate(fd_, size) == 0 && pwrite(fd_, content.data(), content.size(), 0) == size,
          "a file cannot be written");
   lseek(fd_, 0, SEEK_SET);
-  Files()[path_].exists = true;
+  Make();
 }
 
 void BoardFile::Put(std::string_view content) const {

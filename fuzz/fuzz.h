@@ -52,6 +52,7 @@ extern const std::span<const char *const> kMessages;
 class BoardFile {
  public:
   explicit BoardFile(const std::string &path);
+  void Make() const;  // with the content that it had
   void Put(Bytes content) const;
   void Put(std::string_view content) const;
   void Remove() const;
@@ -82,12 +83,11 @@ bool IsTerminated(const Field &field) {
   return std::string_view(std::data(field), std::size(field)).find('\0') != std::string_view::npos;
 }
 
-// The same, and nothing but zeros behind it.
+// The same, and nothing but zeros from there on.
 template <typename Field>
 bool IsPadded(const Field &field) {
   const std::string_view text(std::data(field), std::size(field));
-  const size_t end = text.find('\0');
-  return end != text.npos && text.find_first_not_of('\0', end) == text.npos;
+  return IsTerminated(field) && text.find_first_not_of('\0', text.find('\0')) == text.npos;
 }
 
 }  // namespace fuzz

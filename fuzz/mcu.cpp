@@ -28,28 +28,19 @@ struct {
   jmp_buf end;      // leads out of the receiver, which runs for good
 } port;
 
-// The last frame that comes whole; empty where there is none.
-std::vector<uint8_t> LastFrame(Bytes bytes) {
+// The last frame that comes whole, reversed where it is data; empty where there is none. One
+// without a payload asks the port for nothing, which is a failed read.
+std::vector<uint8_t> LastFrame(Input input) {
   std::vector<uint8_t> last;
-  for (size_t at = 0; at + 1 < bytes.size();) {
-    if (bytes[at] != 0xff) {
-      ++at;
-      continue;
-    }
-    at += 2;
-    if (bytes[at - 1] != 0x5a) continue;
-    if (at + 2 > bytes.size()) break;
-    const uint8_t type = bytes[at];
-    const size_t length = type == 1 || type == 2 ? bytes[at + 1] : 0u;
-    if (at + 2 + length > bytes.size()) break;
-    const bool known = type == 1 || type == 2;
-    // A frame without a payload asks the port for nothing, which is a failed read.
-    if (known && length > 0) {
-      const Bytes frame = bytes.subspan(at, 2 + length);
-      last.assign(frame.begin(), frame.end());
-    }
-    if (known && length > 0 && type == 2) std::reverse(last.begin() + 2, last.end());
-    at += 2 + length;
+  while (!input.IsEmpty()) {
+    if (input.Byte() != 0xff || input.Byte() != 0x5a) continue;
+    const uint8_t type = input.Byte(), length = input.Byte();
+    if (type != 1 && type != 2) continue;
+    const Bytes payload = input.Take(length);
+    if (payload.size() < length || length == 0) continue;
+    last = {type, length};
+    last.insert(last.end(), payload.begin(), payload.end());
+    if (type == 2) std::reverse(last.begin() + 2, last.end());
   }
   return last;
 }
@@ -60,13 +51,13 @@ const std::span<const char *const> kMessages = kTexts;
 
 void Try(Input &input) {
   static const BoardFile received("/dev/ttyAMA1");
+  const std::vector<uint8_t> frame = LastFrame(input);
   const Bytes bytes = input.Rest();
   received.Put(bytes);
   UartDeviceSetFd(UartMcuIndex, received.Descriptor());
   port.left = bytes.size();
   memset(FrontMcuFrame, 0, sizeof FrontMcuFrame);
   if (setjmp(port.end) == 0) McuProc(nullptr);
-  const std::vector<uint8_t> frame = LastFrame(bytes);
   Expect(pthread_mutex_trylock(&FrontMcuMutex) == 0, "the frame is not locked");
   Expect(std::equal(frame.begin(), frame.end(), FrontMcuFrame), "the last frame is received");
   pthread_mutex_unlock(&FrontMcuMutex);

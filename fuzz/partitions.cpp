@@ -17,6 +17,9 @@ constexpr const char *kTexts[] = {
     "LIBDVR : Can't get flashsectsize, initialize : 131072\n",
     "LIBDVR : Unknow product type\n",
     "LIBDVR : Not alain flash sector size\n",
+    "LIBDVR : FlashWrite : Invalid address: 80000000\n",
+    "LIBDVR : FlashRead : Invalid address: 80000000\n",
+    "LIBDVR : cnt must <= 0x%x",
 };
 
 struct Files {
@@ -39,13 +42,23 @@ void CheckRow(const FlashPartitionTable &table, int32_t index) {
   Expect(found->index >= 0 && found->index <= 9, "the index is a digit");
 }
 
+// What is written to the first sector is what is read there.
+void Transfer(const FlashPartitionTable &table) {
+  const uint32_t sector = table.sectorSize;
+  const bool valid = sector == 0 || (FLASH_BASE_ADDRESS % sector == 0 && sector >= 4);
+  char read[5] = "xxxx";
+  Expect(FlashWrite("1234", FLASH_BASE_ADDRESS, 4) == (valid ? 0 : -1), "the sector is written");
+  Expect(FlashRead(read, FLASH_BASE_ADDRESS, 4) == (valid ? 0 : -1), "the sector is read");
+  Expect(strcmp(read, valid ? "1234" : "xxxx") == 0, "what is written is read");
+}
+
 }  // namespace
 
 const std::span<const char *const> kMessages = kTexts;
 
 void Try(Input &input) {
   static const Files files;
-  for (const BoardFile &device : files.devices) device.Put("");
+  for (const BoardFile &device : files.devices) device.Make();
   files.list.Put(input.Rest());
   const int32_t result = FlashInit();
   FlashPartitionTable table;
@@ -59,10 +72,7 @@ void Try(Input &input) {
     start += table.rows[i].size;
     CheckRow(table, i);
   }
-  if (table.count > 0 && table.rows[0].size > 0 && start > FLASH_BASE_ADDRESS) {
-    const bool aligned = table.sectorSize == 0 || FLASH_BASE_ADDRESS % table.sectorSize == 0;
-    Expect((FlashSelect(FLASH_BASE_ADDRESS) == 0) == aligned, "the first sector can be selected");
-  }
+  if (table.count > 0 && table.rows[0].size > 0 && start > FLASH_BASE_ADDRESS) Transfer(table);
   FlashCloseAll();
 }
 
