@@ -143,7 +143,6 @@ void Try(Input &input) {
 
 }  // namespace fuzz
 
-extern "C" int __wrap_system(const char *command);
 extern "C" int __wrap_system(const char *command) {
   fuzz::shell.command = command;
   return fuzz::shell.answer;

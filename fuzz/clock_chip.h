@@ -30,7 +30,6 @@ inline bool OpenBus() {
 extern "C" {
 
 int __real_ioctl(int fd, unsigned long request, ...);
-int __wrap_ioctl(int fd, unsigned long request, ...);
 [[gnu::used]] inline int __wrap_ioctl(int fd, unsigned long request, ...) {
   va_list arguments;
   va_start(arguments, request);

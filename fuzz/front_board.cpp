@@ -94,7 +94,6 @@ void Try(Input &input) {
 extern "C" {
 
 ssize_t __real_write(int fd, const void *data, size_t length);
-ssize_t __wrap_write(int fd, const void *data, size_t length);
 ssize_t __wrap_write(int fd, const void *data, size_t length) {
   if (fd != fuzz::port) return __real_write(fd, data, length);
   fuzz::sent.append(static_cast<const char *>(data), length);

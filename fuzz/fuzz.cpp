@@ -251,7 +251,6 @@ std::string BoardFile::Content() const {
 extern "C" {
 
 int __real_open64(const char *path, int flags, ...);
-int __wrap_open64(const char *path, int flags, ...);
 int __wrap_open64(const char *path, int flags, ...) {
   const auto way = (flags & O_CREAT) != 0 ? fuzz::Way::kMake : fuzz::Way::kRead;
   if (const auto fd = fuzz::OpenInMemory(path, way)) return *fd;
@@ -263,7 +262,6 @@ int __wrap_open64(const char *path, int flags, ...) {
 }
 
 FILE *__real_fopen64(const char *path, const char *mode);
-FILE *__wrap_fopen64(const char *path, const char *mode);
 FILE *__wrap_fopen64(const char *path, const char *mode) {
   const auto fd = fuzz::OpenInMemory(path, mode[0] == 'w' ? fuzz::Way::kEmpty : fuzz::Way::kRead);
   if (!fd) return __real_fopen64(path, mode);
@@ -272,19 +270,16 @@ FILE *__wrap_fopen64(const char *path, const char *mode) {
 
 }  // extern "C"
 
-extern "C" int LLVMFuzzerInitialize(int *, char ***);
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {
   fuzz::Initialise();
   return 0;
 }
 
 // Short contexts: what allocates most is the board.
-extern "C" const char *__asan_default_options();
 extern "C" const char *__asan_default_options() {
   return "malloc_context_size=2:quarantine_size_mb=8";
 }
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   fuzz::Run({data, size});
   return 0;

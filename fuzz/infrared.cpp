@@ -65,7 +65,6 @@ void Try(Input &input) {
 
 extern "C" {
 
-int __wrap_poll(pollfd *files, nfds_t count, int wait);
 int __wrap_poll(pollfd *, nfds_t, int) {
   const size_t left = fuzz::receiver.left;
   fuzz::receiver.left -= left < fuzz::kRecord ? left : fuzz::kRecord;
@@ -73,7 +72,6 @@ int __wrap_poll(pollfd *, nfds_t, int) {
   return left > 0 ? 1 : 0;
 }
 
-int __wrap_usleep(useconds_t duration);
 int __wrap_usleep(useconds_t) {
   if (fuzz::receiver.stops) longjmp(fuzz::receiver.stopped, 1);
   return 0;

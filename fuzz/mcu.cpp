@@ -68,20 +68,17 @@ void Try(Input &input) {
 // The line, which the receiver waits for.
 extern "C" {
 
-int32_t __wrap_UartDeviceCreate(uint32_t index);
 int32_t __wrap_UartDeviceCreate(uint32_t) {
   return 0;
 }
 
 int32_t __real_UartDeviceRead(uint32_t index, void *buffer, uint32_t length);
-int32_t __wrap_UartDeviceRead(uint32_t index, void *buffer, uint32_t length);
 int32_t __wrap_UartDeviceRead(uint32_t index, void *buffer, uint32_t length) {
   if (fuzz::port.left < std::max(length, 1U)) longjmp(fuzz::port.end, 1);
   fuzz::port.left -= length;
   return __real_UartDeviceRead(index, buffer, length);
 }
 
-int __wrap_usleep(useconds_t duration);
 int __wrap_usleep(useconds_t) {
   return 0;
 }

@@ -31,18 +31,15 @@ inline void ChooseBoard(Input &input) {
 
 extern "C" {
 
-int32_t __wrap_DvrGetBoardType();
 [[gnu::used]] inline int32_t __wrap_DvrGetBoardType() {
   return fuzz::board.type;
 }
 
-int32_t __wrap_DvrGetProductType();
 [[gnu::used]] inline int32_t __wrap_DvrGetProductType() {
   return fuzz::board.product;
 }
 
 int32_t __real_DvrGetHwidInformation(uint32_t command);
-int32_t __wrap_DvrGetHwidInformation(uint32_t command);
 [[gnu::used]] inline int32_t __wrap_DvrGetHwidInformation(uint32_t command) {
   return command == OEM_TYPE ? fuzz::board.oem : __real_DvrGetHwidInformation(command);
 }

@@ -6,7 +6,6 @@
 
 #include "vboard/files.h"
 
-extern "C" int LLVMFuzzerInitialize(int *count, char ***words);
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
 
 int main(int count, char **words) {

@@ -129,7 +129,6 @@ using fuzz::Listing;
 extern "C" {
 
 DIR *__real_opendir(const char *path);
-DIR *__wrap_opendir(const char *path);
 DIR *__wrap_opendir(const char *path) {
   const std::string name = fuzz::NormalPath(path);
   if (!name.starts_with("/sys")) return __real_opendir(path);  // the fuzzer's own
@@ -140,7 +139,6 @@ DIR *__wrap_opendir(const char *path) {
   return listing;
 }
 
-dirent *__wrap_readdir64(DIR *folder);
 dirent *__wrap_readdir64(DIR *folder) {
   auto &[names, next, entry] = *reinterpret_cast<Listing *>(folder);
   if (next == names.size()) return nullptr;
@@ -149,14 +147,12 @@ dirent *__wrap_readdir64(DIR *folder) {
 }
 
 int __real_closedir(DIR *folder);
-int __wrap_closedir(DIR *folder);
 int __wrap_closedir(DIR *folder) {
   if (fuzz::tree.open.erase(folder) == 0) return __real_closedir(folder);
   delete reinterpret_cast<Listing *>(folder);
   return 0;
 }
 
-int __wrap_ioctl(int fd, unsigned long request, ...);
 int __wrap_ioctl(int, unsigned long, ...) {
   return fuzz::tree.drive;
 }
