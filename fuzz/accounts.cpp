@@ -8,9 +8,8 @@
 #include "libsys/network.h"
 
 namespace fuzz {
-namespace {
 
-constexpr const char *kTexts[] = {
+const std::vector<const char *> kMessages = {
     "open file fail: %s\n",
     "/etc/pppoe-start\n",
     "/etc/pppoe-stop\n",
@@ -20,6 +19,8 @@ constexpr const char *kTexts[] = {
     "LIBDVR : Buffer length too short, must longer than %d\n",
     "LIBDVR : route add default gw %s faield\n",
 };
+
+namespace {
 
 struct Files {
   BoardFile resolv{"/opt/sav/Config/resolv.conf"}, ddns{"/opt/sav/Config/ddns-server"};
@@ -32,11 +33,6 @@ struct {
   int32_t answer = 0;
   std::string command;
 } shell;
-
-template <size_t N>
-void Fill(char (&field)[N], const std::string &text) {
-  memcpy(field, text.data(), std::min(text.size(), N));
-}
 
 // As far as a line goes.
 template <size_t N>
@@ -127,8 +123,6 @@ void TryDialRoute(Input &input, const Files &files) {
 }
 
 }  // namespace
-
-const std::span<const char *const> kMessages = kTexts;
 
 void Try(Input &input) {
   static const Files files;

@@ -12,11 +12,8 @@
 #include "libsys/version.h"
 
 namespace fuzz {
-namespace {
 
-using libsys::boot::BootEnv;
-
-constexpr const char *kTexts[] = {
+const std::vector<const char *> kMessages = {
     "LIBDVR : Flash sector size : 0x10000\n",
     "envoffset = 0\n",
     "BOOT_ENV_SIZE = 10000\n",
@@ -26,6 +23,11 @@ constexpr const char *kTexts[] = {
     "LIBDVR : FILE -> System/boot, LINE -> 242: Mem Erase Failed\n",
     "LIBDVR : FILE -> System/boot, LINE -> 416: Save environmeent to flash fail\n",
 };
+
+namespace {
+
+using libsys::boot::BootEnv;
+
 constexpr uint32_t kCrcSize = 4;
 
 // A block in memory, with what the list is to be: the entries up to the first empty one.
@@ -124,8 +126,6 @@ void TryFlash(Input &input, const Files &files) {
 }
 
 }  // namespace
-
-const std::span<const char *const> kMessages = kTexts;
 
 void Try(Input &input) {
   static const Files files;

@@ -5,9 +5,8 @@
 #include "fuzz/clock_chip.h"
 
 namespace fuzz {
-namespace {
 
-constexpr const char *kTexts[] = {
+const std::vector<const char *> kMessages = {
     "LIBDVR : %d-%d-%d, today is weekday %d time:%d:%d:%d\n",
     "LIBDVR : I2cRead : Invalid parma\n",
     "LIBDVR :  Read from I2c failed\n",
@@ -17,6 +16,8 @@ constexpr const char *kTexts[] = {
     "LIBDVR : FILE -> System/system.c, LINE -> 98: Format error\n",
     "Utils : TMP75 read failed\n",
 };
+
+namespace {
 
 constexpr const char *kLine = "today is weekday";
 
@@ -82,8 +83,6 @@ void Set(Input &input) {
 }
 
 }  // namespace
-
-const std::span<const char *const> kMessages = kTexts;
 
 void Try(Input &input) {
   static const bool opened = [] {

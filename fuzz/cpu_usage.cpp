@@ -5,14 +5,15 @@
 #include "libsys/system.h"
 
 namespace fuzz {
-namespace {
 
-constexpr const char *kTexts[] = {
+const std::vector<const char *> kMessages = {
     "LIBDVR : CPU states: %2d.%-d%% user,%2d.%-d%% system, %2d.%-d%% nice, %2d.%-d%% idle\n",
     "LIBDVR : FILE -> System/system.c, LINE -> 200: Open /proc/stat Failed\n",
     "LIBDVR : FILE -> System/system.c, LINE -> 205: Read /proc/stat Failed\n",
     "LIBDVR : FILE -> System/system.c, LINE -> 214: Fscanf Failed On /proc/stat for cpu\n",
 };
+
+namespace {
 
 // What is written is what is read.
 void TryCounters(Input &input, const BoardFile &file) {
@@ -27,8 +28,6 @@ void TryCounters(Input &input, const BoardFile &file) {
 }
 
 }  // namespace
-
-const std::span<const char *const> kMessages = kTexts;
 
 void Try(Input &input) {
   static const BoardFile file("/proc/stat");

@@ -8,7 +8,7 @@
 
 namespace fuzz {
 
-const std::span<const char *const> kMessages = {};
+const std::vector<const char *> kMessages = {};
 
 void Try(Input &input) {
   static const vboard::TemporaryFolder folder;

@@ -7,9 +7,8 @@
 #include "libsys/network.h"
 
 namespace fuzz {
-namespace {
 
-constexpr const char *kTexts[] = {
+const std::vector<const char *> kMessages = {
     "LIBDVR : FILE -> Network/network.c, LINE -> 1667: Open file /proc/net/dev failed!\n",
     "LIBDVR : FILE -> Network/network.c, LINE -> 2066: EthNameLen=%d is too short(least is 10)!\n",
     "LIBDVR : FILE -> Network/network.c, LINE -> 2072: ERR: open file /proc/net/dev failed!\n",
@@ -28,6 +27,8 @@ constexpr const char *kTexts[] = {
     "LIBDVR : I2cRead : Invalid parma\n",
     "LIBDVR : I2cWrite : Invalid parma\n",
 };
+
+namespace {
 
 constexpr const char *kSettings = "HOSTIP = 192.168.1.88\nSUBMASK = 255.255.255.0\nPRIO = 0\n";
 
@@ -68,16 +69,14 @@ void CheckNames(int32_t length) {
 
 }  // namespace
 
-const std::span<const char *const> kMessages = kTexts;
-
 void Try(Input &input) {
   static const Files files;
   const auto capacity = static_cast<int32_t>(input.Below(14));
   const auto length = static_cast<int32_t>(input.Byte());
-  const uint32_t choice = input.Below(8);
+  const uint32_t choice = input.Below(4);
   const std::string name = input.Line(20), gateway = input.Word(20);
   files.list.Remove();
-  if (choice != 7) files.list.Put(input.Rest());
+  if (!input.IsEmpty()) files.list.Put(input.Rest());
   files.first.Put(std::string_view(kSettings));
   files.second.Put(std::string_view(kSettings));
   CheckEntries(capacity);

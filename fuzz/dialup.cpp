@@ -7,9 +7,8 @@
 #include "libsys/network.h"
 
 namespace fuzz {
-namespace {
 
-constexpr const char *kTexts[] = {
+const std::vector<const char *> kMessages = {
     "LIBDVR : 3g begin\n",
     "+++%s\n",
     "3Gmode error !! please check your  pcfg.adapt  !!",
@@ -19,6 +18,9 @@ constexpr const char *kTexts[] = {
     "open file fail: /mnt/mtd/Config/ppp/pppoe-enable-3g\n",
     "Libsys:Array size not right!! Please check!!\n ",
 };
+
+namespace {
+
 constexpr uint32_t kSize = sizeof(Wireless3gConfig);
 constexpr size_t kReadable = 27;  // characters of a text
 
@@ -30,11 +32,6 @@ struct Files {
   BoardFile connect{"/opt/sav/Config/ppp/peers/wcdma-chat-connect"};
   BoardFile disconnect{"/opt/sav/Config/ppp/peers/wcdma-chat-disconnect"};
 };
-
-template <size_t N>
-void Fill(char (&field)[N], const std::string &text) {
-  memcpy(field, text.data(), std::min(text.size(), N));
-}
 
 size_t Lines(const BoardFile &file) {
   const std::string content = file.Content();
@@ -95,8 +92,6 @@ void TryEnable(Input &input, const Files &files) {
 }
 
 }  // namespace
-
-const std::span<const char *const> kMessages = kTexts;
 
 void Try(Input &input) {
   static const Files files;

@@ -5,9 +5,10 @@
 #include "libsys/system.h"
 
 namespace fuzz {
-namespace {
 
-constexpr const char *kTexts[] = {"read failed\n"};
+const std::vector<const char *> kMessages = {"read failed\n"};
+
+namespace {
 
 int32_t Read() {
   const int32_t file = ApplicationFlagOpen();
@@ -19,8 +20,6 @@ int32_t Read() {
 }
 
 }  // namespace
-
-const std::span<const char *const> kMessages = kTexts;
 
 void Try(Input &input) {
   static const BoardFile file("/opt/sav/Config/Config3");

@@ -11,13 +11,15 @@
 #include "libsys/uart.h"
 
 namespace fuzz {
-namespace {
 
-constexpr const char *kTexts[] = {
+const std::vector<const char *> kMessages = {
     "LIBDVR : FILE -> Uart/uart.c, LINE -> 218: UartDeviceRead : Input params invailed\n",
     "LIBDVR : FILE -> Uart/uart.c, LINE -> 733: UartDeviceWrite : Input params invailed\n",
     "LIBDVR : FILE -> Uart/uart.c, LINE -> 284: UartDeviceRead : readlength < 0, index = 2\n",
 };
+
+namespace {
+
 constexpr uint32_t kEvent = 4;
 
 int port = -1;
@@ -65,8 +67,6 @@ void WriteCommand(Input &input) {
 }
 
 }  // namespace
-
-const std::span<const char *const> kMessages = kTexts;
 
 void Try(Input &input) {
   static const BoardFile received("/dev/ttyAMA2");

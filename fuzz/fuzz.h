@@ -9,6 +9,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace fuzz {
 
@@ -45,7 +46,7 @@ class Input {
 // What a target consists of. Try makes its files when it is first called, with an empty input.
 void Try(Input &input);
 // All that may be printed, as for printf.
-extern const std::span<const char *const> kMessages;
+extern const std::vector<const char *> kMessages;
 
 // A file of the board, of which each input makes another one; not there at first. It lives as long
 // as the program.
@@ -76,6 +77,12 @@ size_t CountPrinted(std::string_view text);
 
 // Ends the program where something does not hold.
 void Expect(bool holds, const char *what);
+
+// Puts a text into a field, which it may fill.
+template <size_t N>
+void Fill(char (&field)[N], std::string_view text) {
+  text.copy(field, N);
+}
 
 // Whether there is a zero byte in a field.
 template <typename Field>

@@ -7,9 +7,11 @@
 #include "fuzz/panel_board.h"
 
 namespace fuzz {
+
+const std::vector<const char *> kMessages = {"hiir read(%x , %x)......OK\n"};
+
 namespace {
 
-constexpr const char *kTexts[] = {"hiir read(%x , %x)......OK\n"};
 constexpr size_t kRecord = 12, kCode = 6, kState = 8;
 constexpr size_t kMostRecords = 100;  // fewer than the queue holds
 
@@ -20,7 +22,7 @@ struct {
 } receiver;
 
 // What is asked of the scanner makes it stop; nobody waits for it.
-void StopScanner() {
+[[gnu::noinline]] void StopScanner() {
   receiver.stops = true;
   if (setjmp(receiver.stopped) == 0) FrontboardStop();
   receiver.stops = false;
@@ -39,8 +41,6 @@ void CheckEvent(uint8_t code, uint8_t state) {
 }
 
 }  // namespace
-
-const std::span<const char *const> kMessages = kTexts;
 
 void Try(Input &input) {
   static const BoardFile device("/dev/Hi_IR");

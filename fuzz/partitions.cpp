@@ -1,15 +1,14 @@
 // The kernel's list of flash partitions.
 #include <string.h>
 
-#include <array>
+#include <vector>
 
 #include "fuzz/fuzz.h"
 #include "libsys/flash.h"
 
 namespace fuzz {
-namespace {
 
-constexpr const char *kTexts[] = {
+const std::vector<const char *> kMessages = {
     "LIBDVR : Flash sector size : 0x%x\n",
     "LIBDVR : Parrtion count > 10 error\n",
     "LIBDVR : FILE -> Flash/flash, LINE -> 191: FlashInit falied \n",
@@ -22,12 +21,15 @@ constexpr const char *kTexts[] = {
     "LIBDVR : cnt must <= 0x%x",
 };
 
-struct Files {
-  BoardFile list{"/proc/mtd"};
-  std::array<BoardFile, 5> devices = {BoardFile("/dev/mtd0"), BoardFile("/dev/mtd1"),
-                                      BoardFile("/dev/mtd2"), BoardFile("/dev/mtd3"),
-                                      BoardFile("/dev/mtd10")};
-};
+namespace {
+
+// A device more than the table has rows.
+std::vector<BoardFile> Devices() {
+  std::vector<BoardFile> devices;
+  for (int i = 0; i <= FLASH_MAX_PARTITIONS; ++i)
+    devices.emplace_back("/dev/mtd" + std::to_string(i));
+  return devices;
+}
 
 void CheckRow(const FlashPartitionTable &table, int32_t index) {
   const auto &row = table.rows[index];
@@ -54,12 +56,11 @@ void Transfer(const FlashPartitionTable &table) {
 
 }  // namespace
 
-const std::span<const char *const> kMessages = kTexts;
-
 void Try(Input &input) {
-  static const Files files;
-  for (const BoardFile &device : files.devices) device.Make();
-  files.list.Put(input.Rest());
+  static const BoardFile list("/proc/mtd");
+  static const std::vector<BoardFile> devices = Devices();
+  for (const BoardFile &device : devices) device.Make();
+  list.Put(input.Rest());
   const int32_t result = FlashInit();
   FlashPartitionTable table;
   memset(&table, 0xff, sizeof table);

@@ -3,16 +3,11 @@
 #include "libsys/version.h"
 
 namespace fuzz {
-namespace {
 
-constexpr const char *kTexts[] = {
+const std::vector<const char *> kMessages = {
     "Open file /proc/bus/pci/devices failed !!! \n",
     "Cant read anything !!\n",
 };
-
-}  // namespace
-
-const std::span<const char *const> kMessages = kTexts;
 
 void Try(Input &input) {
   static const BoardFile devices("/proc/bus/pci/devices");

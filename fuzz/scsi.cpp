@@ -5,6 +5,7 @@
 #include <string.h>
 #include <sys/ioctl.h>
 
+#include <algorithm>
 #include <map>
 #include <set>
 #include <vector>
@@ -13,15 +14,17 @@
 #include "libsys/disk.h"
 
 namespace fuzz {
-namespace {
 
-constexpr const char *kTexts[] = {
+const std::vector<const char *> kMessages = {
     "LIBDVR : Open /sys/bus/scsi/devices/ failed\n",
     "LIBDVR : open %s faild\n",
     "LIBDVR : open dir %s failed\n",
     "LIBDVR : Unknow scsi type : bus :%d:0:0:0\n",
     "LIBDVR : Unknow product type\n",
 };
+
+namespace {
+
 constexpr size_t kMostFiles = 32;
 
 // A folder lists its entries in the order in which they came.
@@ -35,9 +38,7 @@ struct Tree {
     if (slash == 0) return;
     const std::string folder = path.substr(0, slash), name = path.substr(slash + 1);
     std::vector<std::string> &entries = folders[folder];
-    for (const std::string &entry : entries) {
-      if (entry == name) return;
-    }
+    if (std::find(entries.begin(), entries.end(), name) != entries.end()) return;
     entries.push_back(name);
     Add(folder);
   }
@@ -50,7 +51,8 @@ struct Listing {
   dirent entry;
 };
 
-// Lines of a path and, behind a blank, a file's content; "." repeats the folder of the line before.
+// A path and a file's content, each ended by a zero byte; a path that ends in / is a folder, one
+// that begins with . begins with the folder of the one before.
 void MakeTree(Input &input) {
   static std::vector<BoardFile> files;
   while (files.size() < kMostFiles) files.emplace_back("");
@@ -67,10 +69,12 @@ void MakeTree(Input &input) {
     const bool isFolder = path.ends_with('/');
     path = NormalPath("/sys/bus/scsi/devices/" + path);
     tree.Add(path);
-    if (isFolder) tree.folders[path];
-    if (isFolder) continue;
-    file.Rename(path);
-    file.Put(content);
+    if (isFolder) {
+      tree.folders[path];
+    } else {
+      file.Rename(path);
+      file.Put(content);
+    }
   }
 }
 
@@ -102,8 +106,6 @@ void CheckDrive(int32_t count, int32_t minutes) {
 
 }  // namespace
 
-const std::span<const char *const> kMessages = kTexts;
-
 void Try(Input &input) {
   static const BoardFile drive("/dev/sda");
   drive.Put("");
@@ -112,10 +114,8 @@ void Try(Input &input) {
   DiskInfo *table = nullptr;
   const int32_t count = DiskEnumerate(&table);
   Expect(count >= 0 && count <= DISK_MAX_DISKS && count == DiskGetCount(), "the count");
-  std::set<int32_t> hosts;
   for (int32_t i = 0; i < count; ++i) {
-    Expect(hosts.empty() || *hosts.rbegin() < table[i].host, "in the order of the hosts");
-    hosts.insert(table[i].host);
+    Expect(i == 0 || table[i - 1].host < table[i].host, "in the order of the hosts");
     CheckDisk(table[i], i);
   }
   Expect(tree.open.empty(), "every folder is closed");

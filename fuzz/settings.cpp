@@ -6,19 +6,21 @@
 #include "libsys/network.h"
 
 namespace fuzz {
-namespace {
 
-constexpr const char *kTexts[] = {
+const std::vector<const char *> kMessages = {
     "LIBDVR : Invalid parameter\n",
     "LIBDVR : Buffer length too short, must longer than %d\n",
     "LIBDVR : Cann't get by DHCP\n",
     "LIBDVR : FILE -> Network/network.c, LINE -> 317: Unkonw type\n",
+    "LIBDVR : FILE -> Network/network.c, LINE -> %d: Get default %s failed\n",
     "LIBDVR : FILE -> Network/network.c, LINE -> 169: Unsupport %s\n",
     "LIBDVR : NetWorkGetConfigFileName failed\n",
     "NetWorkGetFromCmos flag = %x\n",
     "LIBDVR :  Read from I2c failed\n",
     "LIBDVR : i2c write failed\n",
 };
+
+namespace {
 
 constexpr const char *kInterfaces[] = {"eth0", "eth1", "eth2"};
 constexpr const char *kKeys[] = {"HOSTIP", "SUBMASK", "GATEWAYIP", "PRIO", "WORKMODE"};
@@ -39,6 +41,15 @@ void Get(const Settings &asked) {
   } else {
     Expect(asked.name == "eth2" || !chip.answers, "a value is had from somewhere");
   }
+}
+
+void GetAddresses(const Settings &asked) {
+  const char *name = asked.name.c_str();
+  std::vector<char> address(16, 'x'), netmask(16, 'x');
+  const bool found = NetWorkGetDefaultAddress(name, address.data(), 16, netmask.data(), 16) == 0;
+  Expect(!found || (IsTerminated(address) && IsTerminated(netmask)), "addresses are terminated");
+  Expect(NetWorkGetDefaultGateway(name, address.data(), 15) == -1, "a buffer that is too short");
+  Expect(NetWorkReadKey(asked.path, "", nullptr, 1) == -1, "no buffer");
 }
 
 // What is written is what is read, whatever the lines of the file were before.
@@ -64,8 +75,6 @@ void Save(const Settings &asked, const std::string &value) {
 
 }  // namespace
 
-const std::span<const char *const> kMessages = kTexts;
-
 void Try(Input &input) {
   static const BoardFile files[] = {BoardFile(kPaths[0]), BoardFile(kPaths[1])};
   static const bool opened = OpenBus();
@@ -84,7 +93,7 @@ void Try(Input &input) {
   Get(asked);
   if (change == 1) Write(asked, value);
   if (change == 2) Save(asked, value);
-  if (change == 3) Expect(NetWorkReadKey(asked.path, "", nullptr, 1) == -1, "no buffer");
+  if (change == 3) GetAddresses(asked);
   Get(asked);
 }
 

@@ -8,12 +8,13 @@
 #include "libsys/version.h"
 
 namespace fuzz {
-namespace {
 
-constexpr const char *kTexts[] = {
+const std::vector<const char *> kMessages = {
     "Open  /tool/tool_config.ini failed ! In file System/version.c  Line 1291 !\n",
     "LIBDVR : Unknow product type\n",
 };
+
+namespace {
 
 using Slot = int32_t ToolConfig::*;
 constexpr std::pair<const char *, Slot> kSlots[] = {
@@ -33,8 +34,6 @@ bool IsOneOf(int32_t word, std::initializer_list<int32_t> words) {
 }
 
 }  // namespace
-
-const std::span<const char *const> kMessages = kTexts;
 
 void Try(Input &input) {
   static const BoardFile file("/tool/tool_config.ini");
