@@ -8,8 +8,10 @@
 #include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <filesystem>
 #include <set>
 
@@ -69,6 +71,38 @@ TEST_F(MachineTest, ProgramsStayOnTheBoardWhateverTheirEnvironment) {
   machine.Start();
   EXPECT_TRUE(machine.WaitFor("erasesize name", 30));
   machine.Run(30);
+}
+
+TEST_F(MachineTest, WaitingForABoardThatIsOffEndsInTimeAndCostsNothing) {
+  UseBoard(test::SmallBoard(4, 0));
+  const vboard::Plan plan = StartingPlan("/bin/sh", {"-c", "sleep 1000"});
+  vboard::Open(vboard::Folder());
+  vboard::Machine machine(plan);
+  machine.Start();
+  EXPECT_TRUE(machine.Act("power off", 30));
+  EXPECT_FALSE(machine.Run(100));
+  const clock_t processor = clock();
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_FALSE(machine.WaitFor("nothing more comes", 0.5));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+  EXPECT_LT(clock() - processor, CLOCKS_PER_SEC / 5);
+}
+
+TEST_F(MachineTest, WhatStartsAnewStartsAtTheBeginning) {
+  UseBoard(test::SmallBoard(4, 0));
+  const vboard::Plan plan =
+      StartingPlan("/bin/sh", {"-c", "/sbin/program -c 'sleep 1000'; sleep 1000"});
+  vboard::Open(vboard::Folder());
+  vboard::Machine machine(plan);
+  machine.Start();
+  machine.Run(10);
+  vboard::Act("power cycle");
+  machine.Run(100);
+  std::vector<double> starts;
+  for (const vboard::Line &line : machine.Lines()) {
+    if (line.text.starts_with("start: /sbin/program")) starts.push_back(line.time);
+  }
+  EXPECT_THAT(starts, testing::ElementsAre(0, 0));
 }
 
 TEST_F(MachineTest, ProgramsFindTheirBoardFromWhereverTheyGo) {

@@ -179,7 +179,6 @@ void Machine::StartCommand() {
   PowerOn();
   Event("power: on, boot %u", State().boots.load());
   exitStatus_ = -1;
-  shutDown_ = kNever;
   Preload();
   fflush(nullptr);
   command_ = fork();
@@ -237,15 +236,19 @@ bool Machine::TakeConsole() {
 }
 
 // A board that is switched off or restarts waits until its programs have had their time for it.
-void Machine::FollowPower() {
+// True when it has just ended them, or started anew.
+bool Machine::FollowPower() {
   const Power power = State().power;
-  if (power == Power::kOn) return;
+  if (power == Power::kOn) return false;
   if (power != Power::kCut && running_) {
     if (shutDown_ == kNever) shutDown_ = Lifetime() + kShutDown;
-    if (Lifetime() < shutDown_) return;
+    if (Lifetime() < shutDown_) return false;
   }
+  if (power == Power::kOff && command_ < 0) return false;
   Stop();
+  shutDown_ = kNever;
   if (power != Power::kOff) StartCommand();
+  return true;
 }
 
 void Machine::LookOutside() {
@@ -273,14 +276,15 @@ bool Machine::ComeToRest(Clock::time_point end) {
 
 // Lets the programs, which rest, go on by one turn, no later than until a moment of the lifetime.
 void Machine::GoOn(int64_t moment, Clock::time_point end) {
-  FollowPower();
+  if (FollowPower()) return;
   if (State().time.speed != 0) TakeConsole();  // for who watches
   const int64_t left = std::max<int64_t>(0, Left(end));
   keeper_.LetGoOn(std::min(moment, shutDown_), left);
 }
 
 bool Machine::GoOnUntil(const std::function<bool()> &happened, double seconds) {
-  for (const auto end = After(seconds); ComeToRest(end); GoOn(kNever, end)) {
+  const auto end = After(seconds);
+  for (; Left(end) > 0 && ComeToRest(end); GoOn(kNever, end)) {
     if (TakeConsole()) ComeToRest(end);
     if (happened()) return true;
     if (!running_ && State().power == Power::kOn) break;

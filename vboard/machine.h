@@ -72,7 +72,7 @@ class Machine {
   bool ReadConsole(int milliseconds);
   bool TakeConsole();
   void Reap();
-  void FollowPower();
+  bool FollowPower();
 
   Plan plan_;
   Transcript transcript_;
