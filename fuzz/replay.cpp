@@ -6,7 +6,10 @@
 
 #include "vboard/files.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
+extern "C" {
+int LLVMFuzzerInitialize(int *count, char ***words);
+int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
+}
 
 int main(int count, char **words) {
   LLVMFuzzerInitialize(&count, &words);
