@@ -8,26 +8,12 @@
 #include "libsys/network.h"
 
 namespace fuzz {
-
-const std::vector<const char *> kMessages = {
-    "open file fail: %s\n",
-    "/etc/pppoe-start\n",
-    "/etc/pppoe-stop\n",
-    "NetSetPPPoEConfig param error\n",
-    "LIBDVR : Invalid parameter\n",
-    "LIBDVR : len < 16\n",
-    "LIBDVR : Buffer length too short, must longer than %d\n",
-    "LIBDVR : route add default gw %s faield\n",
-};
-
 namespace {
 
-struct Files {
-  BoardFile resolv{"/opt/sav/Config/resolv.conf"}, ddns{"/opt/sav/Config/ddns-server"};
-  BoardFile dial{"/mnt/mtd/Config/dial-ip"}, system{"/mnt/mtd/Config/ppp/pppoe-enable"};
-  BoardFile chap{"/opt/sav/Config/ppp/chap-secrets"}, pap{"/opt/sav/Config/ppp/pap-secrets"};
-  BoardFile pppoe{"/opt/sav/Config/ppp/pppoe.conf"}, enable{"/opt/sav/Config/ppp/pppoe-enable"};
-};
+const BoardFile resolv("/opt/sav/Config/resolv.conf"), ddns("/opt/sav/Config/ddns-server");
+const BoardFile dial("/mnt/mtd/Config/dial-ip"), systemEnable("/mnt/mtd/Config/ppp/pppoe-enable");
+const BoardFile chap("/opt/sav/Config/ppp/chap-secrets"), pap("/opt/sav/Config/ppp/pap-secrets");
+const BoardFile pppoe("/opt/sav/Config/ppp/pppoe.conf"), own("/opt/sav/Config/ppp/pppoe-enable");
 
 struct {
   int32_t answer = 0;
@@ -42,50 +28,48 @@ std::string LineOf(const char (&field)[N]) {
   return {field, end};
 }
 
-void TryNameServers(Input &input, const Files &files) {
+void TryNameServers(Input &input) {
   const auto length = static_cast<int32_t>(input.Below(40));
+  const auto size = static_cast<size_t>(length);
   const std::string primary = input.Word(40), secondary = input.Word(40);
-  files.resolv.Put(input.Rest());
+  resolv.Put(input.Rest());
   const bool writes = !primary.empty() && !secondary.empty();
   if (writes) NetWorkSetDns(primary.c_str(), secondary.c_str());
-  const auto size = static_cast<size_t>(length);
+  if (primary == "-") resolv.Remove();
   std::vector<char> first(size + 1, '\0'), second = first;
   const int32_t result = NetWorkGetDns(first.data(), length, second.data(), length);
   Expect(result == (length < 16 ? -1 : 0), "a buffer that is too short");
   Expect(first.back() == '\0' && second.back() == '\0', "nothing behind the buffer is written");
-  Expect(result != 0 || !writes ||
+  Expect(result != 0 || !writes || primary == "-" ||
              (primary.substr(0, size - 1) == first.data() &&
               secondary.substr(0, size - 1) == second.data()),
          "the name servers that are written are read");
 }
 
-void TryPppoe(Input &input, const Files &files) {
+void TryPppoe(Input &input) {
   PppoeConfig config = {}, read;
   memset(&read, 0xa5, sizeof read);
   config.enable = static_cast<int32_t>(input.Below(4)) - 1;
   Fill(config.user, input.Text(32));
   Fill(config.password, input.Text(32));
   const uint32_t way = input.Below(4);
-  files.system.Remove();
-  if (way != 3) files.system.Put(std::string_view("1\n"));
   const bool valid = config.enable == 0 || config.enable == 1;
-  if (way == 1) {
-    Expect(NetSetPPPoEConfig(&config) == (valid ? 0 : -1), "an account is written");
-  } else {
-    files.chap.Put(input.Rest());
-  }
+  systemEnable.Put("1\n");
+  if (way == 3) systemEnable.Remove();
+  chap.Put(input.Rest());
+  if (way == 1) Expect(NetSetPPPoEConfig(&config) == (valid ? 0 : -1), "an account is written");
   const int32_t result = NetGetPPPoEConfig(&read);
   Expect(way != 3 || result == -1, "without the system's file the account is none");
   if (way != 1 || !valid) return;
-  const std::string content = files.chap.Content();
-  Expect(content == files.pap.Content() && std::count(content.begin(), content.end(), '\n') == 1,
+  const std::string content = chap.Content();
+  Expect(content == pap.Content() && std::count(content.begin(), content.end(), '\n') == 1,
          "one line of secrets");
   Expect(result == 0 && read.enable == 1, "an account that is written is read");
   Expect(LineOf(read.user) == LineOf(config.user), "the user that is written is read");
   Expect(LineOf(read.password) == LineOf(config.password), "the password that is written is read");
 }
 
-void TryDdns(Input &input, const Files &files) {
+void TryDdns(Input &input) {
   DdnsConfig config = {}, read;
   memset(&read, 0xa5, sizeof read);
   config.enable = static_cast<int32_t>(input.Below(2));
@@ -93,30 +77,28 @@ void TryDdns(Input &input, const Files &files) {
   Fill(config.host, host);
   Fill(config.server, server);
   const bool writes = input.Below(2) == 1;
-  files.ddns.Put(writes ? Bytes() : input.Rest());
+  ddns.Put(writes ? "" : input.Rest());
   if (writes) NetWorkSetDdns(&config);
   const int32_t result = NetWorkGetDdns(&read);
   Expect(result != 0 || (IsPadded(read.host) && IsPadded(read.server)), "texts are terminated");
   Expect(result != 0 || read.enable == 0 || read.enable == 1, "on or off");
   // A text that holds a key's would be found where that key is looked for.
-  const bool clear =
-      (host + server).find("en") == host.npos && (host + server).find("na") == host.npos;
-  Expect(!writes || !clear ||
-             (result == 0 && read.host == host && read.server == server &&
-              read.enable == config.enable),
+  const std::string both = host + server;
+  if (!writes || both.find("en") != both.npos || both.find("na") != both.npos) return;
+  Expect(result == 0 && read.host == host && read.server == server && read.enable == config.enable,
          "an account that is written is read");
 }
 
 // Nothing but an address gets into the shell.
-void TryDialRoute(Input &input, const Files &files) {
-  shell.answer = static_cast<int32_t>(input.Below(2)) - 1;
-  files.dial.Put(input.Rest());
+void TryDialRoute(Input &input) {
+  shell = {static_cast<int32_t>(input.Below(2)) - 1, ""};
+  dial.Put(input.Rest());
   std::vector<char> address(32, 'x');
   const int32_t result = NetWorkSetDialRoute(address.data());
   Expect(IsTerminated(address), "the address is terminated");
   if (shell.command.empty()) return Expect(result == -1, "what is no address is refused");
-  const std::string text = shell.command.substr(strlen("route add default gw "));
-  Expect(shell.command == "route add default gw " + std::string(address.data()), "the command");
+  const std::string text = address.data();
+  Expect(shell.command == "route add default gw " + text, "the command");
   Expect(result == shell.answer && text.find_first_not_of("0123456789.") == text.npos &&
              std::count(text.begin(), text.end(), '.') == 3 && text.size() <= 15,
          "an address of four numbers");
@@ -125,14 +107,9 @@ void TryDialRoute(Input &input, const Files &files) {
 }  // namespace
 
 void Try(Input &input) {
-  static const Files files;
-  files.enable.Put(std::string_view());
-  files.pppoe.Put(std::string_view());
-  files.pap.Put(std::string_view());
-  shell.command.clear();
-  constexpr void (*kWays[])(Input &, const Files &) = {TryNameServers, TryPppoe, TryDdns,
-                                                       TryDialRoute};
-  kWays[input.Below(std::size(kWays))](input, files);
+  for (const BoardFile *file : {&pap, &pppoe, &own}) file->Put("");
+  constexpr void (*kWays[])(Input &) = {TryNameServers, TryPppoe, TryDdns, TryDialRoute};
+  kWays[input.Below(std::size(kWays))](input);
 }
 
 }  // namespace fuzz

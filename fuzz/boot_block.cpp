@@ -12,18 +12,6 @@
 #include "libsys/version.h"
 
 namespace fuzz {
-
-const std::vector<const char *> kMessages = {
-    "LIBDVR : Flash sector size : 0x10000\n",
-    "envoffset = 0\n",
-    "BOOT_ENV_SIZE = 10000\n",
-    "LIBDVR : Will save %s = %s\n",
-    "LIBDVR : Save environment to flash ,Please wait ......\n",
-    "LIBDVR : Note!! Don't power off\n",
-    "LIBDVR : FILE -> System/boot, LINE -> 242: Mem Erase Failed\n",
-    "LIBDVR : FILE -> System/boot, LINE -> 416: Save environmeent to flash fail\n",
-};
-
 namespace {
 
 using libsys::boot::BootEnv;
@@ -74,7 +62,7 @@ std::string Content(Input &input) {
   const size_t size = 16 + input.Byte();
   const char filler = input.Below(4) == 3 ? '\xff' : '\0';
   std::string content(size, filler);
-  const std::string_view text = TextOf(input.Take(size - kCrcSize));
+  const std::string text = input.Take(size - kCrcSize);
   return content.replace(kCrcSize, text.size(), text);
 }
 
@@ -99,27 +87,24 @@ void ExpectCrc(const Block &block) {
   Expect(crc == crc32(0, bytes + kCrcSize, block.env.size - kCrcSize), "the CRC is zlib's");
 }
 
-struct Files {
-  BoardFile parameters{"/proc/vss/bootpara"}, partitions{"/proc/mtd"}, device{"/dev/mtd0"};
-};
+const BoardFile parameters("/proc/vss/bootpara"), partitions("/proc/mtd"), device("/dev/mtd0");
 
 // The operations of the public header, on a block of the flash that cannot be erased.
-void TryFlash(Input &input, const Files &files) {
-  files.partitions.Put("mtd0: 00010000 00010000 \"boot\"\n");
-  files.parameters.Put("product=0000000000000004\n");  // with a block of 64 KiB
+void TryFlash(Input &input) {
+  partitions.Put("mtd0: 00010000 00010000 \"boot\"\n");
+  parameters.Put("product=0000000000000004\n");  // with a block of 64 KiB
   DvrReadBootParameters();
   const uint32_t length = input.Below(40);
   const std::string name = input.Text(40), text = input.Line(80);
   std::string content(1000, '\0');
-  const std::string_view data = TextOf(input.Take(900));
-  files.device.Put(content.replace(kCrcSize, data.size(), data));
-  Expect(ftruncate(files.device.Descriptor(), 0x10000) == 0, "the rest of the block is zero");
+  const std::string data = input.Take(900);
+  device.Put(content.replace(kCrcSize, data.size(), data));
+  Expect(ftruncate(device.Descriptor(), 0x10000) == 0, "the rest of the block is zero");
   const Block block(content);
   const char *expected = block.Value(name);
-  std::vector<char> value(length + 1, 'x');
+  std::vector<char> value(length + 1, '\0');
   Expect(BootEnvGet(name.c_str(), value.data(), length) == (expected != nullptr ? 0 : -1), "found");
-  Expect(value.back() == 'x', "nothing behind the buffer is written");
-  value.back() = '\0';
+  Expect(value.back() == '\0', "nothing behind the buffer is written");
   Expect(strncmp(value.data(), expected != nullptr ? expected : "", length) == 0, "the value");
   Expect(BootEnvSetText(text.c_str()) == -1, "the variable is not saved");
   FlashCloseAll();
@@ -128,9 +113,8 @@ void TryFlash(Input &input, const Files &files) {
 }  // namespace
 
 void Try(Input &input) {
-  static const Files files;
   const uint8_t changes = input.Byte();
-  if (changes % 64 == 63) return TryFlash(input, files);
+  if (changes % 64 == 63) return TryFlash(input);
   const std::string name = input.Text(20);
   Block block(Content(input));
   libsys::boot::ClearBrokenList(block.env);

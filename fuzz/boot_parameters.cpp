@@ -9,19 +9,13 @@
 #include "libsys/version.h"
 
 namespace fuzz {
-
-const std::vector<const char *> kMessages = {
-    "LIBDVR : Unknow product type\n",
-    "LIBDVR : FILE -> System/version.c, LINE -> 2619: %s\n",
-    "LIBDVR : FILE -> System/version.c, LINE -> %d: Invalid Dvr Info Cmd\n",
-    "LIBDVR : Get hwid failed, length must > 16\n",
-    "Open file /proc/bus/pci/devices failed !!! \n",
-};
-
 namespace {
 
+const BoardFile parameters("/proc/vss/bootpara"), patch("/opt/custom/patch");
+const BoardFile pci("/proc/bus/pci/devices");
+
 // What is written is what is read.
-void TryIdentity(Input &input, const BoardFile &parameters, const BoardFile &patch) {
+void TryIdentity(Input &input) {
   const auto identifier = input.Get<uint64_t>();
   const auto oem = input.Get<uint32_t>(), custom = input.Get<uint32_t>();
   char text[80];
@@ -36,9 +30,9 @@ void TryIdentity(Input &input, const BoardFile &parameters, const BoardFile &pat
   Expect(libsys::identity::CustomOemCode() == custom, "the customer's OEM code");
 }
 
-void TryTexts(Input &input, const BoardFile &parameters, const BoardFile &patch) {
+void TryTexts(Input &input) {
   const uint32_t before = libsys::identity::OemCode();
-  const std::string other = input.Text(200), text(TextOf(input.Rest()));
+  const std::string other = input.Text(200), text = input.Rest();
   parameters.Put(text);
   patch.Put(other);
   DvrReadBootParameters();
@@ -53,9 +47,8 @@ void TryTexts(Input &input, const BoardFile &parameters, const BoardFile &patch)
 
 void CheckAnswers() {
   const uint64_t identifier = libsys::identity::Identifier();
-  char text[18] = {}, expected[18] = {};
-  text[17] = 'x';
-  Expect(DvrGetHwidString(text, 17) == 0 && text[17] == 'x', "the identifier fits 17 bytes");
+  char text[17], expected[17];
+  Expect(DvrGetHwidString(text, 17) == 0, "the identifier fits 17 bytes");
   snprintf(expected, sizeof expected, "%016" PRIX64, identifier);
   Expect(strcmp(text, expected) == 0, "the identifier as a text");
   for (uint32_t command = 0; command <= CUSTOM_OEM_TYPE; ++command) {
@@ -73,14 +66,12 @@ void CheckAnswers() {
 }  // namespace
 
 void Try(Input &input) {
-  static const BoardFile parameters("/proc/vss/bootpara"), patch("/opt/custom/patch");
-  static const BoardFile pci("/proc/bus/pci/devices");
   uint8_t level = 0;
   GpioRead(0, 0, &level);  // opens what stays open
   if (input.Below(4) == 1) {
-    TryIdentity(input, parameters, patch);
+    TryIdentity(input);
   } else {
-    TryTexts(input, parameters, patch);
+    TryTexts(input);
   }
   CheckAnswers();
 }

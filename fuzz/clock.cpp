@@ -5,18 +5,6 @@
 #include "fuzz/clock_chip.h"
 
 namespace fuzz {
-
-const std::vector<const char *> kMessages = {
-    "LIBDVR : %d-%d-%d, today is weekday %d time:%d:%d:%d\n",
-    "LIBDVR : I2cRead : Invalid parma\n",
-    "LIBDVR :  Read from I2c failed\n",
-    "LIBDVR : I2cpCallBack : I2cRead failed\n",
-    "LIBDVR : i2c write failed\n",
-    "LISYS:---main_curtime year  %d month %d day %d hour %d min %d sec %d \n",
-    "LIBDVR : FILE -> System/system.c, LINE -> 98: Format error\n",
-    "Utils : TMP75 read failed\n",
-};
-
 namespace {
 
 constexpr const char *kLine = "today is weekday";
@@ -58,12 +46,12 @@ class KeptClock {
 
 void Synchronise() {
   const time_t expected = ChipTime();
-  const size_t printed = CountPrinted(kLine);
+  const size_t printed = Count(Printed(), kLine);
   const int32_t result = SystemSynchroniseTime();
   Expect(result == (chip.answers && expected >= 0 ? 0 : -1), "a chip that answers sets the clock");
   Expect(result != 0 || (Now() >= expected && Now() - expected < 3),
          "the clock has the chip's time");
-  Expect(CountPrinted(kLine) == printed + (chip.answers ? 1 : 0), "a line is printed");
+  Expect(Count(Printed(), kLine) == printed + (chip.answers ? 1 : 0), "a line is printed");
 }
 
 // A time that is set, the chip has.
@@ -94,7 +82,7 @@ void Try(Input &input) {
   const KeptClock kept;
   const uint32_t choice = input.Below(16);
   chip.answers = choice != 1;
-  const Bytes registers = input.Take(7);
+  const std::string registers = input.Take(7);
   std::copy(registers.begin(), registers.end(), chip.registers.begin());
   Synchronise();
   SystemTime time = {};

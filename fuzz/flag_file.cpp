@@ -5,9 +5,6 @@
 #include "libsys/system.h"
 
 namespace fuzz {
-
-const std::vector<const char *> kMessages = {"read failed\n"};
-
 namespace {
 
 int32_t Read() {
@@ -24,7 +21,7 @@ int32_t Read() {
 void Try(Input &input) {
   static const BoardFile file("/opt/sav/Config/Config3");
   const uint32_t change = input.Below(3);
-  const std::string before(TextOf(input.Rest()));
+  const std::string before = input.Rest();
   file.Put(before);
   const auto flag = static_cast<unsigned char>(before.empty() ? '0' : before[0]);
   Expect(Read() == flag, "the first character is the flag");

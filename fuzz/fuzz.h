@@ -6,19 +6,15 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#include <span>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace fuzz {
-
-using Bytes = std::span<const uint8_t>;
 
 // An input, taken from its front. What is missing at its end reads as zeros.
 class Input {
  public:
-  explicit Input(Bytes bytes) : rest_(bytes) {}
+  explicit Input(std::string_view bytes) : rest_(bytes) {}
   bool IsEmpty() const { return rest_.empty(); }
   uint8_t Byte();
   // From 0 to one below the limit.
@@ -30,31 +26,28 @@ class Input {
     return static_cast<Number>(number);
   }
   // So many bytes, fewer at the end.
-  Bytes Take(size_t most);
-  Bytes Rest() { return Take(SIZE_MAX); }
+  std::string Take(size_t most);
+  std::string Rest() { return Take(SIZE_MAX); }
   // The text up to the next zero byte, at most so many characters.
-  std::string Text(size_t most = SIZE_MAX);
+  std::string Text(size_t most);
   // One without line feeds, which may be printed.
   std::string Line(size_t most);
   // One of printable characters without blanks, which no file's grammar gives a meaning.
   std::string Word(size_t most);
 
  private:
-  Bytes rest_;
+  std::string_view rest_;
 };
 
-// What a target consists of. Try makes its files when it is first called, with an empty input.
+// What a target consists of. What it keeps open, it opens when it is first called, with an empty
+// input.
 void Try(Input &input);
-// All that may be printed, as for printf.
-extern const std::vector<const char *> kMessages;
 
 // A file of the board, of which each input makes another one; not there at first. It lives as long
 // as the program.
 class BoardFile {
  public:
   explicit BoardFile(const std::string &path);
-  void Make() const;  // with the content that it had
-  void Put(Bytes content) const;
   void Put(std::string_view content) const;
   void Remove() const;
   void Rename(const std::string &path);
@@ -66,14 +59,13 @@ class BoardFile {
   int fd_;
 };
 
-std::string_view TextOf(Bytes bytes);
-
 // A path without double slashes and without one at its end.
 std::string NormalPath(std::string path);
 
+size_t Count(std::string_view text, std::string_view part);
+
 // What the input has had printed so far.
-std::string_view Printed();
-size_t CountPrinted(std::string_view text);
+std::string Printed();
 
 // Ends the program where something does not hold.
 void Expect(bool holds, const char *what);

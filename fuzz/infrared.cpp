@@ -7,9 +7,6 @@
 #include "fuzz/panel_board.h"
 
 namespace fuzz {
-
-const std::vector<const char *> kMessages = {"hiir read(%x , %x)......OK\n"};
-
 namespace {
 
 constexpr size_t kRecord = 12, kCode = 6, kState = 8;
@@ -44,19 +41,19 @@ void CheckEvent(uint8_t code, uint8_t state) {
 
 void Try(Input &input) {
   static const BoardFile device("/dev/Hi_IR");
-  Input choice(input.Take(5));
-  const Bytes records = input.Take(kMostRecords * kRecord);
+  const std::string chosen = input.Take(5), records = input.Take(kMostRecords * kRecord);
   device.Put(records);
   receiver.left = records.size();
   board = {};  // without a key matrix
   FrontScanProc(nullptr);
-  const size_t count = CountPrinted("hiir read");
+  const size_t count = Count(Printed(), "hiir read");
   Expect(count == records.size() / kRecord, "every whole record is read");
+  Input choice(chosen);
   ChooseBoard(choice);
   libsys::panel::ChooseInfraredTable(libsys::panel::ThisBoard());
   for (size_t i = 0; i < count; ++i) {
-    const Bytes record = records.subspan(i * kRecord, kRecord);
-    CheckEvent(record[kCode], record[kState]);
+    const std::string record = records.substr(i * kRecord, kRecord);
+    CheckEvent(static_cast<uint8_t>(record[kCode]), static_cast<uint8_t>(record[kState]));
   }
   Expect(FrontKeyQueueGet(nullptr, 4) == 0, "no event without a buffer");
 }

@@ -11,17 +11,6 @@
 #include "libsys/uart.h"
 
 namespace fuzz {
-
-const std::vector<const char *> kMessages = {
-    "LIBDVR : McuProc = %d\n",
-    "LIBDVR : Reset Mcu\n",
-    "LIBDVR : unsupport now!!!\n",
-    "LIBDVR : FILE -> Uart/uart.c, LINE -> 218: UartDeviceRead : Input params invailed\n",
-    "LIBDVR : read failed\n",
-    "too much uart 1 data! will get 8\n",
-    "LIBDVR : Unknow product type\n",
-};
-
 namespace {
 
 struct {
@@ -37,11 +26,11 @@ std::vector<uint8_t> LastFrame(Input input) {
     if (input.Byte() != 0xff || input.Byte() != 0x5a) continue;
     const uint8_t type = input.Byte(), length = input.Byte();
     if (type != 1 && type != 2) continue;
-    const Bytes payload = input.Take(length);
+    std::string payload = input.Take(length);
     if (payload.size() < length || length == 0) continue;
+    if (type == 2) std::reverse(payload.begin(), payload.end());
     last = {type, length};
     last.insert(last.end(), payload.begin(), payload.end());
-    if (type == 2) std::reverse(last.begin() + 2, last.end());
   }
   return last;
 }
@@ -56,7 +45,7 @@ std::vector<uint8_t> LastFrame(Input input) {
 void Try(Input &input) {
   static const BoardFile received("/dev/ttyAMA1");
   const std::vector<uint8_t> frame = LastFrame(input);
-  const Bytes bytes = input.Rest();
+  const std::string bytes = input.Rest();
   received.Put(bytes);
   UartDeviceSetFd(UartMcuIndex, received.Descriptor());
   port.left = bytes.size();

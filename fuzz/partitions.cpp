@@ -7,27 +7,14 @@
 #include "libsys/flash.h"
 
 namespace fuzz {
-
-const std::vector<const char *> kMessages = {
-    "LIBDVR : Flash sector size : 0x%x\n",
-    "LIBDVR : Parrtion count > 10 error\n",
-    "LIBDVR : FILE -> Flash/flash, LINE -> 191: FlashInit falied \n",
-    "LIBDVR : FILE -> Flash/flash, LINE -> 201: open %s failed\n",
-    "LIBDVR : Can't get flashsectsize, initialize : 131072\n",
-    "LIBDVR : Unknow product type\n",
-    "LIBDVR : Not alain flash sector size\n",
-    "LIBDVR : FlashWrite : Invalid address: 80000000\n",
-    "LIBDVR : FlashRead : Invalid address: 80000000\n",
-    "LIBDVR : cnt must <= 0x%x",
-};
-
 namespace {
 
 // A device more than the table has rows.
 std::vector<BoardFile> Devices() {
   std::vector<BoardFile> devices;
-  for (int i = 0; i <= FLASH_MAX_PARTITIONS; ++i)
-    devices.emplace_back("/dev/mtd" + std::to_string(i));
+  for (int i = 0; i <= FLASH_MAX_PARTITIONS; ++i) {
+    devices.emplace_back("/dev/mtd" + std::to_string(i)).Put("");
+  }
   return devices;
 }
 
@@ -59,7 +46,6 @@ void Transfer(const FlashPartitionTable &table) {
 void Try(Input &input) {
   static const BoardFile list("/proc/mtd");
   static const std::vector<BoardFile> devices = Devices();
-  for (const BoardFile &device : devices) device.Make();
   list.Put(input.Rest());
   const int32_t result = FlashInit();
   FlashPartitionTable table;

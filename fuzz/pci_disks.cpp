@@ -4,23 +4,19 @@
 
 namespace fuzz {
 
-const std::vector<const char *> kMessages = {
-    "Open file /proc/bus/pci/devices failed !!! \n",
-    "Cant read anything !!\n",
-};
-
 void Try(Input &input) {
   static const BoardFile devices("/proc/bus/pci/devices");
   const bool exists = input.Byte() != 0xff;
-  std::string_view text = exists ? TextOf(input.Rest()) : "";
-  devices.Remove();
-  if (exists) devices.Put(text);
-  text = text.substr(0, 1024);
-  text = text.substr(0, text.find('\0'));
-  const int32_t disks = DvrGetPciDiskNumber();
+  std::string text = exists ? input.Rest() : "";
+  devices.Put(text);
+  if (!exists) devices.Remove();
+  text = text.substr(0, std::min(text.find('\0'), size_t{1024}));
   const size_t first = text.find("11910014");
   const bool two = first != text.npos && text.find("11910014", first + 9) != text.npos;
-  Expect(disks == (first == text.npos ? 0 : two ? 8 : 4), "four disks a controller, two at most");
+  Expect(DvrGetPciDiskNumber() == (first == text.npos ? 0
+                                   : two              ? 8
+                                                      : 4),
+         "four disks a controller, two at most");
 }
 
 }  // namespace fuzz

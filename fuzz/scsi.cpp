@@ -6,7 +6,7 @@
 #include <sys/ioctl.h>
 
 #include <algorithm>
-#include <map>
+#include <memory>
 #include <set>
 #include <vector>
 
@@ -14,42 +14,35 @@
 #include "libsys/disk.h"
 
 namespace fuzz {
-
-const std::vector<const char *> kMessages = {
-    "LIBDVR : Open /sys/bus/scsi/devices/ failed\n",
-    "LIBDVR : open %s faild\n",
-    "LIBDVR : open dir %s failed\n",
-    "LIBDVR : Unknow scsi type : bus :%d:0:0:0\n",
-    "LIBDVR : Unknow product type\n",
-};
-
 namespace {
 
-constexpr size_t kMostFiles = 32;
+constexpr size_t kMostFiles = 40;
 
 // A folder lists its entries in the order in which they came.
-struct Tree {
-  std::map<std::string, std::vector<std::string>> folders;
-  int32_t drive = 0;  // what a drive answers
-  std::set<DIR *> open;
-
-  void Add(const std::string &path) {
-    const size_t slash = path.rfind('/');
-    if (slash == 0) return;
-    const std::string folder = path.substr(0, slash), name = path.substr(slash + 1);
-    std::vector<std::string> &entries = folders[folder];
-    if (std::find(entries.begin(), entries.end(), name) != entries.end()) return;
-    entries.push_back(name);
-    Add(folder);
-  }
-};
-Tree tree;
-
 struct Listing {
   std::vector<std::string> names;
   size_t next = 0;
-  dirent entry;
+  dirent entry = {};
 };
+
+std::vector<std::string> paths;  // of files and, with / at their end, of folders
+std::set<DIR *> listings;        // that are open
+int32_t answer = 0;              // a drive's
+
+DIR *List(const std::string &folder) {
+  auto listing = std::make_unique<Listing>();
+  std::vector<std::string> &names = listing->names;
+  bool exists = false;
+  for (const std::string &path : paths) {
+    if (!path.starts_with(folder + "/")) continue;
+    exists = true;
+    const std::string rest = path.substr(folder.size() + 1), name = rest.substr(0, rest.find('/'));
+    if (!name.empty() && std::find(names.begin(), names.end(), name) == names.end()) {
+      names.push_back(name);
+    }
+  }
+  return exists ? *listings.insert(reinterpret_cast<DIR *>(listing.release())).first : nullptr;
+}
 
 // A path and a file's content, each ended by a zero byte; a path that ends in / is a folder, one
 // that begins with . begins with the folder of the one before.
@@ -57,8 +50,7 @@ void MakeTree(Input &input) {
   static std::vector<BoardFile> files;
   while (files.size() < kMostFiles) files.emplace_back("");
   for (BoardFile &file : files) file.Rename("");
-  tree = {};
-  tree.drive = static_cast<int32_t>(input.Below(2)) - 1;
+  paths.clear();
   std::string folder;
   for (BoardFile &file : files) {
     if (input.IsEmpty()) break;
@@ -68,13 +60,10 @@ void MakeTree(Input &input) {
     folder = path.substr(0, path.rfind('/'));
     const bool isFolder = path.ends_with('/');
     path = NormalPath("/sys/bus/scsi/devices/" + path);
-    tree.Add(path);
-    if (isFolder) {
-      tree.folders[path];
-    } else {
-      file.Rename(path);
-      file.Put(content);
-    }
+    paths.push_back(path + (isFolder ? "/" : ""));
+    if (isFolder) continue;
+    file.Rename(path);
+    file.Put(content);
   }
 }
 
@@ -99,8 +88,8 @@ void CheckDrive(int32_t count, int32_t minutes) {
   const bool valid = minutes >= 0 && minutes <= 330;
   char path[16];
   const bool isFirst = DiskGetPath(0, path, sizeof path) == 0 && strcmp(path, "/dev/sda") == 0;
-  const int32_t answer = count > 0 && isFirst && valid ? tree.drive : -1;
-  Expect(DiskSetStandby(0, minutes) == answer, "the drive's answer");
+  const int32_t expected = count > 0 && isFirst && valid ? answer : -1;
+  Expect(DiskSetStandby(0, minutes) == expected, "the drive's answer");
   Expect(DiskSetStandby(count, 1) == -1 && DiskFlush(-1) == -1, "there is no such disk");
 }
 
@@ -110,6 +99,7 @@ void Try(Input &input) {
   static const BoardFile drive("/dev/sda");
   drive.Put("");
   const auto minutes = static_cast<int32_t>(input.Get<int16_t>());
+  answer = static_cast<int32_t>(input.Below(2)) - 1;
   MakeTree(input);
   DiskInfo *table = nullptr;
   const int32_t count = DiskEnumerate(&table);
@@ -118,7 +108,7 @@ void Try(Input &input) {
     Expect(i == 0 || table[i - 1].host < table[i].host, "in the order of the hosts");
     CheckDisk(table[i], i);
   }
-  Expect(tree.open.empty(), "every folder is closed");
+  Expect(listings.empty(), "every folder is closed");
   CheckDrive(count, minutes);
 }
 
@@ -132,11 +122,7 @@ DIR *__real_opendir(const char *path);
 DIR *__wrap_opendir(const char *path) {
   const std::string name = fuzz::NormalPath(path);
   if (!name.starts_with("/sys")) return __real_opendir(path);  // the fuzzer's own
-  const auto folder = fuzz::tree.folders.find(name);
-  if (folder == fuzz::tree.folders.end()) return nullptr;
-  auto *listing = reinterpret_cast<DIR *>(new Listing{folder->second, 0, {}});
-  fuzz::tree.open.insert(listing);
-  return listing;
+  return fuzz::List(name);
 }
 
 dirent *__wrap_readdir64(DIR *folder) {
@@ -148,13 +134,13 @@ dirent *__wrap_readdir64(DIR *folder) {
 
 int __real_closedir(DIR *folder);
 int __wrap_closedir(DIR *folder) {
-  if (fuzz::tree.open.erase(folder) == 0) return __real_closedir(folder);
+  if (fuzz::listings.erase(folder) == 0) return __real_closedir(folder);
   delete reinterpret_cast<Listing *>(folder);
   return 0;
 }
 
 int __wrap_ioctl(int, unsigned long, ...) {
-  return fuzz::tree.drive;
+  return fuzz::answer;
 }
 
 }  // extern "C"

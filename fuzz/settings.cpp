@@ -6,20 +6,6 @@
 #include "libsys/network.h"
 
 namespace fuzz {
-
-const std::vector<const char *> kMessages = {
-    "LIBDVR : Invalid parameter\n",
-    "LIBDVR : Buffer length too short, must longer than %d\n",
-    "LIBDVR : Cann't get by DHCP\n",
-    "LIBDVR : FILE -> Network/network.c, LINE -> 317: Unkonw type\n",
-    "LIBDVR : FILE -> Network/network.c, LINE -> %d: Get default %s failed\n",
-    "LIBDVR : FILE -> Network/network.c, LINE -> 169: Unsupport %s\n",
-    "LIBDVR : NetWorkGetConfigFileName failed\n",
-    "NetWorkGetFromCmos flag = %x\n",
-    "LIBDVR :  Read from I2c failed\n",
-    "LIBDVR : i2c write failed\n",
-};
-
 namespace {
 
 constexpr const char *kInterfaces[] = {"eth0", "eth1", "eth2"};
@@ -86,10 +72,10 @@ void Try(Input &input) {
                           kPaths[interface], static_cast<int32_t>(input.Below(5))};
   const uint32_t change = input.Below(4);
   const std::string value = input.Word(60);
-  const Bytes memory = input.Take(56);
+  const std::string memory = input.Take(56);
   std::copy(memory.begin(), memory.end(), chip.registers.begin() + kMemory);
   for (const BoardFile &file : files) file.Remove();
-  if (!input.IsEmpty()) files[interface].Put(std::string(TextOf(input.Rest())) + "\n");
+  if (!input.IsEmpty()) files[interface].Put(input.Rest() + "\n");
   Get(asked);
   if (change == 1) Write(asked, value);
   if (change == 2) Save(asked, value);

@@ -1,6 +1,4 @@
 // The factory tool's settings.
-#include <stdio.h>
-
 #include <algorithm>
 #include <utility>
 
@@ -8,12 +6,6 @@
 #include "libsys/version.h"
 
 namespace fuzz {
-
-const std::vector<const char *> kMessages = {
-    "Open  /tool/tool_config.ini failed ! In file System/version.c  Line 1291 !\n",
-    "LIBDVR : Unknow product type\n",
-};
-
 namespace {
 
 using Slot = int32_t ToolConfig::*;
@@ -38,18 +30,18 @@ bool IsOneOf(int32_t word, std::initializer_list<int32_t> words) {
 void Try(Input &input) {
   static const BoardFile file("/tool/tool_config.ini");
   FrontboardSubType = FrontboardTypeWord = FrontboardPanelModel = FrontboardVariantC = 0;
-  const bool exists = input.Below(16) != 1;
+  const uint32_t way = input.Below(16);
+  const bool exists = way != 1, counts = way != 2;
   const auto &[key, slot] = kSlots[input.Below(std::size(kSlots))];
   const auto number = input.Get<int32_t>();
-  // The last line is what counts.
-  char line[64];
-  snprintf(line, sizeof line, "\n%s=%d\n", key, number);
-  file.Put(std::string(TextOf(input.Rest())) + line);
+  // The last line is what counts, of one with more than 1024 bytes those.
+  const std::string before = counts ? input.Rest() + "\n" : std::string(1024, '.');
+  file.Put(before + key + "=" + std::to_string(number) + "\n");
   if (!exists) file.Remove();
   ToolConfig config = {};
   Expect(DvrReadToolConfig(&config) == (exists ? 0 : -1), "the file is read");
   const bool isFront = slot == &ToolConfig::frontType;
-  const int32_t kept = !exists || (isFront && number == 0) ? -1 : number;
+  const int32_t kept = !exists || !counts || (isFront && number == 0) ? -1 : number;
   Expect(config.*slot == kept, "a number that is written is read");
   Expect(IsPadded(config.displayType) && config.reserved == (exists ? 0 : -1), "the other fields");
   Expect(IsOneOf(FrontboardTypeWord, {0, 1, 2}) && IsOneOf(FrontboardSubType, {0, 1, 2, 3, 4}) &&
