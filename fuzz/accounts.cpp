@@ -29,7 +29,7 @@ std::string LineOf(const char (&field)[N]) {
 }
 
 void TryNameServers(Input &input) {
-  const auto length = static_cast<int32_t>(input.Below(40));
+  const int32_t length = input.Below(40);
   const auto size = static_cast<size_t>(length);
   const std::string primary = input.Word(40), secondary = input.Word(40);
   resolv.Put(input.Rest());
@@ -49,10 +49,10 @@ void TryNameServers(Input &input) {
 void TryPppoe(Input &input) {
   PppoeConfig config = {}, read;
   memset(&read, 0xa5, sizeof read);
-  config.enable = static_cast<int32_t>(input.Below(4)) - 1;
+  config.enable = input.Below(4) - 1;
   Fill(config.user, input.Text(32));
   Fill(config.password, input.Text(32));
-  const uint32_t way = input.Below(4);
+  const int32_t way = input.Below(4);
   const bool valid = config.enable == 0 || config.enable == 1;
   systemEnable.Put("1\n");
   if (way == 3) systemEnable.Remove();
@@ -62,8 +62,7 @@ void TryPppoe(Input &input) {
   Expect(way != 3 || result == -1, "without the system's file the account is none");
   if (way != 1 || !valid) return;
   const std::string content = chap.Content();
-  Expect(content == pap.Content() && std::count(content.begin(), content.end(), '\n') == 1,
-         "one line of secrets");
+  Expect(content == pap.Content() && Count(content, "\n") == 1, "one line of secrets");
   Expect(result == 0 && read.enable == 1, "an account that is written is read");
   Expect(LineOf(read.user) == LineOf(config.user), "the user that is written is read");
   Expect(LineOf(read.password) == LineOf(config.password), "the password that is written is read");
@@ -72,7 +71,7 @@ void TryPppoe(Input &input) {
 void TryDdns(Input &input) {
   DdnsConfig config = {}, read;
   memset(&read, 0xa5, sizeof read);
-  config.enable = static_cast<int32_t>(input.Below(2));
+  config.enable = input.Below(2);
   const std::string host = "1" + input.Word(12), server = "2" + input.Word(12);
   Fill(config.host, host);
   Fill(config.server, server);
@@ -91,7 +90,7 @@ void TryDdns(Input &input) {
 
 // Nothing but an address gets into the shell.
 void TryDialRoute(Input &input) {
-  shell = {static_cast<int32_t>(input.Below(2)) - 1, ""};
+  shell = {input.Below(2) - 1, ""};
   dial.Put(input.Rest());
   std::vector<char> address(32, 'x');
   const int32_t result = NetWorkSetDialRoute(address.data());
@@ -100,7 +99,7 @@ void TryDialRoute(Input &input) {
   const std::string text = address.data();
   Expect(shell.command == "route add default gw " + text, "the command");
   Expect(result == shell.answer && text.find_first_not_of("0123456789.") == text.npos &&
-             std::count(text.begin(), text.end(), '.') == 3 && text.size() <= 15,
+             Count(text, ".") == 3 && text.size() <= 15,
          "an address of four numbers");
 }
 

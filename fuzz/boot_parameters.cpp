@@ -58,9 +58,6 @@ void CheckAnswers() {
     Expect(code || (answer >= 0 && answer <= highest),
            "an answer is a small number, a flag 0 or 1");
   }
-  Expect(DvrGetHwidInformation(OEM_TYPE) == static_cast<int32_t>(libsys::identity::OemCode()),
-         "OEM");
-  Expect(DvrGetHwidInformation(99) == static_cast<int32_t>(identifier >> 62), "no such command");
 }
 
 }  // namespace

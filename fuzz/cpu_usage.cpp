@@ -27,7 +27,7 @@ void TryCounters(Input &input) {
 }  // namespace
 
 void Try(Input &input) {
-  const uint32_t way = input.Below(8);
+  const int32_t way = input.Below(8);
   if (way == 1) return TryCounters(input);
   const bool exists = way != 2, empty = exists && input.IsEmpty();
   file.Put(input.Rest());

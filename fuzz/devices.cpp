@@ -11,6 +11,7 @@ namespace {
 
 constexpr const char *kSettings = "HOSTIP = 192.168.1.88\nSUBMASK = 255.255.255.0\nPRIO = 0\n";
 
+int32_t answer = 0;  // the kernel's
 const BoardFile list("/proc/net/dev");
 const BoardFile first("/opt/sav/Config/network"), second("/opt/sav/Config/network1");
 
@@ -45,9 +46,10 @@ void CheckNames(int32_t length) {
 }  // namespace
 
 void Try(Input &input) {
-  const auto capacity = static_cast<int32_t>(input.Below(14));
+  const int32_t capacity = input.Below(14);
   const auto length = static_cast<int32_t>(input.Byte());
-  const uint32_t choice = input.Below(4);
+  const uint8_t choice = input.Byte();
+  answer = (choice & 4) != 0 ? 0 : -1;
   const std::string name = input.Line(20), gateway = input.Word(20);
   list.Remove();
   if (!input.IsEmpty()) list.Put(input.Rest());
@@ -60,9 +62,13 @@ void Try(Input &input) {
     Expect(strcmp(chosen.data(), "eth0") == 0 || strcmp(chosen.data(), "eth2") == 0, "the choice");
   }
   const char *known[] = {"eth0", "eth1", "eth2", name.c_str()};
-  if (choice == 1) NetWorkSetPriority(known[length % 4]);
-  if (choice == 2)
+  if (choice % 4 == 1) NetWorkSetPriority(known[length % 4]);
+  if (choice % 4 == 2)
     Expect(NetWorkSetGateway(known[length % 4], gateway.c_str(), 0) == 0, "a gateway");
 }
 
 }  // namespace fuzz
+
+extern "C" int __wrap_ioctl(int, unsigned long, ...) {
+  return fuzz::answer;
+}

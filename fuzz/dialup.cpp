@@ -1,8 +1,6 @@
 // The files of the 3G modem's dial-up.
 #include <string.h>
 
-#include <algorithm>
-
 #include "fuzz/fuzz.h"
 #include "libsys/network.h"
 
@@ -19,15 +17,10 @@ const BoardFile peers("/opt/sav/Config/ppp/peers/wcdma");
 const BoardFile connectChat("/opt/sav/Config/ppp/peers/wcdma-chat-connect");
 const BoardFile disconnectChat("/opt/sav/Config/ppp/peers/wcdma-chat-disconnect");
 
-size_t Lines(const BoardFile &file) {
-  const std::string content = file.Content();
-  return static_cast<size_t>(std::count(content.begin(), content.end(), '\n'));
-}
-
 void TryRecord(Input &input) {
   Wireless3gConfig config = {}, read = {};
   config.enable = input.Get<int16_t>();
-  config.mode = static_cast<int32_t>(input.Below(6)) - 1;
+  config.mode = input.Below(6) - 1;
   const bool words = input.Below(2) == 0;
   const auto text = [&] { return words ? input.Word(kReadable) : input.Text(32); };
   Fill(config.apn, text());
@@ -37,8 +30,8 @@ void TryRecord(Input &input) {
   const bool valid = config.mode >= 0 && config.mode <= 3;
   Expect(Net3gSetConfig(&config, kSize) == (valid ? 0 : -1), "a record is written");
   if (!valid) return;
-  Expect(Lines(peers) == 19 && Lines(summary) == 3 &&
-             Lines(connectChat) == (config.mode == 1 ? 9 : 10),
+  Expect(Count(peers.Content(), "\n") == 19 && Count(summary.Content(), "\n") == 3 &&
+             Count(connectChat.Content(), "\n") == (config.mode == 1 ? 9 : 10),
          "a text adds no line to a file, whatever it holds");
   Expect(Net3gGetConfig(&read, kSize) == 0 && read.enable == config.enable, "a record is read");
   Expect(read.mode == config.mode, "the mode");
@@ -48,8 +41,8 @@ void TryRecord(Input &input) {
 }
 
 void TryFiles(Input &input) {
-  const uint32_t missing = input.Below(4);
-  enableFile.Put(input.Take(input.Below(20)));
+  const int32_t missing = input.Below(4);
+  enableFile.Put(input.Take(input.Byte() % 20U));
   summary.Put(input.Rest());
   if (missing == 1) enableFile.Remove();
   if (missing == 2) summary.Remove();

@@ -7,6 +7,8 @@
 namespace fuzz {
 namespace {
 
+bool isFull = false;  // the flash
+
 int32_t Read() {
   const int32_t file = ApplicationFlagOpen();
   Expect(file > STDERR_FILENO, "the file opens");
@@ -20,20 +22,26 @@ int32_t Read() {
 
 void Try(Input &input) {
   static const BoardFile file("/opt/sav/Config/Config3");
-  const uint32_t change = input.Below(3);
+  const int32_t change = input.Below(5);
   const std::string before = input.Rest();
   file.Put(before);
+  isFull = false;
   const auto flag = static_cast<unsigned char>(before.empty() ? '0' : before[0]);
   Expect(Read() == flag, "the first character is the flag");
   if (change == 0) return;
-  const std::string written = change == 1 ? std::string("0\0", 2) : "2";
-  Expect((change == 1 ? ApplicationFlagStart() : ApplicationRestartFlag()) == 0,
-         "the flag is written");
-  Expect(Read() == written[0], "the flag that was written is read");
+  isFull = change > 2;
+  const bool starts = change % 2 == 1;
+  const int32_t result = starts ? ApplicationFlagStart() : ApplicationRestartFlag();
+  Expect(result == (isFull ? -1 : 0), "the flag is written");
   std::string after = before;
-  after.replace(0, written.size(), written);
+  if (!isFull) after.replace(0, starts ? 2 : 1, starts ? std::string("0\0", 2) : "2");
   Expect(file.Content() == after, "nothing else of the file changes");
   Expect(ApplicationFlagRead(-1) == APPLICATION_STARTED, "without a file it is started");
 }
 
 }  // namespace fuzz
+
+extern "C" ssize_t __real_write(int fd, const void *data, size_t length);
+extern "C" ssize_t __wrap_write(int fd, const void *data, size_t length) {
+  return fuzz::isFull ? -1 : __real_write(fd, data, length);
+}

@@ -20,7 +20,7 @@ const BoardFile received("/dev/ttyAMA2");
 std::string sent;  // to the front board
 
 void ReadEvent(Input &input) {
-  const auto length = static_cast<int32_t>(input.Below(7)) - 1;
+  const int32_t length = input.Below(7) - 1;
   const auto asked = static_cast<size_t>(std::clamp(length, 0, 4));
   std::vector<uint8_t> event(asked);
   const std::string taken = input.Take(asked);
@@ -38,7 +38,7 @@ void ReadEvent(Input &input) {
 }
 
 void WriteCommand(Input &input) {
-  const auto length = static_cast<int32_t>(input.Below(6));
+  const int32_t length = input.Below(6);
   const uint8_t group = input.Below(2) == 0 ? 0xdd : input.Byte();
   uint8_t command[kEvent] = {0xff, group, input.Byte(), input.Byte()};
   const auto before = std::to_array(command);

@@ -18,7 +18,7 @@ class Input {
   bool IsEmpty() const { return rest_.empty(); }
   uint8_t Byte();
   // From 0 to one below the limit.
-  uint32_t Below(uint32_t limit) { return Byte() % limit; }
+  int32_t Below(int32_t limit) { return Byte() % limit; }
   template <typename Number>
   Number Get() {
     uint64_t number = 0;

@@ -15,7 +15,7 @@ inline void ChooseBoard(Input &input) {
   constexpr int32_t kProducts[] = {0,  2,  3,  4,  5,  7,  8,  13, 14, 16, 19, 21,
                                    27, 28, 30, 32, 40, 41, 43, 45, 46, 47, 49, 99};
   board.type = input.Below(2) == 0 ? 2 : 0;
-  board.oem = static_cast<int32_t>(input.Below(22));
+  board.oem = input.Below(22);
   board.product = kProducts[input.Below(std::size(kProducts))];
   const uint8_t variants = input.Byte();
   FrontboardVariantA = variants & 1;

@@ -99,7 +99,7 @@ void Try(Input &input) {
   static const BoardFile drive("/dev/sda");
   drive.Put("");
   const auto minutes = static_cast<int32_t>(input.Get<int16_t>());
-  answer = static_cast<int32_t>(input.Below(2)) - 1;
+  answer = input.Below(2) - 1;
   MakeTree(input);
   DiskInfo *table = nullptr;
   const int32_t count = DiskEnumerate(&table);

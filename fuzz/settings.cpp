@@ -63,14 +63,13 @@ void Save(const Settings &asked, const std::string &value) {
 
 void Try(Input &input) {
   static const BoardFile files[] = {BoardFile(kPaths[0]), BoardFile(kPaths[1])};
-  static const bool opened = OpenBus();
-  Expect(opened, "the clock chip's bus");
+  OpenBus();
   const uint8_t choice = input.Byte();
   chip.answers = choice % 16 != 0;
   const uint32_t interface = choice >> 4 & 1;
   const Settings asked = {(choice & 0x20) != 0 ? kInterfaces[2] : kInterfaces[interface],
-                          kPaths[interface], static_cast<int32_t>(input.Below(5))};
-  const uint32_t change = input.Below(4);
+                          kPaths[interface], input.Below(5)};
+  const int32_t change = input.Below(4);
   const std::string value = input.Word(60);
   const std::string memory = input.Take(56);
   std::copy(memory.begin(), memory.end(), chip.registers.begin() + kMemory);

@@ -30,7 +30,7 @@ bool IsOneOf(int32_t word, std::initializer_list<int32_t> words) {
 void Try(Input &input) {
   static const BoardFile file("/tool/tool_config.ini");
   FrontboardSubType = FrontboardTypeWord = FrontboardPanelModel = FrontboardVariantC = 0;
-  const uint32_t way = input.Below(16);
+  const int32_t way = input.Below(16);
   const bool exists = way != 1, counts = way != 2;
   const auto &[key, slot] = kSlots[input.Below(std::size(kSlots))];
   const auto number = input.Get<int32_t>();
