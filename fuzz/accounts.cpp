@@ -35,15 +35,13 @@ void TryNameServers(Input &input) {
   resolv.Put(input.Rest());
   const bool writes = !primary.empty() && !secondary.empty();
   if (writes) NetWorkSetDns(primary.c_str(), secondary.c_str());
-  if (primary == "-") resolv.Remove();
-  std::vector<char> first(size + 1, '\0'), second = first;
+  if (primary == "_") resolv.Remove();
+  std::vector<char> first(size), second(size);
   const int32_t result = NetWorkGetDns(first.data(), length, second.data(), length);
   Expect(result == (length < 16 ? -1 : 0), "a buffer that is too short");
-  Expect(first.back() == '\0' && second.back() == '\0', "nothing behind the buffer is written");
-  Expect(result != 0 || !writes || primary == "-" ||
-             (primary.substr(0, size - 1) == first.data() &&
-              secondary.substr(0, size - 1) == second.data()),
-         "the name servers that are written are read");
+  if (result != 0 || !writes || primary == "_") return;
+  Expect(primary.substr(0, size - 1) == first.data(), "the first name server is read");
+  Expect(secondary.substr(0, size - 1) == second.data(), "the second name server is read");
 }
 
 void TryPppoe(Input &input) {
@@ -54,8 +52,7 @@ void TryPppoe(Input &input) {
   Fill(config.password, input.Text(32));
   const int32_t way = input.Below(4);
   const bool valid = config.enable == 0 || config.enable == 1;
-  systemEnable.Put("1\n");
-  if (way == 3) systemEnable.Remove();
+  if (way != 3) systemEnable.Put("1\n");
   chap.Put(input.Rest());
   if (way == 1) Expect(NetSetPPPoEConfig(&config) == (valid ? 0 : -1), "an account is written");
   const int32_t result = NetGetPPPoEConfig(&read);
@@ -98,15 +95,14 @@ void TryDialRoute(Input &input) {
   if (shell.command.empty()) return Expect(result == -1, "what is no address is refused");
   const std::string text = address.data();
   Expect(shell.command == "route add default gw " + text, "the command");
-  Expect(result == shell.answer && text.find_first_not_of("0123456789.") == text.npos &&
-             Count(text, ".") == 3 && text.size() <= 15,
-         "an address of four numbers");
+  Expect(result == shell.answer && text.size() <= 15, "the address is set");
+  Expect(text.find_first_not_of("0123456789.") == text.npos && Count(text, ".") == 3,
+         "four numbers");
 }
 
 }  // namespace
 
 void Try(Input &input) {
-  for (const BoardFile *file : {&pap, &pppoe, &own}) file->Put("");
   constexpr void (*kWays[])(Input &) = {TryNameServers, TryPppoe, TryDdns, TryDialRoute};
   kWays[input.Below(std::size(kWays))](input);
 }

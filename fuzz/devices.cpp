@@ -51,7 +51,6 @@ void Try(Input &input) {
   const uint8_t choice = input.Byte();
   answer = (choice & 4) != 0 ? 0 : -1;
   const std::string name = input.Line(20), gateway = input.Word(20);
-  list.Remove();
   if (!input.IsEmpty()) list.Put(input.Rest());
   first.Put(kSettings);
   second.Put(kSettings);

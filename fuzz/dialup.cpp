@@ -35,17 +35,16 @@ void TryRecord(Input &input) {
          "a text adds no line to a file, whatever it holds");
   Expect(Net3gGetConfig(&read, kSize) == 0 && read.enable == config.enable, "a record is read");
   Expect(read.mode == config.mode, "the mode");
-  Expect(
-      !words || (strncmp(read.apn, config.apn, 32) == 0 && strncmp(read.isp, config.isp, 32) == 0),
-      "the texts that are written are read");
+  if (!words) return;
+  Expect(memcmp(read.apn, config.apn, 32) == 0, "the access point that is written is read");
+  Expect(memcmp(read.isp, config.isp, 32) == 0, "the number that is written is read");
 }
 
 void TryFiles(Input &input) {
   const int32_t missing = input.Below(4);
-  enableFile.Put(input.Take(input.Byte() % 20U));
-  summary.Put(input.Rest());
-  if (missing == 1) enableFile.Remove();
-  if (missing == 2) summary.Remove();
+  const std::string enable = input.Take(input.Byte() % 20U);
+  if (missing != 1) enableFile.Put(enable);
+  if (missing != 2) summary.Put(input.Rest());
   Wireless3gConfig config = {};
   const bool exists = missing != 1 && missing != 2;
   Expect(Net3gGetConfig(&config, kSize) == (exists ? 0 : -1), "the files are read");
@@ -68,10 +67,6 @@ void TryEnable(Input &input) {
 }  // namespace
 
 void Try(Input &input) {
-  for (const BoardFile *file :
-       {&enableFile, &systemEnable, &summary, &peers, &connectChat, &disconnectChat}) {
-    file->Put("");
-  }
   constexpr void (*kWays[])(Input &) = {TryRecord, TryFiles, TryEnable};
   kWays[input.Below(std::size(kWays))](input);
   Wireless3gConfig config = {};

@@ -96,6 +96,7 @@ int LowestFree() {
 void Run(std::string_view bytes) {
   fflush(stdout);
   lseek(STDOUT_FILENO, 0, SEEK_SET);
+  for (auto &[path, file] : Files()) file.exists = false;
   const int free = LowestFree();
   Input input(bytes);
   Try(input);

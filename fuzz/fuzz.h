@@ -43,8 +43,7 @@ class Input {
 // input.
 void Try(Input &input);
 
-// A file of the board, of which each input makes another one; not there at first. It lives as long
-// as the program.
+// A file of the board, which is not there until an input puts it or has it made.
 class BoardFile {
  public:
   explicit BoardFile(const std::string &path);

@@ -9,15 +9,6 @@
 namespace fuzz {
 namespace {
 
-// A device more than the table has rows.
-std::vector<BoardFile> Devices() {
-  std::vector<BoardFile> devices;
-  for (int i = 0; i <= FLASH_MAX_PARTITIONS; ++i) {
-    devices.emplace_back("/dev/mtd" + std::to_string(i)).Put("");
-  }
-  return devices;
-}
-
 void CheckRow(const FlashPartitionTable &table, int32_t index) {
   const auto &row = table.rows[index];
   Expect(IsPadded(row.path) && IsTerminated(row.name), "a text of the table is terminated");
@@ -45,7 +36,11 @@ void Transfer(const FlashPartitionTable &table) {
 
 void Try(Input &input) {
   static const BoardFile list("/proc/mtd");
-  static const std::vector<BoardFile> devices = Devices();
+  static std::vector<BoardFile> devices;  // one more than the table has rows
+  while (devices.size() <= FLASH_MAX_PARTITIONS) {
+    devices.emplace_back("/dev/mtd" + std::to_string(devices.size()));
+  }
+  for (const BoardFile &device : devices) device.Put("");
   list.Put(input.Rest());
   const int32_t result = FlashInit();
   FlashPartitionTable table;

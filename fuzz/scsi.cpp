@@ -34,9 +34,10 @@ DIR *List(const std::string &folder) {
   std::vector<std::string> &names = listing->names;
   bool exists = false;
   for (const std::string &path : paths) {
-    if (!path.starts_with(folder + "/")) continue;
+    if (!path.starts_with(folder) || path[folder.size()] != '/') continue;
     exists = true;
-    const std::string rest = path.substr(folder.size() + 1), name = rest.substr(0, rest.find('/'));
+    const size_t start = folder.size() + 1;
+    const std::string name = path.substr(start, path.find('/', start) - start);
     if (!name.empty() && std::find(names.begin(), names.end(), name) == names.end()) {
       names.push_back(name);
     }
@@ -69,8 +70,8 @@ void MakeTree(Input &input) {
 
 void CheckDisk(const DiskInfo &disk, int32_t index) {
   Expect(disk.kind >= 0 && disk.kind <= DISK_KIND_OPTICAL, "the kind");
-  Expect(disk.diskClass == DISK_CLASS_EXTERNAL || disk.diskClass == DISK_CLASS_INTERNAL,
-         "the class");
+  const bool internal = disk.diskClass == DISK_CLASS_INTERNAL;
+  Expect(internal || disk.diskClass == DISK_CLASS_EXTERNAL, "the class");
   Expect(disk.partitionCount >= 0 && disk.partitionCount <= DISK_MAX_PARTITIONS, "the partitions");
   Expect(disk.letter <= 255 && disk.genericNumber >= 0, "the numbers");
   for (int32_t i = 0; i < disk.partitionCount; ++i) {

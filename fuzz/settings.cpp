@@ -73,7 +73,6 @@ void Try(Input &input) {
   const std::string value = input.Word(60);
   const std::string memory = input.Take(56);
   std::copy(memory.begin(), memory.end(), chip.registers.begin() + kMemory);
-  for (const BoardFile &file : files) file.Remove();
   if (!input.IsEmpty()) files[interface].Put(input.Rest() + "\n");
   Get(asked);
   if (change == 1) Write(asked, value);

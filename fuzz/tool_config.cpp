@@ -34,10 +34,9 @@ void Try(Input &input) {
   const bool exists = way != 1, counts = way != 2;
   const auto &[key, slot] = kSlots[input.Below(std::size(kSlots))];
   const auto number = input.Get<int32_t>();
-  // The last line is what counts, of one with more than 1024 bytes those.
-  const std::string before = counts ? input.Rest() + "\n" : std::string(1024, '.');
-  file.Put(before + key + "=" + std::to_string(number) + "\n");
-  if (!exists) file.Remove();
+  // The last line is what counts, of one that is longer its first 1024 bytes.
+  const std::string before = counts ? input.Rest() + "\n" : std::string(1024U + input.Byte(), '.');
+  if (exists) file.Put(before + key + "=" + std::to_string(number) + "\n");
   ToolConfig config = {};
   Expect(DvrReadToolConfig(&config) == (exists ? 0 : -1), "the file is read");
   const bool isFront = slot == &ToolConfig::frontType;
