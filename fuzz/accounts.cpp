@@ -48,8 +48,8 @@ void TryPppoe(Input &input) {
   PppoeConfig config = {}, read;
   memset(&read, 0xa5, sizeof read);
   config.enable = input.Below(4) - 1;
-  Fill(config.user, input.Text(32));
-  Fill(config.password, input.Text(32));
+  input.Text(32).copy(config.user, sizeof config.user);
+  input.Text(32).copy(config.password, sizeof config.password);
   const int32_t way = input.Below(4);
   const bool valid = config.enable == 0 || config.enable == 1;
   if (way != 3) systemEnable.Put("1\n");
@@ -70,8 +70,8 @@ void TryDdns(Input &input) {
   memset(&read, 0xa5, sizeof read);
   config.enable = input.Below(2);
   const std::string host = "1" + input.Word(12), server = "2" + input.Word(12);
-  Fill(config.host, host);
-  Fill(config.server, server);
+  host.copy(config.host, sizeof config.host);
+  server.copy(config.server, sizeof config.server);
   const bool writes = input.Below(2) == 1;
   ddns.Put(writes ? "" : input.Rest());
   if (writes) NetWorkSetDdns(&config);

@@ -36,9 +36,8 @@ void TryTexts(Input &input) {
   parameters.Put(text);
   patch.Put(other);
   DvrReadBootParameters();
-  if (text.find("product") == text.npos) {
-    Expect(libsys::identity::Identifier() == 0, "without its line the identifier is 0");
-  }
+  const bool given = text.find("product") != text.npos;
+  Expect(given || libsys::identity::Identifier() == 0, "without its line the identifier is 0");
   const bool named = text.find("oem") != text.npos && !text.starts_with("oem\n");
   Expect(named || libsys::identity::OemCode() == before, "the OEM code stays");
   const bool replaced = other.find("oem") != other.npos;

@@ -23,10 +23,10 @@ void TryRecord(Input &input) {
   config.mode = input.Below(6) - 1;
   const bool words = input.Below(2) == 0;
   const auto text = [&] { return words ? input.Word(kReadable) : input.Text(32); };
-  Fill(config.apn, text());
-  Fill(config.isp, text());
-  Fill(config.user, text());
-  Fill(config.password, text());
+  text().copy(config.apn, sizeof config.apn);
+  text().copy(config.isp, sizeof config.isp);
+  text().copy(config.user, sizeof config.user);
+  text().copy(config.password, sizeof config.password);
   const bool valid = config.mode >= 0 && config.mode <= 3;
   Expect(Net3gSetConfig(&config, kSize) == (valid ? 0 : -1), "a record is written");
   if (!valid) return;

@@ -69,12 +69,6 @@ std::string Printed();
 // Ends the program where something does not hold.
 void Expect(bool holds, const char *what);
 
-// Puts a text into a field, which it may fill.
-template <size_t N>
-void Fill(char (&field)[N], std::string_view text) {
-  text.copy(field, N);
-}
-
 // Whether there is a zero byte in a field.
 template <typename Field>
 bool IsTerminated(const Field &field) {

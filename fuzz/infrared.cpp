@@ -48,8 +48,8 @@ void Try(Input &input) {
   ChooseBoard(choice);
   libsys::panel::ChooseInfraredTable(libsys::panel::ThisBoard());
   for (size_t i = 0; i < count; ++i) {
-    const std::string record = records.substr(i * kRecord, kRecord);
-    CheckEvent(static_cast<uint8_t>(record[kCode]), static_cast<uint8_t>(record[kState]));
+    const auto *record = reinterpret_cast<const uint8_t *>(&records[i * kRecord]);
+    CheckEvent(record[kCode], record[kState]);
   }
   Expect(FrontKeyQueueGet(nullptr, 4) == 0, "no event without a buffer");
 }

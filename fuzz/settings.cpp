@@ -22,11 +22,8 @@ struct Settings {
 void Get(const Settings &asked) {
   std::vector<char> value(16, 'x');
   const int32_t result = NetWorkGetAttributes(asked.name.c_str(), asked.type, value.data(), 16);
-  if (result == 0) {
-    Expect(IsTerminated(value), "a value is terminated");
-  } else {
-    Expect(asked.name == "eth2" || !chip.answers, "a value is had from somewhere");
-  }
+  Expect(result != 0 || IsTerminated(value), "a value is terminated");
+  Expect(result == 0 || asked.name == "eth2" || !chip.answers, "a value is had from somewhere");
 }
 
 void GetAddresses(const Settings &asked) {
@@ -42,15 +39,12 @@ void GetAddresses(const Settings &asked) {
 void Write(const Settings &asked, const std::string &value) {
   const char *key = kKeys[asked.type];
   Expect(NetWorkWriteKey(asked.path, key, value.c_str()) == 0, "a value is written");
-  std::vector<char> read(128, 'x');
-  const int32_t result = NetWorkReadKey(asked.path, key, read.data(), 128);
-  Expect(value.empty() || (result == 0 && read.data() == value), "a value that is written is read");
+  if (value.empty()) return;
   const auto length = static_cast<int32_t>(value.size());
-  if (length > 0) {
-    std::vector<char> small(value.size(), 'x');
-    Expect(NetWorkReadKey(asked.path, key, small.data(), length) == -1 && small[0] == 'x',
-           "a value that does not fit is none");
-  }
+  std::vector<char> read(value.size() + 1), small(value.size());
+  const int32_t result = NetWorkReadKey(asked.path, key, read.data(), length + 1);
+  Expect(result == 0 && read.data() == value, "a value that is written is read");
+  Expect(NetWorkReadKey(asked.path, key, small.data(), length) == -1, "it has to fit");
 }
 
 void Save(const Settings &asked, const std::string &value) {
