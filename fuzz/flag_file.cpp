@@ -25,16 +25,16 @@ void Try(Input &input) {
   const int32_t change = input.Below(5);
   const std::string before = input.Rest();
   file.Put(before);
-  isFull = false;
   const auto flag = static_cast<unsigned char>(before.empty() ? '0' : before[0]);
   Expect(Read() == flag, "the first character is the flag");
   if (change == 0) return;
-  isFull = change > 2;
-  const bool starts = change % 2 == 1;
+  const bool fails = change > 2, starts = change % 2 == 1;
+  isFull = fails;
   const int32_t result = starts ? ApplicationFlagStart() : ApplicationRestartFlag();
-  Expect(result == (isFull ? -1 : 0), "the flag is written");
+  isFull = false;
+  Expect(result == (fails ? -1 : 0), "the flag is written");
   std::string after = before;
-  if (!isFull) after.replace(0, starts ? 2 : 1, starts ? std::string("0\0", 2) : "2");
+  if (!fails) after.replace(0, starts ? 2 : 1, starts ? std::string("0\0", 2) : "2");
   Expect(file.Content() == after, "nothing else of the file changes");
   Expect(ApplicationFlagRead(-1) == APPLICATION_STARTED, "without a file it is started");
 }
