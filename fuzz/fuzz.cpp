@@ -116,13 +116,13 @@ uint8_t Input::Byte() {
 }
 
 std::string Input::Take(size_t most) {
-  const std::string taken(rest_.substr(0, most));
+  std::string taken(rest_.substr(0, most));
   rest_.remove_prefix(taken.size());
   return taken;
 }
 
 std::string Input::Text(size_t most) {
-  const std::string text = Take(std::min(most, rest_.find('\0')));
+  std::string text = Take(std::min(most, rest_.find('\0')));
   if (rest_.starts_with('\0')) Take(1);
   return text;
 }
