@@ -7,6 +7,8 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_C_STANDARD 11)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
+option(SENTREL_FUZZ "Build for clang's fuzzer")
+
 add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
 add_compile_definitions(_GNU_SOURCE _FILE_OFFSET_BITS=64)
 
@@ -19,6 +21,12 @@ if(SENTREL_SANITIZE)
   add_compile_options(-fsanitize=${SENTREL_SANITIZE} -fno-sanitize-recover=all
                       -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${SENTREL_SANITIZE})
+endif()
+
+# The fuzzer is told which way each input went, and llvm-cov which lines all of them reached.
+if(SENTREL_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link -fprofile-instr-generate -fcoverage-mapping)
+  add_link_options(-fprofile-instr-generate)
 endif()
 
 # The product needs the C library and POSIX threads at run time and nothing else, so

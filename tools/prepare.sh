@@ -3,6 +3,7 @@
 
 packages=(g++ cmake ninja-build libgtest-dev libgmock-dev libbenchmark-dev libtomlplusplus-dev libcli11-dev
           zlib1g-dev python3)
+fuzz_packages=(clang libclang-rt-dev llvm)
 
 # Installs the packages named that are not there; needs root, or sudo, only then.
 install_missing() {

@@ -38,9 +38,43 @@ size_t AfterQuoted(std::string_view text, size_t at) {
   return std::min(at, text.size());
 }
 
+// Where the parser takes a quote for the start of a text: in a key, and where a value begins. In
+// the middle of a value it is a character like any other.
+class Places {
+ public:
+  bool TakesTexts() const { return place_ != Place::kInValue; }
+
+  void Pass(char c) {
+    const char list = lists_.empty() ? '\0' : lists_.back();
+    if ((c == '[' || c == '{') && place_ == Place::kValue) {
+      lists_.push_back(c);
+      place_ = c == '[' ? Place::kValue : Place::kKey;
+    } else if (c == ',' && list != '\0') {
+      place_ = list == '[' ? Place::kValue : Place::kKey;
+    } else if (c == '=' && place_ == Place::kKey) {
+      place_ = Place::kValue;
+    } else if (c == '\n' && list == '\0') {
+      place_ = Place::kKey;
+    } else if (place_ == Place::kValue && kSpace.find(c) == kSpace.npos) {
+      place_ = Place::kInValue;
+    }
+    if ((c == ']' || c == '}') && list != '\0') {
+      lists_.pop_back();
+      place_ = Place::kInValue;
+    }
+  }
+
+ private:
+  static constexpr std::string_view kSpace = " \t\r\n";
+  enum class Place { kKey, kValue, kInValue };
+  Place place_ = Place::kKey;
+  std::string lists_;  // that are open: [ or {
+};
+
 // The parser's behaviour is undefined for what is not ASCII outside texts and comments.
 void RefuseOddCharacters(const std::string &path, std::string_view text) {
   if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
+  Places places;
   for (size_t at = 0; at < text.size();) {
     if ((text[at] & 0x80) != 0) {
       const auto line =
@@ -48,7 +82,10 @@ void RefuseOddCharacters(const std::string &path, std::string_view text) {
       throw DescriptionError(path + ":" + std::to_string(line) +
                              ": outside of quotes there are only ASCII characters");
     }
-    at = kQuotes.find(text[at]) != kQuotes.npos ? AfterQuoted(text, at) : at + 1;
+    const char c = text[at];
+    const bool quoted = c == '#' || (kQuotes.find(c) != kQuotes.npos && places.TakesTexts());
+    at = quoted ? AfterQuoted(text, at) : at + 1;
+    if (c != '#') places.Pass(c);
   }
 }
 

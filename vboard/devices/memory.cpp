@@ -91,7 +91,7 @@ struct Stores {
 
 // Adds what was stored since the last comparison. Another thread may be storing meanwhile, as
 // programs and hardware do.
-[[gnu::no_sanitize("thread")]] void Compare(Mapping &mapping, Stores &stores) {
+__attribute__((no_sanitize("thread"))) void Compare(Mapping &mapping, Stores &stores) {
   for (size_t i = 0; i < mapping.length && !stores.Full(); ++i) {
     const uint8_t value = mapping.memory[i];
     if (value == mapping.seen[i]) continue;

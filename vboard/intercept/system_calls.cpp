@@ -122,7 +122,7 @@ bool IsWide([[maybe_unused]] long number) {
 extern "C" {
 
 // Six words are read however many the caller gave, as the C library does.
-[[gnu::no_sanitize("address")]] long syscall(long number, ...) noexcept {
+__attribute__((no_sanitize("address"))) long syscall(long number, ...) noexcept {
   NEXT(syscall);
   Words words;
   va_list arguments;
