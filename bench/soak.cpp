@@ -49,15 +49,6 @@ long Entries(const std::string &folder) {
   return std::distance(std::filesystem::directory_iterator(folder), {});
 }
 
-std::vector<pid_t> Children(pid_t process) {
-  std::vector<pid_t> children;
-  for (const auto &thread : std::filesystem::directory_iterator(Folder(process) + "/task")) {
-    std::ifstream list(thread.path() / "children");
-    children.insert(children.end(), std::istream_iterator<pid_t>(list), {});
-  }
-  return children;
-}
-
 // What it has written. Whether a file's page is private, or clean, depends on who else has the file
 // and on when it was built.
 long PrivateMemory(pid_t process) {
@@ -72,15 +63,15 @@ long PrivateMemory(pid_t process) {
 
 Figures Look(pid_t process) {
   return {PrivateMemory(process), Entries(Folder(process) + "/fd"),
-          Entries(Folder(process) + "/task"), static_cast<long>(Children(process).size())};
+          Entries(Folder(process) + "/task"), static_cast<long>(vboard::Children(process).size())};
 }
 
 // All programs on the board, which wait meanwhile, are descendants of this process.
 Snapshot LookAtAll() {
   Snapshot snapshot;
-  std::vector<pid_t> processes = Children(getpid());
+  std::vector<pid_t> processes = vboard::Children(getpid());
   for (size_t i = 0; i < processes.size(); ++i) {
-    const std::vector<pid_t> more = Children(processes[i]);
+    const std::vector<pid_t> more = vboard::Children(processes[i]);
     processes.insert(processes.end(), more.begin(), more.end());
     std::error_code ended;
     const auto program = std::filesystem::read_symlink(Folder(processes[i]) + "/exe", ended);

@@ -232,6 +232,8 @@ TEST_F(BootTest, ReadsWhateverTheBlockHolds) {
   std::string random(kSmall, '\0');
   std::minstd_rand generator(1);
   for (char &c : random) c = static_cast<char>(1 + generator() % 255);
+  std::string programmed = random;
+  std::replace(programmed.begin(), programmed.end(), '\xff', 'z');
   const std::string list = Bytes("a=1\0ab=22\0e=\0q=x=y\0a=second\0=none\0\0behind=1");
   const struct {
     const char *what;
@@ -253,8 +255,8 @@ TEST_F(BootTest, ReadsWhateverTheBlockHolds) {
       {"cut inside a value", Block(Bytes("a=1\0ab=2"), kSmall, '\xff'), "a", {}},
       {"cut between entries", Block(Bytes("a=1\0"), kSmall, '\xff'), "a", {}},
       {"one byte missing", Block("a=1", kSmall - 1) + '\xff', "a", "1"},
-      {"garbage without an end", random, "a", {}, -1},
-      {"garbage that ends erased", random.substr(1) + '\xff', "a", {}},
+      {"garbage with erased bytes", random, "a", {}},
+      {"garbage without an end", programmed, "a", {}, -1},
       {"to the last byte", Block("last=", kSmall, 'z'), "last", std::string(31, 'z'), -1},
   };
   for (const auto &row : rows) {

@@ -4,6 +4,7 @@
 //   root/     the files that programs on the board see below /
 //   disks/    what the file systems on its flash and disks hold
 //   events    the event log, one line an event
+//   calls     the calls that could have failed, where that was asked for
 //   state     the memory shared by every process on the board and by the command vboard
 #pragma once
 
@@ -29,20 +30,29 @@ enum class Power : uint32_t { kOn, kOff, kRestart, kCut };
 // A fault waiting for its call: the nth call of this name with this path fails.
 struct Fault {
   char call[16];
-  char path[64];  // empty: any path
-  int32_t error;  // errno value, or minus a signal that comes before the call; 0 marks a free slot
-  uint32_t nth;   // counts down to 1
+  char path[64];    // empty: any path
+  int32_t process;  // its number on the board; 0: any
+  int32_t outcome;  // as PlanFault has it; 0 marks a free slot
+  uint32_t nth;     // counts down to 1
   uint32_t repeat;
 };
 
-// Where in a flash operation the power goes.
-enum class Moment : uint32_t { kNone, kBefore, kInside, kAfter };
+// Where in a flash operation the power goes, and how much of it is done by then.
+enum class Moment : uint32_t {
+  kNone,
+  kBefore,
+  kInside,  // so many bytes
+  kHalf,
+  kAllButOne,
+  kTorn,  // some of its bits, as the seed draws
+  kAfter,
+};
 
 // The power goes at the nth flash operation from now on.
 struct PowerCut {
   uint32_t operation;  // counts down to 1; 0: no cut is planned
   Moment moment;
-  uint32_t bytes;  // kInside: how much of the operation is carried out
+  uint32_t number;  // bytes, or the seed
 };
 
 struct Mount {
@@ -78,6 +88,7 @@ struct Shared {
   std::atomic<int32_t> lastNumber;      // of the processes in this power cycle
   Known processes[1024];                // the place of one that has ended is taken again
   std::atomic<uint32_t> faultsPlanned;  // 0 while none ever was, so that calls need not look
+  std::atomic<bool> notesCalls;         // every call that could fail is noted in the file calls
   Fault faults[16];
   PowerCut cut;
   Mount mounts[16];

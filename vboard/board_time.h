@@ -86,6 +86,7 @@ struct Time {
   std::atomic<uint32_t> signals;     // that were sent
   std::atomic<uint64_t> turns;       // that were given
   std::atomic<uint64_t> waitsBegun;
+  std::atomic<uint64_t> looks;  // calls that did not wait
   Member members[256];
   Wait waits[256];
   IntervalTimer timers[64];

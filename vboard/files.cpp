@@ -10,7 +10,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <sstream>
 #include <stdexcept>
 
 #include "vboard/board.h"
@@ -133,9 +132,21 @@ void PutFiles(Section &section, const std::string &folder) {
 }
 
 std::string ReadFile(const std::string &path) {
-  const OwnCalls ownCalls;
-  std::ifstream file(path, std::ios::binary);
-  return (std::ostringstream() << file.rdbuf()).str();
+  const int fd = real::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return "";
+  const int64_t size = std::max<int64_t>(real::seek(fd, 0, SEEK_END), 0);
+  // The kernel's own files hold more than they say.
+  std::string content(static_cast<size_t>(size) + 1, '\0');
+  real::seek(fd, 0, SEEK_SET);
+  size_t length = 0;
+  for (ssize_t part;
+       (part = real::read(fd, content.data() + length, content.size() - length)) > 0;) {
+    length += static_cast<size_t>(part);
+    if (length == content.size()) content.resize(length + 4096);
+  }
+  real::close(fd);
+  content.resize(length);
+  return content;
 }
 
 ssize_t FeedFifo(const std::string &path, const void *data, size_t length) {

@@ -82,11 +82,12 @@ std::string PlaceOf(const std::string &name) {
 }
 
 // In a child, where nothing may go back to what the machine was doing.
-[[noreturn]] void Become(const std::vector<std::string> &command, int terminal) noexcept {
+[[noreturn]] void Become(const std::string &program, const std::vector<std::string> &command,
+                         int terminal) noexcept {
   signal(SIGPIPE, SIG_DFL);  // which the machine itself ignores
   for (int fd = 0; fd <= 2; ++fd) dup2(terminal, fd);
   close_range(3, ~0U, 0);
-  ExecuteOnBoard(PathOnBoard(command[0]), command);
+  ExecuteOnBoard(program, command);
 }
 
 // One goes on at a time, and to wake it on another processor takes the PC longer than most turns.
@@ -184,10 +185,20 @@ void Machine::StartCommand() {
   command_ = fork();
   // Here and there, so that the group is there for both from now on.
   setpgid(command_, command_);
-  if (command_ == 0) Become(plan_.start, terminal_);
+  if (command_ == 0) Become(PathOnBoard(plan_.start[0]), plan_.start, terminal_);
   if (command_ < 0) throw std::runtime_error("no process for the board's command");
   NoteBirth();
   State().processGroup = command_;
+  running_ = true;
+}
+
+void Machine::StartBeside(const std::vector<std::string> &command) {
+  fflush(nullptr);
+  const pid_t child = fork();
+  if (child == 0) Become(command[0], command, terminal_);
+  if (child < 0) throw std::runtime_error("no process for " + command[0]);
+  setpgid(child, command_);
+  NoteBirth();
   running_ = true;
 }
 
@@ -282,22 +293,23 @@ void Machine::GoOn(int64_t moment, Clock::time_point end) {
   keeper_.LetGoOn(std::min(moment, shutDown_), left);
 }
 
-bool Machine::GoOnUntil(const std::function<bool()> &happened, double seconds) {
+bool Machine::GoOnUntil(const std::function<bool()> &happened, double seconds, int64_t moment) {
   const auto end = After(seconds);
-  for (; Left(end) > 0 && ComeToRest(end); GoOn(kNever, end)) {
+  for (; Left(end) > 0 && ComeToRest(end); GoOn(moment, end)) {
     if (TakeConsole()) ComeToRest(end);
     if (happened()) return true;
+    if (Lifetime() >= moment) break;
     if (!running_ && State().power == Power::kOn) break;
   }
   return happened();
 }
 
-bool Machine::WaitFor(const std::string &text, double seconds) {
-  return GoOnUntil([&] { return transcript_.Find(text); }, seconds);
+bool Machine::WaitFor(const std::string &text, double seconds, int64_t moment) {
+  return GoOnUntil([&] { return transcript_.Find(text); }, seconds, moment);
 }
 
-bool Machine::Act(const std::string &action, double seconds) {
-  return GoOnUntil([&] { return TryToAct(action); }, seconds);
+bool Machine::Act(const std::string &action, double seconds, int64_t moment) {
+  return GoOnUntil([&] { return TryToAct(action); }, seconds, moment);
 }
 
 bool Machine::Run(double seconds) {

@@ -39,14 +39,19 @@ class Machine {
   // Switches the board on. Throws std::runtime_error when the command is not on the board.
   void Start();
   // Goes on until a line that came after the last one waited for contains the text. False
-  // when the real seconds are over before that, or nothing runs any more.
-  bool WaitFor(const std::string &text, double seconds);
-  // Goes on until the action can have its effect. False when the real seconds are over before that.
-  bool Act(const std::string &action, double seconds);
+  // when the real seconds are over before that, the board's lifetime has come to the moment, or
+  // nothing runs any more.
+  bool WaitFor(const std::string &text, double seconds, int64_t moment = kNever);
+  // The same until the action can have its effect.
+  bool Act(const std::string &action, double seconds, int64_t moment = kNever);
+  // Goes on until this has happened, which is asked whenever every program waits. False as above.
+  bool GoOnUntil(const std::function<bool()> &happened, double seconds, int64_t moment = kNever);
   // Goes on for so many board seconds. False when nothing runs any more before that.
   bool Run(double seconds);
   // Goes on until nothing runs any more.
   void RunOn();
+  // Starts a program of the PC on the board, beside what runs there.
+  void StartBeside(const std::vector<std::string> &command);
   // Plays the plan's scenario. Throws std::runtime_error with the step that failed; each may take
   // so many real seconds.
   void Play(double secondsPerStep);
@@ -60,6 +65,8 @@ class Machine {
   int ExitStatus() const { return exitStatus_; }
   // What came; of very much the last part.
   const std::vector<Line> &Lines() const { return transcript_.Lines(); }
+  // Looks for a line as WaitFor does, among those that have come.
+  bool Find(const std::string &text) { return transcript_.Find(text); }
   // How many of the lines came up to the last one waited for.
   size_t Waited() const { return transcript_.Found(); }
 
@@ -67,7 +74,6 @@ class Machine {
   void StartCommand();
   bool ComeToRest(std::chrono::steady_clock::time_point end);
   void GoOn(int64_t moment, std::chrono::steady_clock::time_point end);
-  bool GoOnUntil(const std::function<bool()> &happened, double seconds);
   void LookOutside();
   bool ReadConsole(int milliseconds);
   bool TakeConsole();

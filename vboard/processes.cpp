@@ -1,5 +1,6 @@
 #include "vboard/processes.h"
 
+#include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
@@ -10,7 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <filesystem>
+#include <string>
 
 // The header of some C libraries leaves this to its reader.
 extern "C" {
@@ -24,6 +25,7 @@ namespace {
 
 struct Process {
   pid_t number;
+  char state;
   pid_t parent;
   uint64_t start;
 };
@@ -41,33 +43,15 @@ bool Read(pid_t number, Process *process) {
   // start as the twentieth field.
   const char *field = strrchr(text, ')');
   if (field == nullptr) return false;
-  *process = {number, 0, 0};
+  *process = {number, ' ', 0, 0};
   for (int i = 1; i <= 20; ++i) {
     field = strchr(field + 1, ' ');
     if (field == nullptr) return false;
+    if (i == 1) process->state = field[1];
     if (i == 2) process->parent = atoi(field);
   }
   process->start = strtoull(field, nullptr, 10);
   return true;
-}
-
-std::vector<Process> Descendants() {
-  std::vector<Process> all;
-  // What cannot be looked at now is looked at again the next time.
-  std::error_code error;
-  std::filesystem::directory_iterator entry("/proc", error);
-  for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
-    Process process;
-    const int number = atoi(entry->path().filename().c_str());
-    if (number > 0 && Read(number, &process)) all.push_back(process);
-  }
-  std::vector<Process> found = {{getpid(), 0, 0}};
-  for (size_t i = 0; i < found.size(); ++i) {
-    std::copy_if(all.begin(), all.end(), std::back_inserter(found),
-                 [parent = found[i].number](const Process &one) { return one.parent == parent; });
-  }
-  found.erase(found.begin());
-  return found;
 }
 
 }  // namespace
@@ -84,12 +68,71 @@ bool Lives(const ProcessId &process) {
   return start == 0 || start == process.start;
 }
 
+std::vector<pid_t> Threads(pid_t process) {
+  std::vector<pid_t> threads;
+  char path[32];
+  snprintf(path, sizeof path, "/proc/%d/task", process);
+  DIR *folder = opendir(path);
+  if (folder == nullptr) return threads;
+  while (const dirent *entry = readdir(folder)) {
+    if (const pid_t thread = atoi(entry->d_name); thread > 0) threads.push_back(thread);
+  }
+  closedir(folder);
+  std::sort(threads.begin(), threads.end());
+  return threads;
+}
+
+// The kernel has them by the thread that started them.
+std::vector<pid_t> Children(pid_t process) {
+  std::vector<pid_t> children;
+  for (const pid_t thread : Threads(process)) {
+    char path[64], part[512];
+    snprintf(path, sizeof path, "/proc/%d/task/%d/children", process, thread);
+    const int fd = real::open(path, O_RDONLY | O_CLOEXEC);
+    std::string text;
+    for (ssize_t length; (length = real::read(fd, part, sizeof part)) > 0;) {
+      text.append(part, static_cast<size_t>(length));
+    }
+    real::close(fd);
+    char *place = text.data();
+    while (const auto child = static_cast<pid_t>(strtol(place, &place, 10))) {
+      children.push_back(child);
+    }
+  }
+  return children;
+}
+
+bool HasEnded(pid_t number) {
+  Process process;
+  return !Read(number, &process) || process.state == 'Z';
+}
+
 void AdoptOrphans() {
   prctl(PR_SET_CHILD_SUBREAPER, 1);
 }
 
-void SignalDescendants(int signal) {
-  for (const Process &process : Descendants()) {
+namespace {
+
+// One that has ended meanwhile may have left its number to somebody else's child.
+std::vector<Process> Descendants(pid_t of) {
+  const pid_t own = getpid();
+  std::vector<Process> found = {{of != 0 ? of : own, ' ', 0, 0}};
+  for (size_t i = 0; i < found.size(); ++i) {
+    const pid_t parent = found[i].number;
+    for (const pid_t child : Children(parent)) {
+      Process process;
+      if (!Read(child, &process)) continue;
+      if (process.parent == parent || process.parent == own) found.push_back(process);
+    }
+  }
+  found.erase(found.begin());
+  return found;
+}
+
+}  // namespace
+
+void SignalDescendants(int signal, pid_t of) {
+  for (const Process &process : Descendants(of)) {
     // The descriptor stays with its process when the number goes to another one.
     const int fd = pidfd_open(process.number, 0);
     if (fd < 0) continue;

@@ -22,9 +22,16 @@ uint64_t StartOf(pid_t number);
 // One that cannot be looked at lives as long as its number is some process's.
 bool Lives(const ProcessId &process);
 
+// The numbers of a process's threads, in ascending order, and of its children.
+std::vector<pid_t> Threads(pid_t process);
+std::vector<pid_t> Children(pid_t process);
+// Whether it only waits for its parent to take leave of it.
+bool HasEnded(pid_t process);
+
 // Has orphans among its descendants become this process's own children, so that it never loses one.
 void AdoptOrphans();
-// Sends every descendant a signal, whatever session or process group it has gone to.
-void SignalDescendants(int signal);
+// Sends every descendant of a process, 0: of this one, a signal, whatever session or process group
+// it has gone to.
+void SignalDescendants(int signal, pid_t of = 0);
 
 }  // namespace vboard

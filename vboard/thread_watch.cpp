@@ -35,37 +35,8 @@ int OpenOf(pid_t process, pid_t thread, const char *name) {
   return real::open(path, O_RDONLY | O_CLOEXEC);
 }
 
-// A process's threads, by its folder below /proc.
-std::vector<pid_t> ThreadsOf(pid_t process) {
-  std::vector<pid_t> threads;
-  char path[32];
-  snprintf(path, sizeof path, "/proc/%d/task", process);
-  DIR *folder = opendir(path);
-  if (folder == nullptr) return threads;
-  while (const dirent *entry = readdir(folder)) {
-    if (const pid_t thread = atoi(entry->d_name); thread > 0) threads.push_back(thread);
-  }
-  closedir(folder);
-  std::sort(threads.begin(), threads.end());
-  return threads;
-}
-
 void AddOnce(pid_t process, std::vector<pid_t> &all) {
   if (std::find(all.begin(), all.end(), process) == all.end()) all.push_back(process);
-}
-
-void AddChildren(pid_t process, std::vector<pid_t> &all) {
-  for (const pid_t thread : ThreadsOf(process)) {
-    const int fd = OpenOf(process, thread, "children");
-    std::string text;
-    char part[512];
-    for (ssize_t length; (length = real::read(fd, part, sizeof part)) > 0;) {
-      text.append(part, static_cast<size_t>(length));
-    }
-    real::close(fd);
-    char *place = text.data();
-    while (const auto child = static_cast<pid_t>(strtol(place, &place, 10))) AddOnce(child, all);
-  }
 }
 
 // The processor time of a thread, in nanoseconds.
@@ -95,7 +66,7 @@ void ThreadWatch::CloseAll() {
 }
 
 void ThreadWatch::Add(pid_t process) {
-  const std::vector<pid_t> threads = ThreadsOf(process);
+  const std::vector<pid_t> threads = Threads(process);
   for (const pid_t thread : threads) {
     Watched watched = {};
     watched.process = process;
@@ -121,7 +92,9 @@ void ThreadWatch::List() {
   for (const Member &member : State().time.members) {
     if (Lives(member.process)) AddOnce(member.process.number, processes);
   }
-  for (size_t i = 0; i < processes.size(); ++i) AddChildren(processes[i], processes);
+  for (size_t i = 0; i < processes.size(); ++i) {
+    for (const pid_t child : Children(processes[i])) AddOnce(child, processes);
+  }
   for (const pid_t process : processes) {
     if (process != getpid()) Add(process);
   }

@@ -239,6 +239,7 @@ bool SleepUntil(int64_t due) {
 }
 
 void NoteLook() {
+  ++State().time.looks;
   if (!IsKept() || ++looks < kFewLooks) return;
   const int kept = errno;
   const int64_t next = Lifetime() + kLookTakes;

@@ -2,6 +2,7 @@
 
 #include <string.h>
 
+#include <array>
 #include <span>
 
 #include "System/boot/crc32.h"
@@ -11,7 +12,7 @@ namespace libsys::boot {
 namespace {
 
 constexpr uint32_t kCrcSize = 4;
-constexpr char kErased = static_cast<char>(0xFF);
+constexpr int kErased = 0xFF;
 
 char *FirstEntry(const BootEnv &env) {
   return env.bytes + kCrcSize;
@@ -36,13 +37,28 @@ char *EndOfList(const BootEnv &env) {
   return entry;
 }
 
+// As it stands in the block.
+using Crc = std::array<uint8_t, kCrcSize>;
+
+Crc CrcOf(const BootEnv &env) {
+  const std::span block(reinterpret_cast<const uint8_t *>(env.bytes), env.size);
+  const uint32_t crc = Crc32(0, block.subspan(kCrcSize));
+  Crc bytes;
+  for (uint32_t i = 0; i < kCrcSize; ++i) bytes[i] = static_cast<uint8_t>(crc >> (8 * i));
+  return bytes;
+}
+
+bool HasItsCrc(const BootEnv &env) {
+  return memcmp(env.bytes, CrcOf(env).data(), kCrcSize) == 0;
+}
+
 }  // namespace
 
+// Who else writes the block may not know of its CRC: without erased flash it is not looked at.
 void ClearBrokenList(const BootEnv &env) {
-  const char *end = env.bytes + env.size;
-  const bool erased = *FirstEntry(env) == kErased;
-  const bool torn = EndOfList(env) >= end && end[-1] == kErased;
-  if (erased || torn) memset(FirstEntry(env), 0, env.size - kCrcSize);
+  char *const list = FirstEntry(env);
+  const bool showsErasedFlash = memchr(list, kErased, EndOfList(env) - list) != nullptr;
+  if (showsErasedFlash && !HasItsCrc(env)) memset(list, 0, env.size - kCrcSize);
 }
 
 const char *FindValue(const BootEnv &env, const char *name) {
@@ -85,9 +101,8 @@ bool AppendEntry(const BootEnv &env, const char *name, const char *value) {
 }
 
 void StoreCrc(const BootEnv &env) {
-  const std::span block(reinterpret_cast<uint8_t *>(env.bytes), env.size);
-  const uint32_t crc = Crc32(0, block.subspan(kCrcSize));
-  for (uint32_t i = 0; i < kCrcSize; ++i) block[i] = static_cast<uint8_t>(crc >> (8 * i));
+  const Crc crc = CrcOf(env);
+  memcpy(env.bytes, crc.data(), crc.size());
 }
 
 }  // namespace libsys::boot

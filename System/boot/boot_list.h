@@ -14,7 +14,8 @@ struct BootEnv {
   uint32_t size = 0;
 };
 
-// Makes the list empty where the block was left erased or torn by a power cut.
+// Makes the list empty where a power cut left the block erased or torn: erased flash shows in it,
+// and its CRC is wrong.
 void ClearBrokenList(const BootEnv &env);
 
 // The value of the first entry with this name, or null.

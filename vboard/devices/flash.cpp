@@ -51,17 +51,17 @@ ssize_t Write(int unit, int fd, const void *data, size_t length, int64_t *offset
     return -1;
   }
   length = std::min(length, static_cast<size_t>(size - position));
-  std::vector<uint8_t> cells(length);
+  std::vector<uint8_t> before(length), cells(length);
   // A descriptor of our own to read with: the program's may be for writing only.
   const int chip = OpenChip(unit, O_RDONLY);
   const auto *bytes = static_cast<const uint8_t *>(data);
   ssize_t result = 0;
   {
     Lock lock;
-    result = real::pread(chip, cells.data(), length, position);
-    for (size_t i = 0; i < length; ++i) cells[i] &= bytes[i];
-    WithPowerCut(length, [&](size_t count) {
-      if (count > 0 && result >= 0) result = real::pwrite(fd, cells.data(), count, position);
+    result = real::pread(chip, before.data(), length, position);
+    for (size_t i = 0; i < length; ++i) cells[i] = before[i] & bytes[i];
+    WithPowerCut(before, cells, [&](std::span<const uint8_t> done) {
+      if (result >= 0) result = real::pwrite(fd, done.data(), length, position);
     });
   }
   real::close(chip);
@@ -79,14 +79,17 @@ int Erase(int unit, int fd, const erase_info_user &sector) {
     errno = EINVAL;
     return -1;
   }
-  const std::vector<uint8_t> erased(sector.length, 0xff);
+  std::vector<uint8_t> before(sector.length), erased(sector.length, 0xff);
+  const int chip = OpenChip(unit, O_RDONLY);
   ssize_t result = 0;
   {
     Lock lock;
-    WithPowerCut(erased.size(), [&](size_t count) {
-      if (count > 0) result = real::pwrite(fd, erased.data(), count, sector.start);
+    result = real::pread(chip, before.data(), before.size(), sector.start);
+    WithPowerCut(before, erased, [&](std::span<const uint8_t> done) {
+      if (result >= 0) result = real::pwrite(fd, done.data(), done.size(), sector.start);
     });
   }
+  real::close(chip);
   if (result < 0) return -1;
   Event("flash: erase mtd%d 0x%x +0x%x", unit, sector.start, sector.length);
   return 0;
@@ -118,8 +121,12 @@ void MarkSectors(int unit, const std::vector<bool> &erased) {
   const int chip = OpenChip(unit, O_WRONLY);
   for (size_t sector = 0; sector < erased.size(); ++sector) {
     if (!erased[sector]) continue;
-    WithPowerCut(sizeof kCleanMarker, [&](size_t count) {
-      real::pwrite(chip, kCleanMarker, count, static_cast<int64_t>(sector * Flash().sectorSize));
+    uint8_t before[sizeof kCleanMarker], marked[sizeof kCleanMarker];
+    memset(before, 0xff, sizeof before);
+    memcpy(marked, kCleanMarker, sizeof marked);
+    WithPowerCut(before, marked, [&](std::span<const uint8_t> done) {
+      real::pwrite(chip, done.data(), done.size(),
+                   static_cast<int64_t>(sector * Flash().sectorSize));
     });
   }
   real::close(chip);
@@ -144,20 +151,15 @@ int MountJffs2(std::string_view source, std::string_view type, std::string *cont
 }
 
 void CutAtOperation(std::span<const std::string> words) {
-  static constexpr std::pair<std::string_view, Moment> kMoments[] = {
-      {"before", Moment::kBefore}, {"inside", Moment::kInside}, {"after", Moment::kAfter}};
-  const auto *moment = std::find_if(std::begin(kMoments), std::end(kMoments),
-                                    [&](const auto &entry) { return entry.first == words[1]; });
-  if (moment == std::end(kMoments))
-    throw std::invalid_argument("MOMENT is before, inside or after");
-  PlanPowerCut(NumberOf(words[0]), moment->second, NumberOf(words[2]));
+  PlanPowerCut(NumberOf(words[0]), MomentOf(words[1]), NumberOf(words[2]));
 }
 
 constexpr const char *kPaths[] = {"/proc/mtd", "/sys/class/ubi", "/proc/cmdline", "/dev/mtd"};
 constexpr Action kActions[] = {
-    {"flash cut", "OPERATION MOMENT BYTES",
-     "cut the power at the OPERATIONth erase or write from now on, MOMENT 'before' it, 'inside' "
-     "it with BYTES of it done, or 'after' it",
+    {"flash cut", "OPERATION MOMENT NUMBER",
+     "cut the power at the OPERATIONth erase or write from now on, MOMENT 'before' it, 'after' it "
+     "or with a part of it done: 'inside' (NUMBER bytes), 'half', 'all-but-one' (bytes), or 'torn' "
+     "(bits as the seed NUMBER draws)",
      CutAtOperation},
 };
 

@@ -113,10 +113,13 @@ void Opened(const Path &place, int fd) {
 }
 
 void AdoptDescriptors() {
+  static constinit real::Next<int(int, int, ...)> next("fcntl");
   for (int fd = 0; fd < static_cast<int>(slots.size()); ++fd) {
+    if (next(fd, F_GETFD) < 0) continue;
     char path[PATH_MAX];
     if (OpenedPath(fd, path)) {
       Assign(fd, FindSpecial(path));
+      if (fd > STDERR_FILENO) Event("inherited: descriptor %d, %s", fd, path);
     } else if (IsSocketToOutside(fd) || IsForeignTerminal(fd)) {
       Assign(fd, {.device = nullptr, .unit = 0, .outside = true});
     }
@@ -135,19 +138,19 @@ bool HasOpenBelow(std::string_view folder) {
   return false;
 }
 
-bool DescriptorFails(const char *call, int fd) {
+bool DescriptorFails(const char *call, int fd, size_t *length) {
   if (!Attached()) return false;
   NoteLook();
   const bool lost = std::any_of(std::begin(State().mounts), std::end(State().mounts),
                                 [](const Mount &mount) { return mount.error != 0; });
-  if (!lost && State().faultsPlanned == 0) return false;
+  if (!lost && !CallsMayFail()) return false;
   char path[PATH_MAX];
   if (!OpenedPath(fd, path)) return false;
   if (const int error = MountError(path)) {
     errno = error;
     return true;
   }
-  return CallFails(call, path);
+  return CallFails(call, path, length);
 }
 
 }  // namespace vboard

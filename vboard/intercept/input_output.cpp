@@ -23,20 +23,34 @@ bool TimerRefuses(int fd, bool writes, size_t length) {
 
 template <typename Next>
 ssize_t ReadWith(int fd, void *data, size_t length, Next next) {
-  if (DescriptorFails("read", fd) || TimerRefuses(fd, false, length)) return -1;
+  const size_t asked = length;
+  if (DescriptorFails("read", fd, &length) || TimerRefuses(fd, false, asked)) return -1;
+  if (length == 0 && asked > 0) return 0;
   const Special special = SpecialFile(fd);
   const FileCalls *files = special.Own(&Device::files);
-  if (files == nullptr || files->read == nullptr) return vboard::WhenReadable(fd, next);
+  if (files == nullptr || files->read == nullptr) {
+    return vboard::WhenReadable(fd, [&] { return next(length); });
+  }
   return vboard::WhenReadable(fd, [&] { return files->read(special.unit, fd, data, length); });
 }
 
 template <typename Next>
 ssize_t WriteWith(int fd, const void *data, size_t length, int64_t *offset, Next next) {
-  if (DescriptorFails("write", fd) || TimerRefuses(fd, true, length)) return -1;
+  const size_t asked = length;
+  if (DescriptorFails("write", fd, &length) || TimerRefuses(fd, true, asked)) return -1;
+  if (length == 0 && asked > 0) return 0;
   const Special special = SpecialFile(fd);
   const FileCalls *files = special.Own(&Device::files);
-  if (files == nullptr || files->write == nullptr) return next();
+  if (files == nullptr || files->write == nullptr) return next(length);
   return files->write(special.unit, fd, data, length, offset);
+}
+
+// A read at an offset is none of a device's.
+template <typename Next>
+ssize_t ReadAtWith(int fd, size_t length, Next next) {
+  const size_t asked = length;
+  if (DescriptorFails("read", fd, &length)) return -1;
+  return length == 0 && asked > 0 ? 0 : next(length);
 }
 
 int SyncWith(int fd, int (*next)(int)) {
@@ -52,42 +66,44 @@ extern "C" {
 
 ssize_t read(int fd, void *data, size_t length) {
   NEXT(read);
-  return ReadWith(fd, data, length, [&] { return next(fd, data, length); });
+  return ReadWith(fd, data, length, [&](size_t part) { return next(fd, data, part); });
 }
 
 ssize_t __read_chk(int fd, void *data, size_t length, size_t size);
 ssize_t __read_chk(int fd, void *data, size_t length, size_t size) {
   NEXT(__read_chk);
-  return ReadWith(fd, data, length, [&] { return next(fd, data, length, size); });
+  return ReadWith(fd, data, length, [&](size_t part) { return next(fd, data, part, size); });
 }
 
 ssize_t write(int fd, const void *data, size_t length) {
   NEXT(write);
-  return WriteWith(fd, data, length, nullptr, [&] { return next(fd, data, length); });
+  return WriteWith(fd, data, length, nullptr, [&](size_t part) { return next(fd, data, part); });
 }
 
-#define INTERCEPT_PREAD(name, offset_type)                                    \
-  ssize_t name(int fd, void *data, size_t length, offset_type offset) {       \
-    NEXT(name);                                                               \
-    return DescriptorFails("read", fd) ? -1 : next(fd, data, length, offset); \
+#define INTERCEPT_PREAD(name, offset_type)                                                    \
+  ssize_t name(int fd, void *data, size_t length, offset_type offset) {                       \
+    NEXT(name);                                                                               \
+    return ReadAtWith(fd, length, [&](size_t part) { return next(fd, data, part, offset); }); \
   }
 INTERCEPT_PREAD(pread, off_t)
 INTERCEPT_PREAD(pread64, off64_t)
 
-#define INTERCEPT_PREAD_CHECKED(name, offset_type)                                   \
-  ssize_t name(int fd, void *data, size_t length, offset_type offset, size_t size);  \
-  ssize_t name(int fd, void *data, size_t length, offset_type offset, size_t size) { \
-    NEXT(name);                                                                      \
-    return DescriptorFails("read", fd) ? -1 : next(fd, data, length, offset, size);  \
+#define INTERCEPT_PREAD_CHECKED(name, offset_type)                                      \
+  ssize_t name(int fd, void *data, size_t length, offset_type offset, size_t size);     \
+  ssize_t name(int fd, void *data, size_t length, offset_type offset, size_t size) {    \
+    NEXT(name);                                                                         \
+    return ReadAtWith(fd, length,                                                       \
+                      [&](size_t part) { return next(fd, data, part, offset, size); }); \
   }
 INTERCEPT_PREAD_CHECKED(__pread_chk, off_t)
 INTERCEPT_PREAD_CHECKED(__pread64_chk, off64_t)
 
-#define INTERCEPT_PWRITE(name, offset_type)                                                        \
-  ssize_t name(int fd, const void *data, size_t length, offset_type offset) {                      \
-    NEXT(name);                                                                                    \
-    int64_t position = offset;                                                                     \
-    return WriteWith(fd, data, length, &position, [&] { return next(fd, data, length, offset); }); \
+#define INTERCEPT_PWRITE(name, offset_type)                                      \
+  ssize_t name(int fd, const void *data, size_t length, offset_type offset) {    \
+    NEXT(name);                                                                  \
+    int64_t position = offset;                                                   \
+    return WriteWith(fd, data, length, &position,                                \
+                     [&](size_t part) { return next(fd, data, part, offset); }); \
   }
 INTERCEPT_PWRITE(pwrite, off_t)
 INTERCEPT_PWRITE(pwrite64, off64_t)

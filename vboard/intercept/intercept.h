@@ -74,8 +74,9 @@ void OpenedForChildren(const char *name);
 // Whether this program has something open in a folder of the board.
 bool HasOpenBelow(std::string_view folder);
 
-// True, with errno set, when a planned fault hits this call on this descriptor.
-bool DescriptorFails(const char *call, int fd);
+// True, with errno set, when a planned fault hits this call on this descriptor. A read or write
+// gives its length, which may become less.
+bool DescriptorFails(const char *call, int fd, size_t *length = nullptr);
 
 // For what nobody of the board's programs has needed so far: logs it; -1 with ENOSYS.
 int Refuse(const char *call);
