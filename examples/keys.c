@@ -9,7 +9,10 @@ int main(void) {
   DvrSystemInformationStart();
   pthread_t thread;
   void *(*const source)(void *) = DvrGetBoardType() == 0 ? McuProc : FrontScanProc;
-  if (pthread_create(&thread, NULL, source, NULL) != 0) return 1;
+  if (pthread_create(&thread, NULL, source, NULL) != 0) {
+    puts("keys: no thread for the front panel");
+    return 1;
+  }
   FrontboardInit();
   puts("keys: reading");
   for (;;) {

@@ -1,0 +1,72 @@
+#include "campaign/play.h"
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+namespace campaign {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::seconds kLongestShortening{20};
+
+double Since(Clock::time_point start) {
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+// Whether the trial breaks the first of the rules that another one broke.
+bool BreaksToo(Site &site, const Trial &trial, const Broken &broken) {
+  const auto all = Judge(trial, site.SurveyOf(trial.board), site.Play(trial));
+  return std::any_of(all.begin(), all.end(),
+                     [&](const Broken &one) { return one.rule == broken.rule; });
+}
+
+std::string ShortenedText(Site &site, const Trial &trial, const History &history,
+                          const Broken &broken) {
+  Trial drawn = trial;
+  drawn.seed.reset();
+  drawn.steps = history.steps;
+  const auto start = Clock::now();
+  return TextOf(Shorten(
+      drawn, [&](const Trial &shorter) { return BreaksToo(site, shorter, broken); },
+      [&] { return Clock::now() - start < kLongestShortening; }));
+}
+
+}  // namespace
+
+Trial Shorten(Trial trial, const std::function<bool(const Trial &)> &breaks,
+              const std::function<bool()> &goesOn) {
+  bool shorter = true;
+  while (std::exchange(shorter, false)) {
+    for (size_t i = trial.steps.size(); i-- > 0 && trial.steps.size() > 1;) {
+      Trial without = trial;
+      without.steps.erase(without.steps.begin() + static_cast<ptrdiff_t>(i));
+      if (!goesOn()) return trial;
+      if (!breaks(without)) continue;
+      trial = std::move(without);
+      shorter = true;
+    }
+  }
+  return trial;
+}
+
+Result PlayTask(Site &site, const Task &task) {
+  const auto start = Clock::now();
+  Result result = {task.kind, task.trial, 0, {}, ""};
+  try {
+    const Trial trial = ReadTrial(task.trial);
+    const History history = site.Play(trial);
+    result.broken = Judge(trial, site.SurveyOf(trial.board), history);
+    result.seconds = Since(start);
+    if (trial.seed && !result.broken.empty()) {
+      result.shortened = ShortenedText(site, trial, history, result.broken[0]);
+    }
+  } catch (const std::exception &error) {
+    result.seconds = Since(start);
+    result.broken.push_back({kMachinery, error.what()});
+  }
+  return result;
+}
+
+}  // namespace campaign
