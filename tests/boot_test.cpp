@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <optional>
 #include <random>
 #include <thread>
@@ -183,14 +184,21 @@ void LeaveSignalsToAReader(int input) {
   pthread_sigmask(SIG_SETMASK, &all, nullptr);
 }
 
+#ifdef __SANITIZE_THREAD__
+constexpr bool kSignalsCome = false;  // the sanitizer keeps them back from a thread that reads
+#else
+constexpr bool kSignalsCome = true;
+#endif
+
 // The process ends, or its handler runs, only when the new list is whole; with a second thread that
 // takes the signal, and goes on with what it waits for, and without.
 TEST_F(BootTest, SignalsWaitForTheEndOfASave) {
-  static volatile sig_atomic_t handled = 0;
+  static std::atomic<int> handled = 0;
   int silence[2];
   ASSERT_EQ(0, pipe2(silence, O_CLOEXEC));
   for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGTERM}) {
     for (const bool threaded : {false, true}) {
+      if (threaded && !kSignalsCome) continue;
       for (const bool hasHandler : {false, true}) {
         SCOPED_TRACE(testing::Message() << strsignal(number) << threaded << hasHandler);
         UseSmallBoard();
@@ -200,8 +208,8 @@ TEST_F(BootTest, SignalsWaitForTheEndOfASave) {
               if (hasHandler) signal(number, [](int) { handled = 1; });
               if (threaded) LeaveSignalsToAReader(silence[0]);
               const int32_t result = BootEnvSet("xuart", "7");
-              for (int i = 0; threaded && handled == 0 && i < 1000; ++i) usleep(1000);
-              return result == 0 ? handled : -1;
+              for (int i = 0; threaded && handled == 0 && i < 100000; ++i) usleep(1000);
+              return result == 0 ? handled.load() : -1;
             },
             test::kFlash);
         EXPECT_EQ(hasHandler ? 0 : number, child.signal);
