@@ -57,7 +57,8 @@ bool HasItsCrc(const BootEnv &env) {
 // Who else writes the block may not know of its CRC: without erased flash it is not looked at.
 void ClearBrokenList(const BootEnv &env) {
   char *const list = FirstEntry(env);
-  const bool showsErasedFlash = memchr(list, kErased, EndOfList(env) - list) != nullptr;
+  const auto length = static_cast<size_t>(EndOfList(env) - list);
+  const bool showsErasedFlash = memchr(list, kErased, length) != nullptr;
   if (showsErasedFlash && !HasItsCrc(env)) memset(list, 0, env.size - kCrcSize);
 }
 
