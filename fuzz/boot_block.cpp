@@ -2,6 +2,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "System/boot/boot_list.h"
@@ -17,20 +18,27 @@ using libsys::boot::BootEnv;
 
 constexpr uint32_t kCrcSize = 4;
 
-// A block in memory, with what the list is to be: the entries up to the first empty one.
+// A block in memory, with what the list is to be: the entries up to the first empty one; none where
+// erased flash shows in them and the CRC does not fit.
 struct Block {
   std::vector<char> bytes;
   BootEnv env;
   std::vector<std::string> list;
 
-  explicit Block(const std::string &content) : bytes(content.begin(), content.end()) {
+  explicit Block(const std::string &content, bool hasItsCrc = false)
+      : bytes(content.begin(), content.end()) {
     bytes.resize(content.size() + libsys::boot::kSpareBytes);
     env = {bytes.data(), static_cast<uint32_t>(content.size())};
     const std::string text = content.substr(kCrcSize) + std::string(2, '\0');
     for (size_t at = 0; text[at] != '\0'; at += list.back().size() + 1) list.push_back(&text[at]);
-    const bool ends =
-        content.find(std::string(2, '\0'), kCrcSize - 1) != content.npos || content.ends_with('\0');
-    if (text[0] == '\xff' || (!ends && content.ends_with('\xff'))) list.clear();
+    const auto showsErasedFlash = [](const std::string &entry) {
+      return entry.find('\xff') != entry.npos;
+    };
+    if (hasItsCrc) {
+      libsys::boot::StoreCrc(env);
+    } else if (std::ranges::any_of(list, showsErasedFlash)) {
+      list.clear();
+    }
   }
 
   auto Find(const std::string &name) const {
@@ -105,7 +113,8 @@ void Try(Input &input) {
   const uint8_t changes = input.Byte();
   if (changes % 64 == 63) return TryFlash(input);
   const std::string name = input.Text(20);
-  Block block(Content(input));
+  const bool hasItsCrc = input.Below(4) == 3;
+  Block block(Content(input), hasItsCrc);
   libsys::boot::ClearBrokenList(block.env);
   ExpectList(block);
   const char *value = libsys::boot::FindValue(block.env, name.c_str());
