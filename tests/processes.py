@@ -98,6 +98,7 @@ class Bench:
         process, _ = self.boot()
         moments, longest = 40, time.monotonic() - start
         process.terminate()
+        process.wait(PATIENCE)  # it has the folder until then
         for i in range(moments):
             process = self.run(['run', self.description, '--stay'])
             time.sleep(longest * (i / moments) ** 3)  # most often where processes divide
