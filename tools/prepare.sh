@@ -2,7 +2,7 @@
 # Sourced by run and test: installs what is missing and builds a preset.
 
 packages=(g++ cmake ninja-build libgtest-dev libgmock-dev libbenchmark-dev libtomlplusplus-dev libcli11-dev
-          nlohmann-json3-dev zlib1g-dev python3)
+          libcpp-httplib-dev nlohmann-json3-dev pkgconf zlib1g-dev python3)
 fuzz_packages=(clang libclang-rt-dev llvm)
 
 # Installs the packages named that are not there; needs root, or sudo, only then.

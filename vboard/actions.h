@@ -21,6 +21,7 @@ struct Action {
   const char *help;
   // Throws std::invalid_argument on unusable words, and NotYet before anything was done.
   void (*run)(std::span<const std::string> words);
+  bool prints = false;  // its answer, on the terminal
 };
 
 // A word of an action as a number, decimal or hexadecimal with 0x. Throws std::invalid_argument.

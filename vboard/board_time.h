@@ -80,6 +80,7 @@ struct Time {
   std::atomic<int64_t> clockOffset;  // what the system clock is ahead of the lifetime
   std::atomic<int32_t> minutesWest;  // the kernel's time zone
   std::atomic<uint32_t> speed;       // what the keeper keeps: board seconds a second; 0: free
+  std::atomic<bool> paused;          // the keeper lets nobody go on
   ProcessId keeper;                  // number 0: none
   std::atomic<uint32_t> pokes;       // a futex: something waits that did not before
   std::atomic<uint64_t> births;      // processes that were started, and threads

@@ -18,12 +18,14 @@ extern const Device kScsi;
 extern const Device kNetwork;
 extern const Device kWatchdog;
 extern const Device kSystem;
+extern const Device kPace;
 extern const Device kFaults;
 
 std::span<const Device *const> Devices() {
   static const Device *const devices[] = {
-      &kFlash,  &kBootParameters, &kClock, &kGpio,  &kPanel,   &kInfrared, &kSerial, &kConsole,
-      &kMemory, &kFiles,          &kScsi,  &kPower, &kNetwork, &kWatchdog, &kSystem, &kFaults,
+      &kFlash,   &kBootParameters, &kClock,  &kGpio,  &kPanel,  &kInfrared,
+      &kSerial,  &kConsole,        &kMemory, &kFiles, &kScsi,   &kPower,
+      &kNetwork, &kWatchdog,       &kSystem, &kPace,  &kFaults,
   };
   return devices;
 }

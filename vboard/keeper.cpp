@@ -45,6 +45,7 @@ struct Keeper::Next {
 Keeper::Keeper(uint32_t speed) {
   Time &time = State().time;
   time.speed = speed;
+  time.paused = false;
   Stand(Lifetime());
   prctl(PR_SET_TIMERSLACK, 1);  // its pauses are shorter than what the kernel adds otherwise
   time.keeper.start = StartOf(getpid());
@@ -200,6 +201,7 @@ void Keeper::LetGoOn(int64_t moment, int64_t nanoseconds) {
   if (std::exchange(changes_, watch_.Changes()) != watch_.Changes()) DropEnded();
   if (State().time.timersWanted.exchange(false)) DropLostTimers();
   if (WakeAgain()) return;
+  if (State().time.paused) return Pause(std::min(nanoseconds, kSecond));
   const Next next = FindNext();
   const int64_t target = std::min(next.Due(), moment);
   // Who is killed, or comes back from what only the kernel knows, says nothing.

@@ -326,6 +326,13 @@ void Machine::RunOn() {
   TakeConsole();
 }
 
+void Machine::Attend() {
+  for (;;) {
+    ComeToRest(kNoEnd);
+    GoOn(kNever, kNoEnd);
+  }
+}
+
 void Machine::Play(double secondsPerStep) {
   for (const std::string &step : plan_.scenario) {
     const std::string argument = step.substr(step.find(' ') + 1);

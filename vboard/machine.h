@@ -50,6 +50,8 @@ class Machine {
   bool Run(double seconds);
   // Goes on until nothing runs any more.
   void RunOn();
+  // Goes on for good, also while nothing runs or the board is off, until somebody switches it on.
+  [[noreturn]] void Attend();
   // Starts a program of the PC on the board, beside what runs there.
   void StartBeside(const std::vector<std::string> &command);
   // Plays the plan's scenario. Throws std::runtime_error with the step that failed; each may take

@@ -11,16 +11,19 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <filesystem>
+#include <optional>
 #include <thread>
 
 #include "vboard/actions.h"
 #include "vboard/board.h"
+#include "vboard/console_log.h"
 #include "vboard/description.h"
 #include "vboard/device.h"
 #include "vboard/files.h"
 #include "vboard/guard.h"
 #include "vboard/machine.h"
 #include "vboard/make.h"
+#include "vboard/panel/panel.h"
 
 namespace {
 
@@ -39,6 +42,7 @@ struct Options {
   std::string speed;
   uint32_t patience = 30;
   bool stay = false;
+  bool panel = false;
   bool follow = false;
   bool keys = false;
 } options;
@@ -56,7 +60,7 @@ void Show(const Line &line) {
 
 // Board seconds a second, 0: free. Who leaves the board on wants to watch it.
 uint32_t Speed() {
-  if (options.speed.empty()) return options.stay ? 1 : 0;
+  if (options.speed.empty()) return options.stay || options.panel ? 1 : 0;
   return options.speed == kFree ? 0 : static_cast<uint32_t>(std::stoul(options.speed));
 }
 
@@ -69,6 +73,21 @@ void LockFolder() {
   if (fd < 0) throw std::runtime_error(options.folder + "/lock: " + strerror(errno));
   if (flock(fd, LOCK_EX | LOCK_NB) == 0) return;
   throw std::runtime_error("a board runs in " + options.folder + "; --folder takes another one");
+}
+
+void ShowUrl(const vboard::Panel &panel) {
+  printf("The board's panel, for a browser on this PC: %s\n\n", panel.Url().c_str());
+  fflush(stdout);
+}
+
+// Who plays with the board may well disturb its scenario.
+[[noreturn]] void PlayAndAttend(vboard::Machine &machine) {
+  try {
+    machine.Play(options.patience);
+  } catch (const std::runtime_error &error) {
+    vboard::Event("scenario: ended at %s", error.what());
+  }
+  machine.Attend();
 }
 
 void RunBoard() {
@@ -85,12 +104,35 @@ void RunBoard() {
       "%s\nThe board's folder is %s.\nLeft of the bar: what happens on the board, at which "
       "second and by which process. Right of it: its console.\n\n",
       plan.summary.c_str(), vboard::Folder().c_str());
-  vboard::Machine machine(plan, Show, Speed());
+  std::optional<vboard::Panel> panel;
+  if (options.panel) ShowUrl(panel.emplace(false));
+  vboard::ConsoleLog console;
+  const auto show = [&console](const Line &line) {
+    if (!line.event) console.Add(line.text);
+    Show(line);
+  };
+  vboard::Machine machine(plan, show, Speed());
   machine.Start();
+  if (options.panel) PlayAndAttend(machine);
   machine.Play(options.patience);
   if (options.stay) machine.RunOn();
   machine.Stop();
   printf("\nThe board was switched off.\n");
+}
+
+// The same for a board that another command has under power, or will have.
+void ShowPanel() {
+  vboard::Open(options.folder);
+  sigset_t ending;
+  sigemptyset(&ending);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) sigaddset(&ending, number);
+  sigprocmask(SIG_BLOCK, &ending, nullptr);
+  signal(SIGPIPE, SIG_IGN);
+  const vboard::Panel panel(true);
+  ShowUrl(panel);
+  int number = 0;
+  sigwait(&ending, &number);
+  throw vboard::Interrupted{number};
 }
 
 void LeaveBoard() {
@@ -216,6 +258,8 @@ void AddRun(CLI::App &app) {
       ->check(CLI::Range(uint32_t{1}, kLongestPatience))
       ->capture_default_str();
   run->add_flag("--stay", options.stay, "leave the board on when its scenario has been played");
+  run->add_flag("--panel", options.panel,
+                "show the board in a browser, at the URL that is printed, until Ctrl-C");
   run->callback(RunBoard);
 }
 
@@ -260,6 +304,8 @@ void AddCommands(CLI::App &app, std::vector<std::string> &words) {
   AddBoardCommand(app, "check", "check a board's description")->callback(CheckBoard);
   AddBoardCommand(app, "make", "make a board and leave it switched off")->callback(LeaveBoard);
   AddExecute(app);
+  app.add_subcommand("panel", "show the board that runs in a browser, at the URL that is printed")
+      ->callback(ShowPanel);
   AddDescribe(app);
   AddEvents(app);
   app.add_subcommand("state", "show the board's power, mounts and processes")->callback(ShowState);

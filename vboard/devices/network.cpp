@@ -247,7 +247,7 @@ constexpr Action kActions[] = {
     {"network link", "NAME STATE", "plug an interface's cable in (up) or out (down)", ChangeLink},
     {"network wireless", "STATE", "let the radio link be connected or disconnected",
      ChangeWireless},
-    {"network show", "", "show the interfaces and the routes", Show},
+    {"network show", "", "show the interfaces and the routes", Show, true},
 };
 
 }  // namespace

@@ -32,6 +32,13 @@ void Cycle(std::span<const std::string>) {
   Event("power: cycled from outside");
 }
 
+void On(std::span<const std::string>) {
+  NeedMachine();
+  if (State().power == Power::kOn) throw std::invalid_argument("the board is on");
+  Event("power: switched on");
+  State().power = Power::kRestart;
+}
+
 void Off(std::span<const std::string>) {
   NeedMachine();
   State().power = Power::kOff;
@@ -51,6 +58,7 @@ void Hang(std::span<const std::string>) {
 }
 
 constexpr Action kActions[] = {
+    {"power on", "", "switch the board on again", On},
     {"power hang", "", "stop every program where it is, without taking the power away", Hang},
     {"power cycle", "", "restart the board once its programs are quiet", Cycle},
     {"power off", "", "switch the board off once its programs are quiet", Off},

@@ -1,0 +1,73 @@
+#include "vboard/panel/feed.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace vboard::panel {
+namespace {
+
+constexpr size_t kMostLines = 20'000;
+constexpr size_t kMostBytes = size_t{8} << 20;
+// What a page gets at once, so that it can draw in between.
+constexpr size_t kMostInMessage = 2'000;
+
+std::string Message(const char *name, const std::string &data) {
+  return std::string("event: ") + name + "\ndata: " + data + "\n\n";
+}
+
+}  // namespace
+
+void Feed::Add(std::vector<std::string> lines) {
+  if (lines.empty()) return;
+  const std::lock_guard lock(mutex_);
+  for (std::string &line : lines) {
+    kept_ += line.size();
+    lines_.push_back(std::move(line));
+    ++last_;
+  }
+  for (; lines_.size() > kMostLines || kept_ > kMostBytes; lines_.pop_front()) {
+    kept_ -= lines_.front().size();
+  }
+  came_.notify_all();
+}
+
+void Feed::SetState(std::string state) {
+  const std::lock_guard lock(mutex_);
+  if (state == state_) return;
+  state_ = std::move(state);
+  ++states_;
+  came_.notify_all();
+}
+
+bool Feed::HasNews(const Place &place) const {
+  return closed_ || place.line != last_ || place.state != states_;
+}
+
+std::string Feed::Next(Place *place, std::chrono::milliseconds patience) {
+  std::unique_lock lock(mutex_);
+  came_.wait_for(lock, patience, [&] { return HasNews(*place); });
+  std::string text;
+  if (closed_) return text;
+  if (place->state != states_) text += Message("state", state_);
+  place->state = states_;
+  const uint64_t gone = last_ - lines_.size();
+  place->line = std::min(place->line, last_);  // of a page that another server had before
+  if (place->line < gone) {
+    text += Message("missed", std::to_string(gone - place->line));
+    place->line = gone;
+  }
+  const size_t count = std::min<size_t>(last_ - place->line, kMostInMessage);
+  if (count == 0) return text;
+  std::string list;
+  for (size_t i = 0; i < count; ++i) list += (i > 0 ? "," : "") + lines_[place->line - gone + i];
+  place->line += count;
+  return text + "id: " + std::to_string(place->line) + "\n" + Message("lines", "[" + list + "]");
+}
+
+void Feed::Close() {
+  const std::lock_guard lock(mutex_);
+  closed_ = true;
+  came_.notify_all();
+}
+
+}  // namespace vboard::panel
