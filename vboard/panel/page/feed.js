@@ -1,1 +1,49 @@
-/* x */
+// The way to the board's server: what it tells, and what it is asked to do.
+
+const listeners = { lines: [], missed: [], state: [], connection: [] };
+
+export function on(name, listener) {
+  listeners[name].push(listener);
+}
+
+function tell(name, value) {
+  for (const listener of listeners[name]) listener(value);
+}
+
+export function connect() {
+  const source = new EventSource('feed');
+  for (const name of ['lines', 'missed', 'state']) {
+    source.addEventListener(name, (message) => tell(name, JSON.parse(message.data)));
+  }
+  source.onopen = () => tell('connection', true);
+  source.onerror = () => {
+    tell('connection', false);
+    // A browser gives up on an answer that is none; the server may be back later.
+    if (source.readyState === EventSource.CLOSED) setTimeout(connect, 2000);
+  };
+}
+
+// Does what the words of an action say, one after the other. True when the board took it.
+let last = Promise.resolve();
+export function act(...words) {
+  last = last.then(() => send(words.map(String)));
+  return last;
+}
+
+async function send(words) {
+  const answer = document.querySelector('#answer');
+  try {
+    const response = await fetch('act', { method: 'POST', body: JSON.stringify({ words }) });
+    answer.hidden = response.ok;
+    if (!response.ok) answer.textContent = `${words.join(' ')}: ${(await response.json()).error}`;
+    return response.ok;
+  } catch {
+    answer.hidden = false;
+    answer.textContent = `${words.join(' ')}: the board's server does not answer`;
+    return false;
+  }
+}
+
+export async function actions() {
+  return (await fetch('actions')).json();
+}

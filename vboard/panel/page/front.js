@@ -1,1 +1,158 @@
-/* x */
+// What one presses and sees on the recorder's front.
+import { act } from './feed.js';
+import { fill, find, hex, make, onSubmit } from './dom.js';
+
+// A key is down for at least so long: the application scans every 100 ms.
+const kShortestPress = 250;
+const kMostCodes = 12;
+const kMostFrames = 30;
+// The application's line for what it read of its front panel.
+const kRead = /\bkey((?: [0-9a-f]{2}){4})/;
+
+const reads = new Map();   // of the keys: what the application read last
+const codes = [];          // sent ones, the last one first
+const frames = [];
+let waiting = null;        // what was pressed last and not yet read
+
+function showRead(text) {
+  if (waiting === null) return;
+  if (waiting.key !== undefined) {
+    reads.set(waiting.key, text);
+    const place = find(`#matrix [data-key="${waiting.key}"] small`);
+    if (place !== null) place.textContent = text;
+  } else {
+    waiting.text = text;
+    showCodes();
+  }
+  waiting = null;
+}
+
+function showCodes() {
+  fill(find('#codes'), codes, () => codes.map((code) => make('li', {},
+    make('button', { type: 'button', textContent: `${hex(code.code)}, state ${code.state}`,
+      onclick: () => act('ir', 'send', code.code, code.state) }),
+    make('span', { textContent: code.text === undefined ? ' not read yet' : ` read as ${code.text}` }))));
+}
+
+function read(lines) {
+  for (const line of lines) {
+    if (line.kind === 'console') {
+      const match = kRead.exec(line.text);
+      if (match !== null) showRead(match[1].trim());
+    } else if (line.event === 'key' && line.pressed) {
+      waiting = { key: line.key };
+    } else if (line.device === 'ir') {
+      waiting = { code: line.code, state: line.state };
+      const same = codes.findIndex((code) => code.code === line.code && code.state === line.state);
+      if (same >= 0) codes.splice(same, 1);
+      codes.unshift(waiting);
+      codes.splice(kMostCodes);
+      showCodes();
+    } else if (line.device === 'uart' && line.bytes !== undefined) {
+      frames.unshift(`port ${line.port} ${line.event === 'sent' ? '←' : '→'} ${line.text.replace(/^\S+ /, '')}`);
+      frames.splice(kMostFrames);
+    }
+  }
+  fill(find('#wire'), frames, () => frames.map((frame) => make('li', { textContent: frame })));
+}
+
+// Down as long as it is held, by whatever holds it.
+function holdable(button, key) {
+  let since = null;
+  const press = () => {
+    if (since !== null) return;
+    since = performance.now();
+    act('key', 'press', key);
+  };
+  const release = () => {
+    if (since === null) return;
+    const left = Math.max(0, kShortestPress - (performance.now() - since));
+    since = null;
+    setTimeout(() => act('key', 'release', key), left);
+  };
+  button.onpointerdown = (event) => {
+    if (event.button !== 0) return;
+    button.setPointerCapture(event.pointerId);
+    press();
+  };
+  button.onpointerup = button.onpointercancel = button.onblur = release;
+  button.oncontextmenu = (event) => event.preventDefault();  // a finger that stays
+  const isPressing = (event) => event.key === ' ' || event.key === 'Enter';
+  button.onkeydown = (event) => {
+    if (!isPressing(event)) return moveFocus(event, key);
+    event.preventDefault();
+    press();
+  };
+  button.onkeyup = (event) => {
+    if (isPressing(event)) release();
+  };
+}
+
+const kSteps = { ArrowLeft: -1, ArrowRight: 1, ArrowUp: -5, ArrowDown: 5 };
+
+function moveFocus(event, key) {
+  const step = kSteps[event.key];
+  if (step === undefined) return;
+  event.preventDefault();
+  find(`#matrix [data-key="${key + step}"]`)?.focus();
+}
+
+function makeKeys({ count, scan }) {
+  const columns = count / scan.length;
+  const keys = [];
+  for (let key = 0; key < count; ++key) {
+    if (key % columns === 0) {
+      const line = scan[key / columns];
+      keys.push(make('span', { className: 'scan', textContent: `${line.group},${line.bit}`,
+        title: `GPIO line ${line.group},${line.bit} scans this row` }));
+    }
+    const button = make('button', { type: 'button', 'data-key': key, 'aria-pressed': 'false' },
+      make('b', { textContent: key }), make('small', { textContent: reads.get(key) ?? '' }));
+    button.setAttribute('aria-label', `Key ${key}`);
+    holdable(button, key);
+    keys.push(button);
+  }
+  return keys;
+}
+
+function showKeys(keys) {
+  find('#keys').hidden = keys.count === 0;
+  if (keys.count === 0) return;
+  fill(find('#matrix'), [keys.count, keys.scan], () => makeKeys(keys));
+  for (const button of find('#matrix').querySelectorAll('button')) {
+    const key = Number(button.dataset.key);
+    button.setAttribute('aria-pressed', keys.held.includes(key));
+    button.setAttribute('aria-label', `Key ${key}${reads.has(key) ? `, read as ${reads.get(key)}` : ''}`);
+  }
+}
+
+function showIndicators(indicators) {
+  find('#indicators').hidden = indicators.length === 0;
+  fill(find('#indicators ul'), indicators, () => indicators.map(({ name, level }) =>
+    make('li', { className: level === 0 ? 'low' : 'high' },
+      make('span', { className: 'lamp', textContent: level === 0 ? '○' : '●', 'aria-hidden': 'true' }),
+      ` ${name} `, make('b', { textContent: level === 0 ? 'low (0)' : `high (${level})` }))));
+}
+
+function showPorts(ports) {
+  const used = ports.filter((port) => port.leads_to !== undefined || frames.length > 0);
+  find('#serial').hidden = used.length === 0;
+  fill(find('#serial select'), ports, () => ports.map((port) => make('option', { value: port.port,
+    textContent: `${port.port}${port.leads_to === undefined ? '' : `: ${port.leads_to}`}`,
+    selected: port.leads_to === 'front board' })));
+}
+
+function show({ keys, indicators = [], ir, uart = [] }) {
+  showKeys(keys);
+  showIndicators(indicators);
+  showPorts(uart);
+  find('#remote').hidden = !ir.fitted;
+  find('#front-none').hidden = keys.count > 0 || indicators.length > 0 || ir.fitted || uart.length > 0;
+}
+
+export function startFront() {
+  onSubmit(find('#remote form'), ({ code, state }) => act('ir', 'send', code.value, state.value));
+  onSubmit(find('#serial form'), ({ port, bytes }) =>
+    act('uart', 'send', port.value, bytes.value.replace(/\s/g, '')));
+  return { read, show };
+}
