@@ -6,7 +6,7 @@
 #include "vboard/panel/server.h"
 #include "vboard/panel/watch.h"
 
-namespace vboard {
+namespace vboard::panel {
 namespace {
 
 // While one lives, threads are started that no signal goes to: those are for the main thread.
@@ -31,9 +31,9 @@ struct Panel::Parts {
   explicit Parts(bool follows)
       : watch(&feed, follows), server(&feed, [this](auto words) { watch.Act(words); }) {}
 
-  panel::Feed feed;
-  panel::Watch watch;
-  panel::Server server;
+  Feed feed;
+  Watch watch;
+  Server server;
 };
 
 Panel::Panel(bool follows) {
@@ -47,4 +47,4 @@ const std::string &Panel::Url() const {
   return parts_->server.Url();
 }
 
-}  // namespace vboard
+}  // namespace vboard::panel

@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-namespace vboard {
+namespace vboard::panel {
 
 class Panel {
  public:
@@ -23,4 +23,4 @@ class Panel {
   std::unique_ptr<Parts> parts_;
 };
 
-}  // namespace vboard
+}  // namespace vboard::panel

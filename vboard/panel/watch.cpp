@@ -15,7 +15,8 @@
 #include "vboard/actions.h"
 #include "vboard/board.h"
 #include "vboard/console_log.h"
-#include "vboard/device.h"
+#include "vboard/json.h"
+#include "vboard/transcript.h"
 
 namespace vboard::panel {
 namespace {
@@ -30,32 +31,26 @@ std::string Text(const Json &json) {
   return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
-std::string BoardState() {
-  return "{}";
-}
-
 uint64_t FileNumber(const std::string &path) {
   struct stat status = {};
   return stat(path.c_str(), &status) == 0 ? status.st_ino : 0;
 }
 
-std::string EventLine(const std::string &line, uint32_t *boot) {
-  double time = 0;
-  int process = 0, length = 0;
-  sscanf(line.c_str(), "%lf [%d] %n", &time, &process, &length);
-  const std::string text = line.substr(static_cast<size_t>(length));
-  sscanf(text.c_str(), "power: on, boot %u", boot);
-  return Text(
-      {{"kind", "event"}, {"boot", *boot}, {"time", time}, {"process", process}, {"text", text}});
+// The log counts its time from each boot.
+std::string EventText(const std::string &line, uint32_t *boots) {
+  const Line event = EventLine(line);
+  sscanf(event.text.c_str(), "power: on, boot %u", boots);
+  return R"({"kind":"event","boots":)" + std::to_string(*boots) + "," + EventJson(event).substr(1);
 }
 
-std::string ConsoleLine(const std::string &line) {
-  unsigned boot = 0;
+std::string ConsoleText(const std::string &line) {
+  unsigned boots = 0;
   double time = 0;
   int length = 0;
-  sscanf(line.c_str(), "%u %lf%n", &boot, &time, &length);
+  sscanf(line.c_str(), "%u %lf%n", &boots, &time, &length);
   const size_t begin = std::min(line.size(), static_cast<size_t>(length) + 1);
-  return Text({{"kind", "console"}, {"boot", boot}, {"time", time}, {"text", line.substr(begin)}});
+  return Text(
+      {{"kind", "console"}, {"boots", boots}, {"time", time}, {"text", line.substr(begin)}});
 }
 
 }  // namespace
@@ -113,7 +108,7 @@ void Watch::Run() {
   for (int pauses = 0; !ends_; ++pauses) {
     if (follows_) Follow();
     Look();
-    if (open_ && pauses % kStatePauses == 0) feed_->SetState(BoardState());
+    if (open_ && pauses % kStatePauses == 0) feed_->SetState(StateJson());
     std::this_thread::sleep_for(kPause);
   }
 }
@@ -121,8 +116,8 @@ void Watch::Run() {
 // The console first, and told last: so what a line came of is told before it.
 void Watch::Look() {
   std::vector<std::string> console = console_.Take(), lines = events_.Take();
-  for (std::string &line : lines) line = EventLine(line, &boot_);
-  for (const std::string &line : console) lines.push_back(ConsoleLine(line));
+  for (std::string &line : lines) line = EventText(line, &boots_);
+  for (const std::string &line : console) lines.push_back(ConsoleText(line));
   feed_->Add(std::move(lines));
 }
 
@@ -135,7 +130,7 @@ void Watch::Follow() {
     Open(folder_);
     open_ = true;
     board_ = board;
-    boot_ = 0;
+    boots_ = 0;
     feed_->Add({Text({{"kind", "board"}})});
   } catch (const std::runtime_error &) {
     // It is not there yet, or just being made.

@@ -57,7 +57,7 @@ class Watch {
   std::shared_mutex openBoard_;  // held by who uses the board, and alone by who opens another
   bool open_ = true;
   Tail events_, console_;
-  uint32_t boot_ = 0;  // of the last event
+  uint32_t boots_ = 0;  // of the last event
   std::atomic<bool> ends_ = false;
   std::thread thread_;
 };

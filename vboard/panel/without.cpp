@@ -3,7 +3,7 @@
 
 #include "vboard/panel/panel.h"
 
-namespace vboard {
+namespace vboard::panel {
 
 struct Panel::Parts {
   std::string url;
@@ -18,4 +18,4 @@ const std::string &Panel::Url() const {
   return parts_->url;
 }
 
-}  // namespace vboard
+}  // namespace vboard::panel

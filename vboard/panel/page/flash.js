@@ -71,7 +71,7 @@ function showBlock(boot) {
   fill(find('#variables'), variables, () => variables.map(([name, value]) => make('tr', {},
     make('th', { scope: 'row', textContent: name }), make('td', { textContent: value }))));
   if (cut !== null) {
-    find('#after-cut').textContent = `After the power was cut at ${seconds(cut.time)} s of boot ${cut.boot}: `
+    find('#after-cut').textContent = `After the power was cut at ${seconds(cut.time)} s of boot ${cut.boots}: `
       + blockText(boot);
   }
 }

@@ -1,0 +1,125 @@
+// vboard run: a board from its making to its end.
+#include <errno.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <optional>
+
+#include "vboard/board.h"
+#include "vboard/command/command.h"
+#include "vboard/console_log.h"
+#include "vboard/guard.h"
+#include "vboard/machine.h"
+#include "vboard/make.h"
+
+namespace vboard::command {
+namespace {
+
+constexpr uint32_t kLongestPatience = 86'400;
+constexpr uint32_t kMostSpeed = 100'000;
+
+struct {
+  std::string board;
+  std::string speed;
+  uint32_t patience = 30;
+  bool stay = false;
+  bool panel = false;
+} options;
+
+void Show(const Line &line) {
+  const bool colour = isatty(STDOUT_FILENO) != 0;
+  if (line.event) {
+    printf("%s%12.3f  [%d] %s%s\n", colour ? "\x1b[36m" : "", line.time, line.process,
+           line.text.c_str(), colour ? "\x1b[0m" : "");
+  } else {
+    printf("%-14s|  %s\n", "", line.text.c_str());
+  }
+  fflush(stdout);
+}
+
+// Board seconds a second, 0: free. Who leaves the board on wants to watch it.
+uint32_t Speed() {
+  if (options.speed.empty()) return options.stay || options.panel ? 1 : 0;
+  return options.speed == kFree ? 0 : static_cast<uint32_t>(std::stoul(options.speed));
+}
+
+// Who plays with the board may well disturb its scenario.
+[[noreturn]] void PlayAndAttend(Machine &machine) {
+  try {
+    machine.Play(options.patience);
+  } catch (const std::runtime_error &error) {
+    Event("scenario: ended at %s", error.what());
+  }
+  machine.Attend();
+}
+
+void Run(Common &common) {
+  LockFolder(common);
+  fflush(nullptr);
+  GoUnderGuard();
+  signal(SIGPIPE, SIG_IGN);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+    signal(number, Machine::RequestStop);
+  }
+  ReleaseSignals();
+  Plan plan = MakeBoard(options.board, common.folder, common.programs);
+  printf(
+      "%s\nThe board's folder is %s.\nLeft of the bar: what happens on the board, at which "
+      "second and by which process. Right of it: its console.\n\n",
+      plan.summary.c_str(), Folder().c_str());
+  std::optional<panel::Panel> panel;
+  if (options.panel) ShowUrl(panel.emplace(false));
+  ConsoleLog console;
+  const auto show = [&console](const Line &line) {
+    if (!line.event) console.Add(line.text);
+    Show(line);
+  };
+  Machine machine(plan, show, Speed());
+  machine.Start();
+  if (options.panel) PlayAndAttend(machine);
+  machine.Play(options.patience);
+  if (options.stay) machine.RunOn();
+  machine.Stop();
+  printf("\nThe board was switched off.\n");
+}
+
+}  // namespace
+
+void LockFolder(Common &common) {
+  common.folder = FolderOfBoard(common.folder);
+  CheckFolder(common.folder);
+  std::filesystem::create_directories(common.folder);
+  const int fd = open((common.folder + "/lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  if (fd < 0) throw std::runtime_error(common.folder + "/lock: " + strerror(errno));
+  if (flock(fd, LOCK_EX | LOCK_NB) == 0) return;
+  throw std::runtime_error("a board runs in " + common.folder + "; --folder takes another one");
+}
+
+CLI::App *AddBoardCommand(CLI::App &app, const char *name, const char *help, std::string &board) {
+  CLI::App *command = app.add_subcommand(name, help);
+  command->add_option("BOARD", board, "the board's description")->required();
+  return command;
+}
+
+void AddRun(CLI::App &app, Common &common) {
+  CLI::App *run =
+      AddBoardCommand(app, "run", "make a board, boot it and play its scenario", options.board);
+  run->add_option("--speed", options.speed,
+                  "board seconds a second, or free: as fast as the programs let it; with --stay "
+                  "or --panel 1, otherwise free")
+      ->check(CLI::Range(uint32_t{1}, kMostSpeed) | CLI::IsMember({kFree}));
+  run->add_option("--patience", options.patience, "real seconds to wait for each step")
+      ->check(CLI::Range(uint32_t{1}, kLongestPatience))
+      ->capture_default_str();
+  run->add_flag("--stay", options.stay, "leave the board on when its scenario has been played");
+  run->add_flag("--panel", options.panel,
+                "show the board in a browser, at the URL that is printed, until Ctrl-C");
+  run->callback([&common] { Run(common); });
+}
+
+}  // namespace vboard::command
