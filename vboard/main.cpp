@@ -21,6 +21,7 @@
 #include "vboard/guard.h"
 #include "vboard/machine.h"
 #include "vboard/make.h"
+#include "vboard/steps.h"
 
 namespace {
 
@@ -37,8 +38,10 @@ struct Options {
   std::vector<std::string> command;
   std::string boards;
   std::string speed;
+  std::string transcript;
   uint32_t patience = 30;
   bool stay = false;
+  bool steps = false;
   bool follow = false;
   bool keys = false;
 } options;
@@ -71,6 +74,12 @@ void LockFolder() {
   throw std::runtime_error("a board runs in " + options.folder + "; --folder takes another one");
 }
 
+void PlaySteps(const vboard::Plan &plan) {
+  const double patience = options.patience;
+  if (vboard::PlaySteps(plan, {options.programs, options.transcript, patience})) return;
+  throw std::runtime_error("a step took longer than the patience; the board was switched off");
+}
+
 void RunBoard() {
   LockFolder();
   fflush(nullptr);
@@ -81,6 +90,7 @@ void RunBoard() {
   }
   vboard::ReleaseSignals();
   vboard::Plan plan = vboard::MakeBoard(options.board, options.folder, options.programs);
+  if (options.steps) return PlaySteps(plan);
   printf(
       "%s\nThe board's folder is %s.\nLeft of the bar: what happens on the board, at which "
       "second and by which process. Right of it: its console.\n\n",
@@ -206,6 +216,14 @@ CLI::App *AddBoardCommand(CLI::App &app, const char *name, const char *help) {
   return command;
 }
 
+std::string StepsFooter() {
+  std::string text = "Steps besides the actions, such as key press 7:\n";
+  for (const vboard::StepHelp &each : vboard::StepsHelp()) {
+    text += "  " + std::string(each.step) + "\n      " + each.help + "\n";
+  }
+  return text;
+}
+
 void AddRun(CLI::App &app) {
   CLI::App *run = AddBoardCommand(app, "run", "make a board, boot it and play its scenario");
   run->add_option("--speed", options.speed,
@@ -215,7 +233,16 @@ void AddRun(CLI::App &app) {
   run->add_option("--patience", options.patience, "real seconds to wait for each step")
       ->check(CLI::Range(uint32_t{1}, kLongestPatience))
       ->capture_default_str();
-  run->add_flag("--stay", options.stay, "leave the board on when its scenario has been played");
+  CLI::Option *stay =
+      run->add_flag("--stay", options.stay, "leave the board on when its scenario has been played");
+  CLI::Option *steps = run->add_flag("--steps", options.steps,
+                                     "play the steps that come on standard input instead, and "
+                                     "answer each with a line of JSON");
+  steps->excludes(stay)->excludes("--speed");
+  run->add_option("--transcript", options.transcript,
+                  "with --steps: the file that gets console and events as lines of JSON")
+      ->needs(steps);
+  run->footer(StepsFooter);
   run->callback(RunBoard);
 }
 

@@ -22,7 +22,7 @@ constexpr size_t kMarkLength = 33;
 struct Line {
   bool event = false;
   std::string text;  // without time, process and line feed
-  double time = 0;   // events: seconds of board time
+  double time = 0;   // seconds of board time; of what a program printed, when it was read
   int process = 0;   // events: the number of the process, 0 for the board itself
 };
 
