@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <filesystem>
 #include <utility>
@@ -83,9 +84,9 @@ std::string PlaceOf(const std::string &name) {
 
 // In a child, where nothing may go back to what the machine was doing.
 [[noreturn]] void Become(const std::string &program, const std::vector<std::string> &command,
-                         int input, int output) noexcept {
+                         const std::array<int, 3> &standard) noexcept {
   signal(SIGPIPE, SIG_DFL);  // which the machine itself ignores
-  for (int fd = 0; fd <= 2; ++fd) dup2(fd == 0 ? input : output, fd);
+  for (int fd = 0; fd <= 2; ++fd) dup2(standard[static_cast<size_t>(fd)], fd);
   close_range(3, ~0U, 0);
   ExecuteOnBoard(program, command);
 }
@@ -185,26 +186,27 @@ void Machine::StartCommand() {
   command_ = fork();
   // Here and there, so that the group is there for both from now on.
   setpgid(command_, command_);
-  if (command_ == 0) Become(PathOnBoard(plan_.start[0]), plan_.start, terminal_, terminal_);
+  if (command_ == 0)
+    Become(PathOnBoard(plan_.start[0]), plan_.start, {terminal_, terminal_, terminal_});
   if (command_ < 0) throw std::runtime_error("no process for the board's command");
   NoteBirth();
   State().processGroup = command_;
   running_ = true;
 }
 
-pid_t Machine::StartBeside(const std::vector<std::string> &command, int output) {
+pid_t Machine::StartBeside(const std::vector<std::string> &command, int output, int messages) {
   const std::string program = PlaceOf(command[0]);
   if (access(program.c_str(), X_OK) != 0) {
     throw std::runtime_error(command[0] + ": no such program");
   }
-  const int nothing = output < 0 ? -1 : open("/dev/null", O_RDONLY | O_CLOEXEC);
+  std::array<int, 3> standard = {terminal_, terminal_, terminal_};
+  const int nothing = open("/dev/null", O_RDONLY | O_CLOEXEC);
+  if (output >= 0) standard = {nothing, output, messages};
   fflush(nullptr);
   const pid_t child = fork();
   // Here and there, as the command's own group.
   if (child >= 0) setpgid(child, command_);
-  if (child == 0) {
-    Become(program, command, output < 0 ? terminal_ : nothing, output < 0 ? terminal_ : output);
-  }
+  if (child == 0) Become(program, command, standard);
   close(nothing);
   if (child < 0) throw std::runtime_error("no process for " + command[0]);
   beside_[child] = -1;

@@ -52,8 +52,8 @@ class Machine {
   // Goes on until nothing runs any more.
   void RunOn();
   // Starts a program of the PC on the board, beside what runs there: on the board's console, or
-  // with nothing to read and this descriptor to write to. Its number on the PC.
-  pid_t StartBeside(const std::vector<std::string> &command, int output = -1);
+  // with nothing to read and these descriptors to write to. Its number on the PC.
+  pid_t StartBeside(const std::vector<std::string> &command, int output = -1, int messages = -1);
   // Exit status of a program that was started beside, once it has ended; -1 before.
   int StatusOf(pid_t beside) const { return beside_.at(beside); }
   // Plays the plan's scenario. Throws std::runtime_error with the step that failed; each may take
@@ -77,6 +77,7 @@ class Machine {
   const std::vector<Line> &Lines() const { return transcript_.Lines(); }
   // Looks for a line as WaitFor does, among those that have come.
   bool Find(const std::string &text) { return transcript_.Find(text); }
+  void Forget() { transcript_.Forget(); }
   // How many of the lines came up to the last one waited for.
   size_t Waited() const { return transcript_.Found(); }
 

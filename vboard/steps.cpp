@@ -10,6 +10,8 @@
 
 #include <algorithm>
 #include <charconv>
+#include <map>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <stdexcept>
@@ -103,6 +105,12 @@ class Output {
   int fd_;
 };
 
+// A program that a step started.
+struct Guest {
+  pid_t process = 0;
+  std::unique_ptr<Output> output, messages;
+};
+
 class Player {
  public:
   Player(const Plan &plan, const StepOptions &options)
@@ -128,8 +136,10 @@ class Player {
   void Wait(const std::string &text);
   void Expect(const std::string &words);
   void After(const std::string &seconds);
-  void Execute(const std::string &words);
+  void Forget(const std::string &words);
   void Start(const std::string &words);
+  void Finish(const std::string &words);
+  void Execute(const std::string &words);
   void Signal(const std::string &words);
   void Act(const std::string &words);
 
@@ -138,12 +148,13 @@ class Player {
   void CheckOn() const;
   template <typename Happened>
   void Until(Happened happened, int64_t moment, const std::string &otherwise);
-  pid_t StartBeside(const std::string &words, int output);
+  std::string StartBeside(const std::string &words);
 
   StepOptions options_;
   Machine machine_;
   Json answer_;
   FILE *transcript_ = nullptr;
+  std::map<std::string, Guest> guests_;  // by their process numbers, until they are finished
 };
 
 struct Step {
@@ -157,12 +168,14 @@ constexpr Step kSteps[] = {
      &Player::Wait},
     {{"expect SECONDS TEXT", "the same for so many board seconds at most"}, &Player::Expect},
     {{"after SECONDS", "let so many board seconds go by"}, &Player::After},
-    {{"exec PROGRAM ARGUMENT...",
-      "run a program to its end: the answer has its output and exit status"},
-     &Player::Execute},
-    {{"start PROGRAM ARGUMENT...",
-      "start a program on the console: the answer has its process number"},
+    {{"forget", "look at nothing any more that has come so far"}, &Player::Forget},
+    {{"start PROGRAM ARGUMENT...", "start a program: the answer has its process number"},
      &Player::Start},
+    {{"finish PROCESS-NUMBER",
+      "until a program has ended: the answer has its output, its messages and its exit status"},
+     &Player::Finish},
+    {{"exec PROGRAM ARGUMENT...", "both; instead of the words there may be a JSON list of texts"},
+     &Player::Execute},
     {{"signal NUMBER PROCESS-NUMBER", "send a process of the board a signal"}, &Player::Signal},
 };
 
@@ -228,27 +241,45 @@ void Player::After(const std::string &seconds) {
   Until([&] { return Lifetime() >= moment; }, moment, "time did not go on");
 }
 
-pid_t Player::StartBeside(const std::string &words, int output) {
-  CheckOn();
-  std::vector<std::string> command = CommandOf(words);
-  if (command.empty()) throw StepError("usage: exec PROGRAM ARGUMENT..., or a list of JSON texts");
-  std::string &program = command[0];
-  if (program.find('/') == std::string::npos) program.insert(0, options_.programs + "/");
-  const pid_t process = machine_.StartBeside(command, output);
-  answer_["process"] = NumberOnBoard(process);
-  return process;
+void Player::Forget(const std::string &words) {
+  if (!words.empty()) throw StepError("usage: forget");
+  machine_.Forget();
 }
 
-void Player::Execute(const std::string &words) {
-  const Output output;
-  const pid_t process = StartBeside(words, output.fd());
-  Until([&] { return machine_.StatusOf(process) >= 0; }, kNever, words + " did not end");
-  answer_["status"] = machine_.StatusOf(process);
-  answer_["output"] = output.Text();
+// The number of its process on the board.
+std::string Player::StartBeside(const std::string &words) {
+  CheckOn();
+  std::vector<std::string> command = CommandOf(words);
+  if (command.empty() || command[0].empty()) {
+    throw StepError("usage: exec PROGRAM ARGUMENT..., or a JSON list of texts");
+  }
+  if (command[0].find('/') == std::string::npos) command[0].insert(0, options_.programs + "/");
+  Guest guest = {0, std::make_unique<Output>(), std::make_unique<Output>()};
+  guest.process = machine_.StartBeside(command, guest.output->fd(), guest.messages->fd());
+  answer_["process"] = NumberOnBoard(guest.process);
+  const std::string number = answer_["process"].dump();
+  guests_[number] = std::move(guest);
+  return number;
 }
 
 void Player::Start(const std::string &words) {
-  StartBeside(words, -1);
+  StartBeside(words);
+}
+
+void Player::Finish(const std::string &number) {
+  const auto guest = guests_.find(number);
+  if (guest == guests_.end()) throw StepError("no step started process '" + number + "'");
+  const auto status = [&] { return machine_.StatusOf(guest->second.process); };
+  if (status() < 0)
+    Until([&] { return status() >= 0; }, kNever, "process " + number + " did not end");
+  answer_["status"] = status();
+  answer_["output"] = guest->second.output->Text();
+  answer_["messages"] = guest->second.messages->Text();
+  guests_.erase(guest);
+}
+
+void Player::Execute(const std::string &words) {
+  Finish(StartBeside(words));
 }
 
 void Player::Signal(const std::string &words) {

@@ -46,6 +46,8 @@ class Transcript {
   // Looks on from the line that was found last. True, and that is the line found last, when one
   // contains the text.
   bool Find(std::string_view text);
+  // What has come so far is not looked at any more.
+  void Forget() { found_ = lines_.size(); }
 
   // The last 16 MiB of it; a longer line than 4096 characters comes in pieces.
   const std::vector<Line> &Lines() const { return lines_; }
