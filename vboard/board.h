@@ -26,6 +26,7 @@ namespace vboard {
 struct Device;
 
 enum class Power : uint32_t { kOn, kOff, kRestart, kCut };
+const char *PowerName(Power power);
 
 // A fault waiting for its call: the nth call of this name with this path fails.
 struct Fault {
@@ -177,7 +178,8 @@ class Lock {
   OwnCalls ownCalls_;
 };
 
-// Adds a line to the event log, as printf does.
+// Adds a line to the event log, as printf does. A longer line than this is cut.
+constexpr size_t kLongestEvent = 399;
 [[gnu::format(printf, 1, 2)]] void Event(const char *format, ...);
 
 // Copies a text into a field of the shared state, cut to its size.

@@ -24,7 +24,11 @@ struct Line {
   std::string text;  // without time, process and line feed
   double time = 0;   // seconds of board time; of what a program printed, when it was read
   int process = 0;   // events: the number of the process, 0 for the board itself
+  bool cut = false;  // events: the log may lack the text's end
 };
+
+// A line of the event log.
+Line EventLine(std::string text);
 
 class Transcript {
  public:
