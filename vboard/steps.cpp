@@ -18,6 +18,7 @@
 
 #include "vboard/actions.h"
 #include "vboard/board.h"
+#include "vboard/json.h"
 #include "vboard/processes.h"
 
 namespace vboard {
@@ -43,10 +44,6 @@ struct LimitReached : StepError {
 struct PatienceEnded : StepError {
   using StepError::StepError;
 };
-
-Json EventJson(const Line &line) {
-  return {{"time", line.time}, {"process", line.process}, {"text", line.text}};
-}
 
 std::string AsLine(const Json &json) {
   return json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
@@ -191,9 +188,8 @@ std::string NameOf(const Step &step) {
 
 void Player::Note(const Line &line) {
   if (transcript_ == nullptr) return;
-  const Json json =
-      line.event ? EventJson(line) : Json{{"time", line.time}, {"console", line.text}};
-  fputs(AsLine(json).c_str(), transcript_);
+  const Json text = {{"time", line.time}, {"console", line.text}};
+  fputs((line.event ? EventJson(line) + "\n" : AsLine(text)).c_str(), transcript_);
 }
 
 void Player::CheckOn() const {
@@ -323,6 +319,8 @@ Json Player::Play(const std::string &step) {
   } catch (const std::invalid_argument &error) {
     answer_.update({{"ok", false}, {"error", error.what()}});
   }
+  // What the step did is told, too.
+  machine_.GoOnUntil([] { return true; }, options_.patience);
   answer_["time"] = BoardTime();
   if (transcript_ != nullptr) fflush(transcript_);
   return answer_;
