@@ -77,6 +77,7 @@ class Board(AbstractBoard):
 
     def step(self, step: str) -> dict:
         """Plays a step of `vboard run --steps` and returns the answer's fields."""
+        __tracebackhide__ = True
         if '\n' in step:
             raise BoardError('a step is one line: %r' % step)
         if self._process is None:
@@ -118,9 +119,11 @@ class Board(AbstractBoard):
         self.step(step)
 
     def expect(self, text: str, within: float = 10) -> str:
+        __tracebackhide__ = True
         return self.step('expect %.6f %s' % (within, text))['line']
 
     def expect_none(self, text: str, seconds: float) -> None:
+        __tracebackhide__ = True
         try:
             line = self.expect(text, seconds)
         except NotSeen:
