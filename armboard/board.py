@@ -312,6 +312,9 @@ class Board(Machine, AbstractBoard):
             if text in line:
                 raise AssertionError("'%s' came: %s" % (text, line))
 
+    def type(self, line):
+        self.send('console', line.encode() + b'\n')
+
     # ---- Programs and files ----
 
     def run(self, program, *arguments):

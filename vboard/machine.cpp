@@ -244,6 +244,17 @@ void Machine::Reap() {
   running_ = id == 0;  // some child is left
 }
 
+bool Machine::Type(std::string_view text) {
+  while (!text.empty()) {
+    pollfd descriptor = {console_, POLLOUT, 0};
+    if (poll(&descriptor, 1, 0) <= 0) return false;
+    // It waits where more is typed than fits, of which a single character is sure.
+    if (write(console_, text.data(), 1) != 1) return false;
+    text.remove_prefix(1);
+  }
+  return true;
+}
+
 // Takes what the programs printed up to now, when all of them rest; the terminal may be behind.
 // True when anything came.
 bool Machine::TakeConsole() {

@@ -9,6 +9,7 @@
 #include <map>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "vboard/keeper.h"
@@ -63,6 +64,8 @@ class Machine {
   void Stop();
   // Has whatever goes on here end with Interrupted. For signal handlers.
   static void RequestStop(int signal);
+  // Types on the console. False when it takes no more, because nobody reads.
+  bool Type(std::string_view text);
   // Follows what came from outside meanwhile, such as a stop. For who lets nothing go on.
   void LookOutside();
   // Has time go on to a moment that is waited for even when nothing runs any more.

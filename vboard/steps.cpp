@@ -133,6 +133,7 @@ class Player {
   void Wait(const std::string &text);
   void Expect(const std::string &words);
   void After(const std::string &seconds);
+  void Type(const std::string &text);
   void Forget(const std::string &words);
   void Start(const std::string &words);
   void Finish(const std::string &words);
@@ -165,6 +166,7 @@ constexpr Step kSteps[] = {
      &Player::Wait},
     {{"expect SECONDS TEXT", "the same for so many board seconds at most"}, &Player::Expect},
     {{"after SECONDS", "let so many board seconds go by"}, &Player::After},
+    {{"type TEXT", "type a line on the console"}, &Player::Type},
     {{"forget", "look at nothing any more that has come so far"}, &Player::Forget},
     {{"start PROGRAM ARGUMENT...", "start a program: the answer has its process number"},
      &Player::Start},
@@ -235,6 +237,11 @@ void Player::Expect(const std::string &words) {
 void Player::After(const std::string &seconds) {
   const int64_t moment = MomentAfter(seconds);
   Until([&] { return Lifetime() >= moment; }, moment, "time did not go on");
+}
+
+void Player::Type(const std::string &text) {
+  CheckOn();
+  if (!machine_.Type(text + "\n")) throw StepError("nobody reads the console");
 }
 
 void Player::Forget(const std::string &words) {

@@ -144,6 +144,10 @@ class AbstractBoard(abc.ABC):
         """Sends a code with the remote control."""
         self.act('ir send %d %d' % (code, state))
 
+    @abc.abstractmethod
+    def type(self, line: str) -> None:
+        """Types a line on the console."""
+
     def plug(self, stick: str) -> None:
         self.act('stick plug ' + stick)
 

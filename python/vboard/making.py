@@ -1,12 +1,14 @@
 """Where boards and programs are found, and a board's description with what a test adds to it."""
 
+import importlib
 import json
 import os
 import shutil
 import subprocess
+import sys
 import typing
 
-from vboard.base import BoardError
+from vboard.base import AbstractBoard, BoardError
 
 # The tree of sources that this package may be part of.
 TREE = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
@@ -35,6 +37,20 @@ def find_board(board: str, command: str) -> str:
         if os.path.exists(path):
             return os.path.abspath(path)
     raise BoardError("there is no board '%s'" % board)
+
+
+def kind_of_board(kind: str) -> type[AbstractBoard]:
+    """The class of the virtual board, or of the emulated ARM board."""
+    if kind == 'virtual':
+        return importlib.import_module('vboard.virtual').Board
+    folder = os.path.join(TREE, 'armboard')
+    if not os.path.isdir(folder):
+        raise BoardError('the emulated ARM board is in the source tree only')
+    sys.path.insert(0, folder)
+    try:
+        return importlib.import_module('board').Board
+    finally:
+        sys.path.remove(folder)
 
 
 def add_programs(folder: str, known: str, programs: typing.Mapping[str, str],

@@ -8,15 +8,10 @@
 A failing test shows what happened on its boards. Each board has a folder of its own, so that tests
 can run side by side."""
 
-import importlib
-import os
-import sys
-
 import pytest
 
-from vboard.base import AbstractBoard, BoardError
-from vboard.making import TREE
-from vboard.virtual import Board
+from vboard.base import AbstractBoard
+from vboard.making import kind_of_board
 
 MOST_LINES = 400  # of a transcript, that a failure shows
 
@@ -36,19 +31,6 @@ def pytest_configure(config):
     config.addinivalue_line(
         'markers', "board(name, programs={path: file}, extra='', kinds=[...]): the board of a test, "
         'as for vboard.Board; on other kinds than these the test is skipped')
-
-
-def kind_of_board(kind):
-    if kind == 'virtual':
-        return Board
-    folder = os.path.join(TREE, 'armboard')
-    if not os.path.isdir(folder):
-        raise BoardError('the emulated ARM board is in the source tree only')
-    sys.path.insert(0, folder)
-    try:
-        return importlib.import_module('board').Board
-    finally:
-        sys.path.remove(folder)
 
 
 @pytest.fixture

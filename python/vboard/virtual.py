@@ -133,6 +133,9 @@ class Board(AbstractBoard):
     def forget(self) -> None:
         self.step('forget')
 
+    def type(self, line: str) -> None:
+        self.step('type ' + line)
+
     # ---- Programs ----
 
     def start(self, program: str, *arguments: str) -> int:
