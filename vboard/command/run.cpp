@@ -7,13 +7,17 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <exception>
 #include <filesystem>
+#include <optional>
 
 #include "vboard/board.h"
 #include "vboard/command/command.h"
+#include "vboard/command/output.h"
 #include "vboard/guard.h"
 #include "vboard/machine.h"
 #include "vboard/make.h"
+#include "vboard/waveform.h"
 
 namespace vboard::command {
 namespace {
@@ -26,6 +30,7 @@ struct {
   std::string speed;
   uint32_t patience = 30;
   bool stay = false;
+  std::string record;
 } options;
 
 void Show(const Line &line) {
@@ -45,16 +50,8 @@ uint32_t Speed() {
   return options.speed == kFree ? 0 : static_cast<uint32_t>(std::stoul(options.speed));
 }
 
-void Run(Common &common) {
-  LockFolder(common);
-  fflush(nullptr);
-  GoUnderGuard();
-  signal(SIGPIPE, SIG_IGN);
-  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
-    signal(number, Machine::RequestStop);
-  }
-  ReleaseSignals();
-  Plan plan = MakeBoard(options.board, common.folder, common.programs);
+void PlayBoard(const Common &common) {
+  const Plan plan = MakeBoard(options.board, common.folder, common.programs);
   printf(
       "%s\nThe board's folder is %s.\nLeft of the bar: what happens on the board, at which "
       "second and by which process. Right of it: its console.\n\n",
@@ -65,6 +62,33 @@ void Run(Common &common) {
   if (options.stay) machine.RunOn();
   machine.Stop();
   printf("\nThe board was switched off.\n");
+}
+
+// Whatever ends the board, what happened on it is recorded.
+void PlayAndRecord(const Common &common, ResultFile &record) {
+  std::exception_ptr failure;
+  try {
+    PlayBoard(common);
+  } catch (...) {
+    failure = std::current_exception();
+  }
+  if (IsOpen()) record.Write(Waveform());
+  if (failure) std::rethrow_exception(failure);
+}
+
+void Run(Common &common) {
+  LockFolder(common);
+  std::optional<ResultFile> record;
+  if (!options.record.empty()) record.emplace(options.record);
+  fflush(nullptr);
+  GoUnderGuard();
+  signal(SIGPIPE, SIG_IGN);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+    signal(number, Machine::RequestStop);
+  }
+  ReleaseSignals();
+  if (!record) return PlayBoard(common);
+  PlayAndRecord(common, *record);
 }
 
 }  // namespace
@@ -96,6 +120,9 @@ void AddRun(CLI::App &app, Common &common) {
       ->check(CLI::Range(uint32_t{1}, kLongestPatience))
       ->capture_default_str();
   run->add_flag("--stay", options.stay, "leave the board on when its scenario has been played");
+  run->add_option("--record", options.record,
+                  "write what happens as a value change dump for waveform viewers")
+      ->type_name("FILE");
   run->callback([&common] { Run(common); });
 }
 
