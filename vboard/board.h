@@ -112,6 +112,8 @@ std::string FolderOfBoard(const std::string &folder);
 // and a machine's power supply want.
 void Open(const std::string &folder);
 
+// Whether a board is open or attached to.
+bool IsOpen();
 const std::string &Folder();
 const char *EventsPath();
 Shared &State();
@@ -144,6 +146,10 @@ bool MachineRuns();
 // another program. No other one gets it in the same power cycle, in which the events of both could
 // not be told apart.
 int ProcessNumber();
+// The same of a process that the board itself has just started, and the other way round, -1 for one
+// that does not live.
+int NumberOnBoard(pid_t process);
+pid_t ProcessOfNumber(int number);
 // Has this process have a number even when it has no descriptor left. For Attach.
 void NoteOwnStart();
 

@@ -7,15 +7,19 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <exception>
 #include <filesystem>
 #include <optional>
 
 #include "vboard/board.h"
 #include "vboard/command/command.h"
+#include "vboard/command/output.h"
 #include "vboard/console_log.h"
 #include "vboard/guard.h"
 #include "vboard/machine.h"
 #include "vboard/make.h"
+#include "vboard/steps.h"
+#include "vboard/waveform.h"
 
 namespace vboard::command {
 namespace {
@@ -26,9 +30,12 @@ constexpr uint32_t kMostSpeed = 100'000;
 struct {
   std::string board;
   std::string speed;
+  std::string transcript;
+  std::string record;
   uint32_t patience = 30;
   bool stay = false;
   bool panel = false;
+  bool steps = false;
 } options;
 
 void Show(const Line &line) {
@@ -58,16 +65,15 @@ uint32_t Speed() {
   machine.Attend();
 }
 
-void Run(Common &common) {
-  LockFolder(common);
-  fflush(nullptr);
-  GoUnderGuard();
-  signal(SIGPIPE, SIG_IGN);
-  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
-    signal(number, Machine::RequestStop);
-  }
-  ReleaseSignals();
-  Plan plan = MakeBoard(options.board, common.folder, common.programs);
+void TakeSteps(const Plan &plan, const Common &common) {
+  const double patience = options.patience;
+  if (PlaySteps(plan, {common.programs, options.transcript, patience})) return;
+  throw std::runtime_error("a step took longer than the patience; the board was switched off");
+}
+
+void PlayBoard(const Common &common) {
+  const Plan plan = MakeBoard(options.board, common.folder, common.programs);
+  if (options.steps) return TakeSteps(plan, common);
   printf(
       "%s\nThe board's folder is %s.\nLeft of the bar: what happens on the board, at which "
       "second and by which process. Right of it: its console.\n\n",
@@ -86,6 +92,41 @@ void Run(Common &common) {
   if (options.stay) machine.RunOn();
   machine.Stop();
   printf("\nThe board was switched off.\n");
+}
+
+// Whatever ends the board, what happened on it is recorded.
+void PlayAndRecord(const Common &common, ResultFile &record) {
+  std::exception_ptr failure;
+  try {
+    PlayBoard(common);
+  } catch (...) {
+    failure = std::current_exception();
+  }
+  if (IsOpen()) record.Write(Waveform());
+  if (failure) std::rethrow_exception(failure);
+}
+
+void Run(Common &common) {
+  LockFolder(common);
+  std::optional<ResultFile> record;
+  if (!options.record.empty()) record.emplace(options.record);
+  fflush(nullptr);
+  GoUnderGuard();
+  signal(SIGPIPE, SIG_IGN);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+    signal(number, Machine::RequestStop);
+  }
+  ReleaseSignals();
+  if (!record) return PlayBoard(common);
+  PlayAndRecord(common, *record);
+}
+
+std::string StepsFooter() {
+  std::string text = "Steps besides the actions, such as key press 7:\n";
+  for (const StepHelp &each : StepsHelp()) {
+    text += "  " + std::string(each.step) + "\n      " + each.help + "\n";
+  }
+  return text;
 }
 
 }  // namespace
@@ -116,9 +157,23 @@ void AddRun(CLI::App &app, Common &common) {
   run->add_option("--patience", options.patience, "real seconds to wait for each step")
       ->check(CLI::Range(uint32_t{1}, kLongestPatience))
       ->capture_default_str();
-  run->add_flag("--stay", options.stay, "leave the board on when its scenario has been played");
-  run->add_flag("--panel", options.panel,
-                "show the board in a browser, at the URL that is printed, until Ctrl-C");
+  CLI::Option *stay =
+      run->add_flag("--stay", options.stay, "leave the board on when its scenario has been played");
+  CLI::Option *panel =
+      run->add_flag("--panel", options.panel,
+                    "show the board in a browser, at the URL that is printed, until Ctrl-C");
+  CLI::Option *steps = run->add_flag("--steps", options.steps,
+                                     "play the steps that come on standard input instead, and "
+                                     "answer each with a line of JSON");
+  steps->excludes(stay)->excludes(panel)->excludes("--speed");
+  run->add_option("--transcript", options.transcript,
+                  "with --steps: the file that gets console and events as lines of JSON")
+      ->type_name("FILE")
+      ->needs(steps);
+  run->footer(StepsFooter);
+  run->add_option("--record", options.record,
+                  "write what happens as a value change dump for waveform viewers")
+      ->type_name("FILE");
   run->callback([&common] { Run(common); });
 }
 
