@@ -38,7 +38,7 @@ std::vector<std::filesystem::path> Content(const std::string &folder) {
   if (!std::filesystem::exists(folder)) return content;
   for (const auto &entry : std::filesystem::directory_iterator(folder)) {
     const std::string name = entry.path().filename();
-    if (name != "state" && name != "lock") content.push_back(entry.path());
+    if (name != "state" && name != "lock" && name != kPanelFile) content.push_back(entry.path());
   }
   return content;
 }

@@ -11,6 +11,9 @@
 
 namespace vboard {
 
+// In a board's folder: where its panel is. It outlives the board.
+constexpr char kPanelFile[] = "panel";
+
 // What a description says besides the devices.
 struct Plan {
   std::string summary;

@@ -17,6 +17,18 @@ std::string Message(const char *name, const std::string &data) {
 
 }  // namespace
 
+// A page that another command's feed had before is told apart by the number of its board.
+Feed::Feed()
+    : board_(static_cast<uint64_t>(std::chrono::system_clock::now().time_since_epoch().count())) {}
+
+void Feed::Begin() {
+  const std::lock_guard lock(mutex_);
+  lines_.clear();
+  kept_ = last_ = 0;
+  ++board_;
+  came_.notify_all();
+}
+
 void Feed::Add(std::vector<std::string> lines) {
   if (lines.empty()) return;
   const std::lock_guard lock(mutex_);
@@ -40,7 +52,7 @@ void Feed::SetState(std::string state) {
 }
 
 bool Feed::HasNews(const Place &place) const {
-  return closed_ || place.line != last_ || place.state != states_;
+  return closed_ || place.board != board_ || place.line != last_ || place.state != states_;
 }
 
 std::string Feed::Next(Place *place, std::chrono::milliseconds patience) {
@@ -48,10 +60,14 @@ std::string Feed::Next(Place *place, std::chrono::milliseconds patience) {
   came_.wait_for(lock, patience, [&] { return HasNews(*place); });
   std::string text;
   if (closed_) return text;
+  if (place->board != board_) {
+    *place = {board_, 0, 0};
+    text += Message("board", "null");
+  }
   if (place->state != states_) text += Message("state", state_);
   place->state = states_;
   const uint64_t gone = last_ - lines_.size();
-  place->line = std::min(place->line, last_);  // of a page that another server had before
+  place->line = std::min(place->line, last_);  // what a request says may be anything
   if (place->line < gone) {
     text += Message("missed", std::to_string(gone - place->line));
     place->line = gone;
@@ -61,7 +77,8 @@ std::string Feed::Next(Place *place, std::chrono::milliseconds patience) {
   std::string list;
   for (size_t i = 0; i < count; ++i) list += (i > 0 ? "," : "") + lines_[place->line - gone + i];
   place->line += count;
-  return text + "id: " + std::to_string(place->line) + "\n" + Message("lines", "[" + list + "]");
+  const std::string id = std::to_string(board_) + " " + std::to_string(place->line);
+  return text + "id: " + id + "\n" + Message("lines", "[" + list + "]");
 }
 
 void Feed::Close() {

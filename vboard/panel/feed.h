@@ -17,15 +17,19 @@ namespace vboard::panel {
 
 // Where a page is.
 struct Place {
+  uint64_t board = 0;  // which one it shows
   uint64_t line = 0;   // the last one that it got
   uint64_t state = 0;  // the number of the state that it got
 };
 
 class Feed {
  public:
+  Feed();
   // Lines and state as JSON.
   void Add(std::vector<std::string> lines);
   void SetState(std::string state);
+  // Another board: the pages forget the one before.
+  void Begin();
   // What a page at this place gets next, as server-sent events; waits so long for something to
   // come. Empty when nothing came. Takes the page on.
   std::string Next(Place *place, std::chrono::milliseconds patience);
@@ -42,6 +46,7 @@ class Feed {
   size_t kept_ = 0;    // bytes
   std::string state_;
   uint64_t states_ = 0;
+  uint64_t board_;
   bool closed_ = false;
 };
 

@@ -1,7 +1,8 @@
 #include "vboard/panel/server.h"
 
 #include <httplib.h>
-#include <sys/random.h>
+#include <inttypes.h>
+#include <sys/socket.h>
 
 #include <nlohmann/json.hpp>
 #include <stdexcept>
@@ -10,6 +11,7 @@
 
 #include "vboard/actions.h"
 #include "vboard/device.h"
+#include "vboard/panel/address.h"
 
 namespace vboard::panel {
 namespace {
@@ -22,26 +24,16 @@ constexpr size_t kMostWords = 16;
 constexpr int kMostPages = 8;
 // Each page holds one thread; what else it asks for is answered by the others.
 constexpr size_t kThreads = 2 * kMostPages;
+// So many connections wait for a thread beside; the rest waits in the kernel.
+constexpr size_t kMostConnections = kThreads + 16;
 // After which a page that has gone is noticed.
 constexpr std::chrono::seconds kSilence{2};
+// What a connection gets for its request, and for an answer that it is to take.
+constexpr time_t kPatience = 2;
 
 constexpr const char *kPolicy =
     "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data:; "
     "connect-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
-
-std::string DrawToken() {
-  unsigned char bytes[16];
-  if (getrandom(bytes, sizeof bytes, 0) != sizeof bytes) {
-    throw std::runtime_error("no random numbers for the panel's token");
-  }
-  std::string token;
-  for (const unsigned char byte : bytes) {
-    char digits[3];
-    snprintf(digits, sizeof digits, "%02x", byte);
-    token += digits;
-  }
-  return token;
-}
 
 // Takes as long for every text of the same length.
 bool AreEqual(std::string_view one, std::string_view other) {
@@ -57,6 +49,34 @@ void Answer(httplib::Response &response, int status, const Json &json) {
   response.status = status;
   response.set_content(json.dump(-1, ' ', false, Json::error_handler_t::replace),
                        "application/json");
+}
+
+// Takes no more connections at a time than it has place for.
+class Connections : public httplib::ThreadPool {
+ public:
+  Connections() : ThreadPool(kThreads) {}
+  void enqueue(std::function<void()> serve) override {
+    std::unique_lock lock(mutex_);
+    left_.wait(lock, [this] { return count_ < kMostConnections; });
+    ++count_;
+    ThreadPool::enqueue([this, serve = std::move(serve)] {
+      serve();
+      const std::lock_guard ended(mutex_);
+      --count_;
+      left_.notify_one();
+    });
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable left_;
+  size_t count_ = 0;
+};
+
+// Two panels share no port, as they could with the library's own settings.
+void SetSocketOptions(socket_t socket) {
+  const int on = 1;
+  setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
 }
 
 // What can be done to the board, as the command line has it.
@@ -78,11 +98,14 @@ Json ActionTable() {
 }  // namespace
 
 Server::Server(Feed *feed, Act act)
-    : feed_(feed),
-      act_(std::move(act)),
-      token_(DrawToken()),
-      server_(std::make_unique<httplib::Server>()) {
-  server_->new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
+    : feed_(feed), act_(std::move(act)), server_(std::make_unique<httplib::Server>()) {
+  Address address = AddressInFolder();
+  token_ = address.token;
+  server_->new_task_queue = [] { return new Connections; };
+  server_->set_socket_options(SetSocketOptions);
+  server_->set_keep_alive_timeout(kPatience);
+  server_->set_read_timeout(kPatience);
+  server_->set_write_timeout(kPatience);
   server_->set_keep_alive_max_count(1);  // an idle connection would hold a thread
   server_->set_payload_max_length(kMostBody);
   server_->set_tcp_nodelay(true);
@@ -96,9 +119,12 @@ Server::Server(Feed *feed, Act act)
                                      : httplib::Server::HandlerResponse::Unhandled;
   });
   AddRoutes();
-  const int port = server_->bind_to_any_port(kAddress);
-  if (port <= 0) throw std::runtime_error("no port for the board's panel");
-  origin_ = std::string("http://") + kAddress + ":" + std::to_string(port);
+  if (address.port <= 0 || !server_->bind_to_port(kAddress, address.port)) {
+    address.port = server_->bind_to_any_port(kAddress);
+  }
+  if (address.port <= 0) throw std::runtime_error("no port for the board's panel");
+  KeepAddress(address);
+  origin_ = std::string("http://") + kAddress + ":" + std::to_string(address.port);
   url_ = origin_ + "/" + token_ + "/";
   thread_ = std::thread([this] { server_->listen_after_bind(); });
   while (!server_->is_running()) std::this_thread::yield();  // from then on it can be stopped
@@ -153,7 +179,8 @@ void Server::Stream(const httplib::Request &request, httplib::Response &response
     return Answer(response, 503, {{"error", "too many pages are open"}});
   }
   Place place;
-  place.line = strtoull(request.get_header_value("Last-Event-ID").c_str(), nullptr, 10);
+  sscanf(request.get_header_value("Last-Event-ID").c_str(), "%" SCNu64 " %" SCNu64, &place.board,
+         &place.line);
   response.set_chunked_content_provider(
       "text/event-stream",
       [this, place](size_t, httplib::DataSink &sink) mutable {

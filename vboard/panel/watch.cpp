@@ -131,7 +131,7 @@ void Watch::Follow() {
     open_ = true;
     board_ = board;
     boots_ = 0;
-    feed_->Add({Text({{"kind", "board"}})});
+    feed_->Begin();
   } catch (const std::runtime_error &) {
     // It is not there yet, or just being made.
   }

@@ -46,28 +46,31 @@ const table = await actions();
 const names = new Set(table.map((action) => action.name));
 startHeader(names);
 startControls(table);
-const addToConsole = startConsole();
+const console = startConsole();
 const events = startEvents();
 const front = startFront();
 const timeline = startTimeline();
-const showFlash = startFlash();
+const flash = startFlash();
 const showBoard = startBoard();
 
 on('connection', showConnection);
+on('board', () => {
+  for (const part of [events, console, front, timeline, flash]) part.clear();
+});
 on('missed', events.miss);
 on('lines', (lines) => {
   const happened = lines.filter((line) => line.kind === 'event');
   events.add(happened);
-  addToConsole(lines.filter((line) => line.kind === 'console'));
+  console.add(lines.filter((line) => line.kind === 'console'));
   timeline.add(happened);
   front.read(lines);
-  showFlash.read(happened);
+  flash.read(happened);
 });
 on('state', (state) => {
   showHeader(state);
   front.show(state.devices);
   timeline.show(state);
-  showFlash.show(state);
+  flash.show(state);
   showBoard(state);
 });
 connect();

@@ -6,5 +6,5 @@ export function startConsole() {
   const pane = new Pane(section('console'), 'console',
     (line) => `${seconds(line.time).padStart(12)}  ${line.text}`,
     (line) => make('div', {}, make('time', { textContent: seconds(line.time) }), line.text));
-  return (lines) => pane.list.add(lines);
+  return pane;
 }

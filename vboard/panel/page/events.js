@@ -23,6 +23,7 @@ export function startEvents() {
       for (const filter of all) filter.learn(lines);
       pane.list.add(lines);
     },
+    clear: () => pane.clear(),
     miss: (count) => pane.miss(count),
   };
 }

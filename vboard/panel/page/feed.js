@@ -1,6 +1,6 @@
 // The way to the board's server: what it tells, and what it is asked to do.
 
-const listeners = { lines: [], missed: [], state: [], connection: [] };
+const listeners = { board: [], lines: [], missed: [], state: [], connection: [] };
 
 export function on(name, listener) {
   listeners[name].push(listener);
@@ -12,7 +12,7 @@ function tell(name, value) {
 
 export function connect() {
   const source = new EventSource('feed');
-  for (const name of ['lines', 'missed', 'state']) {
+  for (const name of ['board', 'lines', 'missed', 'state']) {
     source.addEventListener(name, (message) => tell(name, JSON.parse(message.data)));
   }
   source.onopen = () => tell('connection', true);

@@ -84,6 +84,11 @@ function show(state) {
     : `Planned: ${planned.moment}, at operation ${planned.operation} from now on.`;
 }
 
+function clear() {
+  cut = null;
+  find('#after-cut').textContent = '';
+}
+
 function read(events) {
   for (const event of events) {
     if (event.device === 'power' && event.event === 'cut') cut = event;
@@ -93,5 +98,5 @@ function read(events) {
 export function startFlash() {
   onSubmit(find('#cut'), ({ operation, moment, number }) =>
     act('flash', 'cut', operation.value, moment.value, number.value));
-  return { show, read };
+  return { show, read, clear };
 }

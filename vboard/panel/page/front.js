@@ -56,6 +56,14 @@ function read(lines) {
   fill(find('#wire'), frames, () => frames.map((frame) => make('li', { textContent: frame })));
 }
 
+function clear() {
+  reads.clear();
+  codes.length = frames.length = 0;
+  waiting = null;
+  for (const place of document.querySelectorAll('#matrix small')) place.textContent = '';
+  showCodes();
+}
+
 // Down as long as it is held, by whatever holds it.
 function holdable(button, key) {
   let since = null;
@@ -154,5 +162,5 @@ export function startFront() {
   onSubmit(find('#remote form'), ({ code, state }) => act('ir', 'send', code.value, state.value));
   onSubmit(find('#serial form'), ({ port, bytes }) =>
     act('uart', 'send', port.value, bytes.value.replace(/\s/g, '')));
-  return { read, show };
+  return { read, show, clear };
 }

@@ -30,6 +30,16 @@ export class Pane {
     return make('button', { type: 'button', textContent: name, onclick });
   }
 
+  add(lines) {
+    this.list.add(lines);
+  }
+
+  clear() {
+    this.list.clear();
+    this.missedCount = 0;
+    this.missed.hidden = true;
+  }
+
   all() {
     return this.list.shown.map((line) => `${this.text(line)}\n`).join('');
   }

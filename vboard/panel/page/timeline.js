@@ -29,6 +29,11 @@ class Lanes {
     if (change) this.set(change[0], moment, change[1]);
   }
 
+  clear() {
+    this.lanes.clear();
+    this.base = this.end = 0;
+  }
+
   powerOn() {
     this.base = this.end;
     this.endProcesses(() => false, this.end);
@@ -237,6 +242,7 @@ export function startTimeline() {
   find('#to-now').onclick = () => follow(!view.follows);
   listen();
   return {
+    clear: () => lanes.clear(),
     add(events) {
       for (const event of events) lanes.add(event);
       plan();
