@@ -1,8 +1,6 @@
 #include "vboard/panel/server.h"
 
-#include <httplib.h>
 #include <inttypes.h>
-#include <sys/socket.h>
 
 #include <nlohmann/json.hpp>
 #include <stdexcept>
@@ -12,6 +10,7 @@
 #include "vboard/actions.h"
 #include "vboard/device.h"
 #include "vboard/panel/address.h"
+#include "vboard/panel/listener.h"
 
 namespace vboard::panel {
 namespace {
@@ -22,14 +21,9 @@ constexpr const char *kAddress = "127.0.0.1";
 constexpr size_t kMostBody = 4096;
 constexpr size_t kMostWords = 16;
 constexpr int kMostPages = 8;
-// Each page holds one thread; what else it asks for is answered by the others.
-constexpr size_t kThreads = 2 * kMostPages;
-// So many connections wait for a thread beside; the rest waits in the kernel.
-constexpr size_t kMostConnections = kThreads + 16;
+static_assert(kMostPages < kThreads, "the others answer what else the pages ask for");
 // After which a page that has gone is noticed.
 constexpr std::chrono::seconds kSilence{2};
-// What a connection gets for its request, and for an answer that it is to take.
-constexpr time_t kPatience = 2;
 
 constexpr const char *kPolicy =
     "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data:; "
@@ -51,34 +45,6 @@ void Answer(httplib::Response &response, int status, const Json &json) {
                        "application/json");
 }
 
-// Takes no more connections at a time than it has place for.
-class Connections : public httplib::ThreadPool {
- public:
-  Connections() : ThreadPool(kThreads) {}
-  void enqueue(std::function<void()> serve) override {
-    std::unique_lock lock(mutex_);
-    left_.wait(lock, [this] { return count_ < kMostConnections; });
-    ++count_;
-    ThreadPool::enqueue([this, serve = std::move(serve)] {
-      serve();
-      const std::lock_guard ended(mutex_);
-      --count_;
-      left_.notify_one();
-    });
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable left_;
-  size_t count_ = 0;
-};
-
-// Two panels share no port, as they could with the library's own settings.
-void SetSocketOptions(socket_t socket) {
-  const int on = 1;
-  setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-}
-
 // What can be done to the board, as the command line has it.
 Json ActionTable() {
   Json table = Json::array();
@@ -98,17 +64,10 @@ Json ActionTable() {
 }  // namespace
 
 Server::Server(Feed *feed, Act act)
-    : feed_(feed), act_(std::move(act)), server_(std::make_unique<httplib::Server>()) {
+    : feed_(feed), act_(std::move(act)), server_(std::make_unique<Listener>()) {
   Address address = AddressInFolder();
   token_ = address.token;
-  server_->new_task_queue = [] { return new Connections; };
-  server_->set_socket_options(SetSocketOptions);
-  server_->set_keep_alive_timeout(kPatience);
-  server_->set_read_timeout(kPatience);
-  server_->set_write_timeout(kPatience);
-  server_->set_keep_alive_max_count(1);  // an idle connection would hold a thread
   server_->set_payload_max_length(kMostBody);
-  server_->set_tcp_nodelay(true);
   server_->set_default_headers({{"Content-Security-Policy", kPolicy},
                                 {"X-Content-Type-Options", "nosniff"},
                                 {"Referrer-Policy", "no-referrer"},

@@ -14,12 +14,13 @@
 #include "vboard/panel/feed.h"
 
 namespace httplib {
-class Server;
 struct Request;
 struct Response;
 }  // namespace httplib
 
 namespace vboard::panel {
+
+class Listener;
 
 // A file of the page.
 struct Asset {
@@ -48,7 +49,7 @@ class Server {
   Feed *feed_;
   Act act_;
   std::string token_, origin_, url_;
-  std::unique_ptr<httplib::Server> server_;
+  std::unique_ptr<Listener> server_;
   std::atomic<int> pages_ = 0;
   std::thread thread_;
 };
