@@ -51,11 +51,11 @@ const events = startEvents();
 const front = startFront();
 const timeline = startTimeline();
 const flash = startFlash();
-const showBoard = startBoard();
+const board = startBoard();
 
 on('connection', showConnection);
 on('board', () => {
-  for (const part of [events, console, front, timeline, flash]) part.clear();
+  for (const part of [events, console, front, timeline, flash, board]) part.clear();
 });
 on('missed', events.miss);
 on('lines', (lines) => {
@@ -64,6 +64,7 @@ on('lines', (lines) => {
   console.add(lines.filter((line) => line.kind === 'console'));
   timeline.add(happened);
   front.read(lines);
+  board.read(lines);
   flash.read(happened);
 });
 on('state', (state) => {
@@ -71,6 +72,6 @@ on('state', (state) => {
   front.show(state.devices);
   timeline.show(state);
   flash.show(state);
-  showBoard(state);
+  board.show(state);
 });
 connect();

@@ -4,6 +4,11 @@ import { facts, fill, find, make, onSubmit } from './dom.js';
 
 const kStates = { R: 'runs', S: 'waits', D: 'waits for a disk', T: 'stopped', t: 'traced', Z: 'ended' };
 
+const kIdentity = { product: 'Product identifier', oem: 'OEM type', serial: 'Serial number' };
+// What the library on the board makes of that.
+const kPrinted = /^LIBDVR : (OEM type|product type|board type) : (.*)/;
+
+const printed = new Map();
 const tables = new Map();
 
 function table(caption, headings, rows) {
@@ -23,9 +28,9 @@ function showFacts(state) {
   const { identity, clock, temperature, watchdog } = state.devices;
   const rows = Object.entries(identity).filter(([, value]) => typeof value !== 'object');
   facts(find('#facts'), [
-    ...rows.map(([name, value]) => [`Identity: ${name}`, name === 'oem' ? `0x${value}` : value]),
+    ...rows.map(([name, value]) => [kIdentity[name] ?? name, name === 'oem' ? `0x${value}` : value]),
     ...Object.entries(identity.custom ?? {}).map(([name, value]) => [`Customer's ${name}`, `0x${value}`]),
-    ...Object.entries(state.printed ?? {}),
+    ...[...printed].map(([name, value]) => [`Printed as ${name}`, value]),
     ['Clock chip', `${clock.date || 'no date'}, battery ${clock.battery}`],
     ['Temperature', `${temperature.degrees} °C`],
     ['Watchdog', watchdog.running ? `runs, ${watchdog.timeout} s` : 'stopped'],
@@ -71,13 +76,22 @@ export function startBoard() {
   onSubmit(find('#temperature'), ({ degrees }) => act('temperature', 'set', degrees.value));
   onSubmit(find('#fault'), ({ call, path, nth, error, always }) =>
     act('fault', always.checked ? 'always' : 'once', call.value, path.value, nth.value, error.value));
-  return (state) => {
-    showFacts(state);
-    table('Mounts', ['Source', 'On', 'Type'], state.mounts.map(({ source, point, type, lost }) =>
-      [source, point, lost ? `${type}, lost` : type]));
-    table('Processes', ['Number', 'Program', 'State'], state.processes.map(({ process, name, state: letter }) =>
-      [process, name ?? '', kStates[letter] ?? letter ?? '']));
-    showOutside(state.devices);
-    showFaults(state.faults);
-  };
+  return { read, clear: () => printed.clear(), show };
+}
+
+function read(lines) {
+  for (const line of lines) {
+    const match = line.kind === 'console' && kPrinted.exec(line.text);
+    if (match) printed.set(match[1], match[2]);
+  }
+}
+
+function show(state) {
+  showFacts(state);
+  table('Mounts', ['Source', 'On', 'Type'], state.mounts.map(({ source, point, type, lost }) =>
+    [source, point, lost ? `${type}, lost` : type]));
+  table('Processes', ['Number', 'Program', 'State'], state.processes.map(({ process, name, state: letter }) =>
+    [process, name ?? '', kStates[letter] ?? letter ?? '']));
+  showOutside(state.devices);
+  showFaults(state.faults);
 }

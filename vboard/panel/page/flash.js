@@ -8,6 +8,9 @@ const kVerdicts = {
   torn: '✖ torn: its check sum is wrong.',
 };
 
+// What else the moment of a cut takes.
+const kAmounts = { inside: 'bytes', torn: 'seed' };
+
 let cut = null;  // the last one: when it was
 
 function kilobytes(bytes) {
@@ -76,12 +79,16 @@ function showBlock(boot) {
   }
 }
 
+function momentText(moment) {
+  return [...find('#cut').elements.moment.options].find(({ value }) => value === moment)?.text ?? moment;
+}
+
 function show(state) {
   showPartitions(state.devices.flash ?? []);
   showBlock(state.devices.boot);
   const planned = state.power_cut;
   find('#planned-cut').textContent = planned === null ? 'No cut is planned.'
-    : `Planned: ${planned.moment}, at operation ${planned.operation} from now on.`;
+    : `Planned: the power goes ${momentText(planned.moment)} flash operation ${planned.operation} from now on.`;
 }
 
 function clear() {
@@ -96,6 +103,11 @@ function read(events) {
 }
 
 export function startFlash() {
+  const { moment: when, number: amount } = find('#cut').elements;
+  when.onchange = () => {
+    amount.parentElement.hidden = kAmounts[when.value] === undefined;
+    amount.previousElementSibling.textContent = kAmounts[when.value] ?? '';
+  };
   onSubmit(find('#cut'), ({ operation, moment, number }) =>
     act('flash', 'cut', operation.value, moment.value, number.value));
   return { show, read, clear };

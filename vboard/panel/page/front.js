@@ -4,6 +4,7 @@ import { fill, find, hex, make, onSubmit } from './dom.js';
 
 // A key is down for at least so long: the application scans every 100 ms.
 const kShortestPress = 250;
+const kLongestRead = 1;  // board seconds
 const kMostCodes = 12;
 const kMostFrames = 30;
 // The application's line for what it read of its front panel.
@@ -12,54 +13,56 @@ const kRead = /\bkey((?: [0-9a-f]{2}){4})/;
 const reads = new Map();   // of the keys: what the application read last
 const codes = [];          // sent ones, the last one first
 const frames = [];
-let waiting = null;        // what was pressed last and not yet read
+let waiting = [];          // what was pressed or sent and not yet read
 
-function showRead(text) {
-  if (waiting === null) return;
-  if (waiting.key !== undefined) {
-    reads.set(waiting.key, text);
-    const place = find(`#matrix [data-key="${waiting.key}"] small`);
+// The application reads one after the other; what it does not read soon it never will.
+function showRead(line, text) {
+  waiting = waiting.filter(({ boots, time }) => boots === line.boots && line.time - time < kLongestRead);
+  if (waiting.length === 0 || waiting[0].time > line.time) return;
+  const pressed = waiting.shift();
+  if (pressed.key !== undefined) {
+    reads.set(pressed.key, text);
+    const place = find(`#matrix [data-key="${pressed.key}"] small`);
     if (place !== null) place.textContent = text;
   } else {
-    waiting.text = text;
+    pressed.read = text;
     showCodes();
   }
-  waiting = null;
 }
 
 function showCodes() {
-  fill(find('#codes'), codes, () => codes.map((code) => make('li', {},
+  fill(find('#codes'), codes.map(({ code, state, read: event }) => [code, state, event]), () => codes.map((code) => make('li', {},
     make('button', { type: 'button', textContent: `${hex(code.code)}, state ${code.state}`,
       onclick: () => act('ir', 'send', code.code, code.state) }),
-    make('span', { textContent: code.text === undefined ? ' not read yet' : ` read as ${code.text}` }))));
+    make('span', { textContent: code.read === undefined ? ' not read yet' : ` read as ${code.read}` }))));
 }
 
 function read(lines) {
   for (const line of lines) {
     if (line.kind === 'console') {
       const match = kRead.exec(line.text);
-      if (match !== null) showRead(match[1].trim());
+      if (match !== null) showRead(line, match[1].trim());
     } else if (line.event === 'key' && line.pressed) {
-      waiting = { key: line.key };
+      waiting.push(line);
     } else if (line.device === 'ir') {
-      waiting = { code: line.code, state: line.state };
+      waiting.push(line);
       const same = codes.findIndex((code) => code.code === line.code && code.state === line.state);
       if (same >= 0) codes.splice(same, 1);
-      codes.unshift(waiting);
+      codes.unshift(line);
       codes.splice(kMostCodes);
-      showCodes();
     } else if (line.device === 'uart' && line.bytes !== undefined) {
       frames.unshift(`port ${line.port} ${line.event === 'sent' ? '←' : '→'} ${line.text.replace(/^\S+ /, '')}`);
       frames.splice(kMostFrames);
     }
   }
+  showCodes();
   fill(find('#wire'), frames, () => frames.map((frame) => make('li', { textContent: frame })));
 }
 
 function clear() {
   reads.clear();
   codes.length = frames.length = 0;
-  waiting = null;
+  waiting = [];
   for (const place of document.querySelectorAll('#matrix small')) place.textContent = '';
   showCodes();
 }

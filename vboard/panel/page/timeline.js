@@ -35,6 +35,7 @@ class Lanes {
   }
 
   powerOn() {
+    if (this.lanes.size === 0) this.end = 0;
     this.base = this.end;
     this.endProcesses(() => false, this.end);
   }
