@@ -201,7 +201,136 @@ def check_refusals(bench):
         connection.close()
 
 
-CASES = {'refusals': check_refusals}
+# ---- What one sees and does in a browser, by its keyboard alone.
+
+class Page:
+    def __init__(self, url):
+        from selenium import webdriver
+        from selenium.webdriver.chrome.service import Service
+        options = webdriver.ChromeOptions()
+        for option in '--headless=new', '--no-sandbox', '--disable-dev-shm-usage', '--disable-gpu':
+            options.add_argument(option)
+        self.browser = webdriver.Chrome(service=Service('/usr/bin/chromedriver'), options=options)
+        self.show('light', 1280, 800)
+        self.browser.get(url)
+        self.wait('#power', 'on')
+
+    def show(self, scheme, width, height):
+        self.browser.execute_cdp_cmd('Emulation.setDeviceMetricsOverride', {
+            'width': width, 'height': height, 'deviceScaleFactor': 1, 'mobile': width < 600})
+        self.browser.execute_cdp_cmd('Emulation.setEmulatedMedia', {
+            'features': [{'name': 'prefers-color-scheme', 'value': scheme}]})
+
+    def text(self, selector):
+        return self.browser.execute_script(
+            'return document.querySelector(arguments[0])?.innerText ?? ""', selector)
+
+    def wait(self, selector, pattern):
+        return until(lambda: re.search(pattern, self.text(selector)), '%s: %s' % (selector, pattern))[0]
+
+    def hands(self):
+        from selenium.webdriver import ActionChains
+        return ActionChains(self.browser, 10)
+
+    def reach(self, path):
+        """Goes on to an element as the Tab key does."""
+        element = self.browser.find_element('xpath', path)
+        for _ in range(400):
+            if self.browser.switch_to.active_element == element:
+                return
+            self.hands().send_keys('\ue004').perform()
+        raise AssertionError('the Tab key does not reach ' + path)
+
+    def press(self, path, keys='\ue007'):
+        self.reach(path)
+        self.hands().send_keys(keys).perform()
+
+    def hold(self, key):
+        """Holds a key of the recorder. What the application reads, once its LED has answered."""
+        self.reach('//*[@id="matrix"]//button[b="%d"]' % key)
+        self.hands().key_down(' ').perform()
+        self.wait('#indicators', 'LED 09 low')
+        read = self.wait('#matrix [data-key="%d"]' % key, r'ff \w\w \w\w 01')
+        self.wait('#console .lines', 'key ' + read)
+        self.hands().key_up(' ').perform()
+        self.wait('#indicators', 'LED 09 high')
+        return read
+
+
+def check_devices(page):
+    assert page.hold(7) != page.hold(8)
+    page.press('//*[@id="remote"]//input[@name="code"]', '17\ue007')
+    page.wait('#codes', r'0x11, state 1\s+read as ff')
+    page.press('//button[.="Pull stick"]')
+    page.wait('#sticks', 'stick is out')
+    page.wait('#events .lines', 'stick: stick pulled')
+    page.hands().send_keys('\ue007').perform()  # the focus is where it was
+    page.wait('#sticks', 'stick is plugged in')
+
+
+def check_cut(bench, page):
+    page.wait('#verdict', 'whole')
+    page.press('//*[@id="cut"]//button')
+    page.wait('#planned-cut', 'half way through flash operation 1 ')
+    assert bench.vboard('exec', bench.programs + '/boardctl', 'env', 'set', 'mode', 'night').returncode != 0
+    page.wait('#after-cut', 'After the power was cut at .* of boot 1: ✖ torn')
+    page.wait('#figures', r'Boot\s*2')
+    page.wait('#mtd0 .cells', 'sector 3: erased 1 times')
+
+
+def check_ends(bench, page):
+    page.press('//*[@id="switches"]//button[.="Restart"]')
+    page.wait('#figures', r'Boot\s*3\s+Time\s+[1-9]')  # the application scans its keys
+    page.hold(9)
+    page.press('//*[@id="switches"]//button[.="Off"]')
+    page.wait('#power', 'off')
+    page.press('//*[@id="switches"]//button[.="On"]')
+    page.wait('#figures', r'Boot\s*4')
+    bench.end()
+    page.wait('#connection', 'No connection')
+    bench.boot()
+    page.wait('#figures', r'Boot\s*1')
+    assert page.text('#connection') == '' and page.text('#after-cut') == ''
+    page.hold(10)
+
+
+def check_flood(bench, page):
+    bench.vboard('exec', '/bin/sh', '-c', FLOOD)
+    page.wait('#events .lines', 'exit: status 0')
+    page.wait('#events .notice', r'\d{5} lines')
+    page.hold(11)
+    assert page.browser.execute_script('return document.querySelectorAll("*").length') < 3000
+
+
+# A panel of its own, for a board that another command runs.
+def check_follower(bench, page):
+    follower = subprocess.Popen(bench.command + ['panel'], stdout=subprocess.PIPE, text=True)
+    url = follower.stdout.readline().split()[-1]
+    assert url != bench.url
+    page.browser.get(url)
+    page.wait('#power', 'on')
+    bench.end()
+    page.wait('#power', 'ended')
+    bench.boot()
+    page.wait('#power', 'on')
+    page.hold(12)
+    follower.send_signal(signal.SIGINT)
+    assert follower.wait(PATIENCE) == 128 + signal.SIGINT
+
+
+def check_page(bench):
+    page = Page(bench.url)
+    try:
+        check_devices(page)
+        check_cut(bench, page)
+        check_ends(bench, page)
+        check_flood(bench, page)
+        check_follower(bench, page)
+    finally:
+        page.browser.quit()
+
+
+CASES = {'refusals': check_refusals, 'page': check_page}
 
 
 def main(vboard, programs, case, *folder):

@@ -13,12 +13,14 @@ export function make(name, properties = {}, ...children) {
   return element;
 }
 
-// Puts new children in only where they are to differ: what has the focus stays.
+// Puts new children in only where they are to differ. The focus stays at its place.
 export function fill(element, key, children) {
   const text = JSON.stringify(key);
   if (element.dataset.key === text) return;
   element.dataset.key = text;
+  const focused = [...element.querySelectorAll('button')].indexOf(document.activeElement);
   element.replaceChildren(...children());
+  element.querySelectorAll('button')[focused]?.focus();
 }
 
 export function facts(list, rows) {

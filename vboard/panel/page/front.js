@@ -1,6 +1,6 @@
 // What one presses and sees on the recorder's front.
 import { act } from './feed.js';
-import { fill, find, hex, make, onSubmit } from './dom.js';
+import { fill, find, hex, make, onSubmit, seconds } from './dom.js';
 
 // A key is down for at least so long: the application scans every 100 ms.
 const kShortestPress = 250;
@@ -11,6 +11,7 @@ const kMostFrames = 30;
 const kRead = /\bkey((?: [0-9a-f]{2}){4})/;
 
 const reads = new Map();   // of the keys: what the application read last
+const changes = new Map();  // of the lines with names: when they changed last
 const codes = [];          // sent ones, the last one first
 const frames = [];
 let waiting = [];          // what was pressed or sent and not yet read
@@ -39,6 +40,7 @@ function showCodes() {
 
 function read(lines) {
   for (const line of lines) {
+    if (line.name !== undefined && line.level !== undefined) changes.set(line.name, line.time);
     if (line.kind === 'console') {
       const match = kRead.exec(line.text);
       if (match !== null) showRead(line, match[1].trim());
@@ -61,6 +63,7 @@ function read(lines) {
 
 function clear() {
   reads.clear();
+  changes.clear();
   codes.length = frames.length = 0;
   waiting = [];
   for (const place of document.querySelectorAll('#matrix small')) place.textContent = '';
@@ -139,10 +142,11 @@ function showKeys(keys) {
 
 function showIndicators(indicators) {
   find('#indicators').hidden = indicators.length === 0;
-  fill(find('#indicators ul'), indicators, () => indicators.map(({ name, level }) =>
+  fill(find('#indicators ul'), indicators.map(({ name, level }) => [name, level, changes.get(name)]), () => indicators.map(({ name, level }) =>
     make('li', { className: level === 0 ? 'low' : 'high' },
-      make('span', { className: 'lamp', textContent: level === 0 ? '○' : '●', 'aria-hidden': 'true' }),
-      ` ${name} `, make('b', { textContent: level === 0 ? 'low (0)' : `high (${level})` }))));
+      make('span', { className: 'lamp', textContent: level === 0 ? '▽' : '▲', 'aria-hidden': 'true' }),
+      ` ${name} `, make('b', { textContent: level === 0 ? 'low (0)' : `high (${level})` }),
+      make('small', { textContent: changes.has(name) ? ` since ${seconds(changes.get(name))} s` : '' }))));
 }
 
 function showPorts(ports) {
