@@ -82,8 +82,9 @@ void ShowFlash(Values &values) {
       values.Object("", [&] { ShowPartition(values, unit); });
     }
   });
-  if (Flash().variablesSize == 0) return;
   const std::string cells = Cells(Flash().variablesUnit);
+  const size_t end = size_t{Flash().variablesOffset} + Flash().variablesSize;
+  if (Flash().variablesSize <= kCrcSize || cells.size() < end) return;
   values.Object("boot", [&] {
     ShowVariables(values, cells.substr(Flash().variablesOffset, Flash().variablesSize));
   });

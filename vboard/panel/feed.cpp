@@ -10,6 +10,8 @@ constexpr size_t kMostLines = 20'000;
 constexpr size_t kMostBytes = size_t{8} << 20;
 // What a page gets at once, so that it can draw in between.
 constexpr size_t kMostInMessage = 2'000;
+// A page that is there asks more often.
+constexpr std::chrono::seconds kLately{5};
 
 std::string Message(const char *name, const std::string &data) {
   return std::string("event: ") + name + "\ndata: " + data + "\n\n";
@@ -51,12 +53,18 @@ void Feed::SetState(std::string state) {
   came_.notify_all();
 }
 
+bool Feed::IsRead() {
+  const std::lock_guard lock(mutex_);
+  return std::chrono::steady_clock::now() - asked_ < kLately;
+}
+
 bool Feed::HasNews(const Place &place) const {
   return closed_ || place.board != board_ || place.line != last_ || place.state != states_;
 }
 
 std::string Feed::Next(Place *place, std::chrono::milliseconds patience) {
   std::unique_lock lock(mutex_);
+  asked_ = std::chrono::steady_clock::now();
   came_.wait_for(lock, patience, [&] { return HasNews(*place); });
   std::string text;
   if (closed_) return text;

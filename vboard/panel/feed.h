@@ -33,6 +33,8 @@ class Feed {
   // What a page at this place gets next, as server-sent events; waits so long for something to
   // come. Empty when nothing came. Takes the page on.
   std::string Next(Place *place, std::chrono::milliseconds patience);
+  // Whether a page has asked lately.
+  bool IsRead();
   // Has all who wait return.
   void Close();
 
@@ -46,6 +48,7 @@ class Feed {
   size_t kept_ = 0;    // bytes
   std::string state_;
   uint64_t states_ = 0;
+  std::chrono::steady_clock::time_point asked_;
   uint64_t board_;
   bool closed_ = false;
 };

@@ -108,7 +108,7 @@ void Watch::Run() {
   for (int pauses = 0; !ends_; ++pauses) {
     if (follows_) Follow();
     Look();
-    if (open_ && pauses % kStatePauses == 0) feed_->SetState(StateJson());
+    if (open_ && feed_->IsRead() && pauses % kStatePauses == 0) LookAtState();
     std::this_thread::sleep_for(kPause);
   }
 }
@@ -119,6 +119,14 @@ void Watch::Look() {
   for (std::string &line : lines) line = EventText(line, &boots_);
   for (const std::string &line : console) lines.push_back(ConsoleText(line));
   feed_->Add(std::move(lines));
+}
+
+void Watch::LookAtState() {
+  try {
+    feed_->SetState(StateJson());
+  } catch (const std::exception &) {
+    // The board's files are just going, or being made anew.
+  }
 }
 
 void Watch::Follow() {

@@ -48,6 +48,7 @@ class Watch {
  private:
   void Run();
   void Look();
+  void LookAtState();
   void Follow();
 
   Feed *feed_;

@@ -23,11 +23,14 @@ export function connect() {
   };
 }
 
-// Does what the words of an action say, one after the other. True when the board took it.
-let last = Promise.resolve();
+// Does what the words of an action say; those for the same device one after the other, and not behind
+// one of another device that waits for the board.
+// True when the board took it.
+const last = new Map();
 export function act(...words) {
-  last = last.then(() => send(words.map(String)));
-  return last;
+  const done = (last.get(words[0]) ?? Promise.resolve()).then(() => send(words.map(String)));
+  last.set(words[0], done);
+  return done;
 }
 
 async function send(words) {
