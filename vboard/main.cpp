@@ -21,6 +21,7 @@
 #include "vboard/guard.h"
 #include "vboard/machine.h"
 #include "vboard/make.h"
+#include "vboard/supplied_boards.h"
 
 namespace {
 
@@ -100,6 +101,7 @@ void LeaveBoard() {
 
 void ListBoards() {
   std::vector<std::filesystem::path> files;
+  if (options.boards.empty()) options.boards = vboard::SuppliedBoards();
   for (const auto &entry : std::filesystem::directory_iterator(options.boards)) {
     if (entry.path().extension() == ".toml") files.push_back(entry.path());
   }
@@ -202,7 +204,7 @@ void AddAction(CLI::App &app, const vboard::Action &action, const char *help,
 
 CLI::App *AddBoardCommand(CLI::App &app, const char *name, const char *help) {
   CLI::App *command = app.add_subcommand(name, help);
-  command->add_option("BOARD", options.board, "the board's description")->required();
+  command->add_option("BOARD", options.board, "a board's name, or its description")->required();
   return command;
 }
 
@@ -220,8 +222,8 @@ void AddRun(CLI::App &app) {
 }
 
 void AddList(CLI::App &app) {
-  CLI::App *list = app.add_subcommand("list", "list the boards in a folder");
-  list->add_option("FOLDER", options.boards, "folder of descriptions")->required();
+  CLI::App *list = app.add_subcommand("list", "list the boards that are known by name");
+  list->add_option("FOLDER", options.boards, "list the descriptions in this folder instead");
   list->callback(ListBoards);
 }
 
@@ -239,7 +241,7 @@ void AddExecute(CLI::App &app) {
 void AddDescribe(CLI::App &app) {
   CLI::App *describe =
       app.add_subcommand("describe", "show a board's completed description as JSON");
-  describe->add_option("BOARD", options.board, "the board's description");
+  describe->add_option("BOARD", options.board, "a board's name, or its description");
   describe->add_flag("--keys", options.keys, "show what descriptions can hold instead");
   describe->callback(Describe);
 }
@@ -276,8 +278,7 @@ int main(int count, char **arguments) {
   CLI::App app("A virtual recorder board");
   std::vector<std::string> words;
   options.folder = "/tmp/vboard-" + std::to_string(getuid());
-  std::error_code ignored;
-  options.programs = std::filesystem::read_symlink("/proc/self/exe", ignored).parent_path();
+  options.programs = vboard::SuppliedPrograms();
   try {
     AddCommands(app, words);
     app.parse(count, arguments);
