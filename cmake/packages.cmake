@@ -62,7 +62,7 @@ set(version ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})
 
 set(CPACK_DEBIAN_LIBSYS1_PACKAGE_NAME libsys1)
 set(CPACK_DEBIAN_LIBSYS1_PACKAGE_SECTION libs)
-# In CPack's own form a script would call ldconfig, for which Debian has a trigger.
+# CPack's own would ask for exactly this version, and has a script call ldconfig.
 file(WRITE ${PROJECT_BINARY_DIR}/control/shlibs "libsys 1 libsys1 (>= ${PROJECT_VERSION})\n")
 file(WRITE ${PROJECT_BINARY_DIR}/control/triggers "activate-noawait ldconfig\n")
 set(CPACK_DEBIAN_LIBSYS1_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/control/shlibs

@@ -26,8 +26,7 @@ std::span<const Key> BoardKeys();
 // Makes a new board in a folder, which is emptied first, and opens it. The board is a description
 // or the name of one that comes with vboard; the programs on it are taken from their folder. Throws
 // DescriptionError, with file, line and key, before anything is started.
-Plan MakeBoard(const std::string &board, const std::string &folder,
-               const std::string &programs);
+Plan MakeBoard(const std::string &board, const std::string &folder, const std::string &programs);
 
 // Makes the board for a moment, which is all that checking a description takes. Throws
 // DescriptionError.

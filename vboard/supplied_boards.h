@@ -1,5 +1,5 @@
-// What comes with vboard, found from the place of the running program: the programs that boards start
-// beside it, and the boards that are known by their names.
+// What comes with vboard, found from the place of the running program: the programs that boards
+// start beside it, and the boards that are known by their names.
 #pragma once
 
 #include <string>

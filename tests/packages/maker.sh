@@ -1,0 +1,36 @@
+# shellcheck shell=bash
+# What a maker of applications does with the installed packages alone, in an empty folder.
+cat >application.c <<'EOF'
+#include <libsys/gpio.h>
+#include <stdio.h>
+
+int main(void) {
+  const int32_t failed = GpioWrite(2, 3, 1);
+  puts(failed ? "my application: no line" : "my application: the line is high");
+  return failed != 0;
+}
+EOF
+read -ra flags < <(pkg-config --cflags --libs libsys)
+gcc -Wall -Werror -o application application.c "${flags[@]}"
+gcc -static-pie -o static_library application.c -Wl,-Bstatic "${flags[@]}" 2>/dev/null
+ldd ./application | grep -q 'libsys.so.1 => /'
+
+vboard --folder board make panel-oem2
+[[ $(vboard --folder board exec ./application) == *'my application: the line is high'* ]]
+vboard --folder board events | grep -q 'gpio: 2,3 = 1'
+vboard --folder board run supervised-oem9 | tail -1 | grep -q 'switched off'
+#vboard --version
+/usr/sbin/boardctl --help | grep -q '^usage'
+for page in man8/boardctl.8; do test -s "/usr/share/man/$page.gz"; done
+
+
+cat >test_application.py <<'EOF'
+import pytest
+
+
+@pytest.mark.board('direct', programs={'/opt/app/Quillon': 'application'})
+def test_it_sets_its_line(board):
+    board.boot()
+    board.expect('my application: the line is high', within=5)
+EOF
+
