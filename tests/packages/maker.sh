@@ -21,7 +21,7 @@ vboard --folder board events | grep -q 'gpio: 2,3 = 1'
 vboard --folder board run supervised-oem9 | tail -1 | grep -q 'switched off'
 #vboard --version
 /usr/sbin/boardctl --help | grep -q '^usage'
-for page in man8/boardctl.8; do test -s "/usr/share/man/$page.gz"; done
+test -s /usr/share/man/man8/boardctl.8.gz
 
 
 cat >test_application.py <<'EOF'
