@@ -36,6 +36,17 @@ endforeach()
 install(DIRECTORY boards/ DESTINATION ${SENTREL_BOARDS_FOLDER} COMPONENT sentrel-tools)
 install_compressed(sentrel-tools ${PROJECT_BINARY_DIR}/boardctl/boardctl.8
                    ${CMAKE_INSTALL_MANDIR}/man8/boardctl.8)
+
+# As pytest finds its plugins: the package, and beside it what its entry points are.
+set(python lib/python3/dist-packages)
+install(DIRECTORY python/vboard DESTINATION ${python} COMPONENT sentrel-tools FILES_MATCHING
+        PATTERN *.py PATTERN py.typed PATTERN __pycache__ EXCLUDE)
+set(metadata ${PROJECT_BINARY_DIR}/vboard-${PROJECT_VERSION}.dist-info)
+file(WRITE ${metadata}/METADATA
+     "Metadata-Version: 2.1\nName: vboard\nVersion: ${PROJECT_VERSION}\n")
+file(WRITE ${metadata}/entry_points.txt "[pytest11]\nvboard = vboard.pytest_plugin\n")
+install(DIRECTORY ${metadata} DESTINATION ${python} COMPONENT sentrel-tools)
+
 install(DIRECTORY examples/recorder DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libsys-dev/examples
         COMPONENT libsys-dev)
 
@@ -85,10 +96,14 @@ CMake need to link an application.")
 
 set(CPACK_DEBIAN_SENTREL-TOOLS_PACKAGE_NAME sentrel-tools)
 set(CPACK_DEBIAN_SENTREL-TOOLS_PACKAGE_SECTION devel)
+set(CPACK_DEBIAN_SENTREL-TOOLS_PACKAGE_DEPENDS python3)
+set(CPACK_DEBIAN_SENTREL-TOOLS_PACKAGE_RECOMMENDS python3-pytest)
+set(CPACK_DEBIAN_SENTREL-TOOLS_PACKAGE_SUGGESTS python3-labgrid)
 set(CPACK_COMPONENT_SENTREL-TOOLS_DESCRIPTION "virtual boards of a digital video recorder, and tools
 The virtual board runs the recorder's unmodified programs on a PC, with models
 of its hardware and a time of its own.
 .
 This package has vboard with its boards, the launcher that boots on them, and
-boardctl, the command for bringing up boards and for service.")
+boardctl, the command for bringing up boards and for service. The Python
+package vboard tests applications on boards, with pytest or labgrid.")
 include(CPack)

@@ -197,6 +197,11 @@ void PowerOn() {
   }
 }
 
+const char *PowerName(Power power) {
+  static constexpr const char *kNames[] = {"on", "off", "restarting", "cut"};
+  return kNames[static_cast<size_t>(power)];
+}
+
 bool MachineRuns() {
   return Lives(State().machine);
 }

@@ -26,6 +26,7 @@ namespace vboard {
 struct Device;
 
 enum class Power : uint32_t { kOn, kOff, kRestart, kCut };
+const char *PowerName(Power power);
 
 // A fault waiting for its call: the nth call of this name with this path fails.
 struct Fault {
@@ -144,6 +145,10 @@ bool MachineRuns();
 // it becomes another program. No other one gets it in the same power cycle, in which the events of
 // both could not be told apart.
 int ProcessNumber();
+// The same of a process that the board itself has just started, and the other way round, -1 for one
+// that does not live.
+int NumberOnBoard(pid_t process);
+pid_t ProcessOfNumber(int number);
 // Has this process have a number even when it has no descriptor left. For Attach.
 void NoteOwnStart();
 
@@ -174,7 +179,8 @@ class Lock {
   OwnCalls ownCalls_;
 };
 
-// Adds a line to the event log, as printf does.
+// Adds a line to the event log, as printf does. A longer line than this is cut.
+constexpr size_t kLongestEvent = 399;
 [[gnu::format(printf, 1, 2)]] void Event(const char *format, ...);
 
 // Copies a text into a field of the shared state, cut to its size.

@@ -21,6 +21,7 @@ struct sysinfo;
 namespace vboard {
 
 class Section;
+class Values;
 
 // Special files. A call that is left out reaches the plain file that stands for the special one
 // below root/. Results and errno as the system call has them.
@@ -108,6 +109,9 @@ struct Device {
   int (*command)(std::string_view line, std::string *output) = nullptr;
   // What sysinfo() answers.
   int (*information)(struct sysinfo *information) = nullptr;
+
+  // Puts what the device is in now: under a name, or several.
+  void (*values)(Values &values) = nullptr;
 
   const char *help = "";  // what its actions do
   std::span<const Action> actions = {};

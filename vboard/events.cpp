@@ -55,7 +55,7 @@ bool MarkConsole(int64_t end) {
 }
 
 void Write(const char *text) {
-  char line[400];
+  char line[kLongestEvent + 1];
   const int whole =
       snprintf(line, sizeof line, "%12.6f [%d] %s", BoardTime(), ProcessNumber(), text);
   const int length = std::min(whole, static_cast<int>(sizeof line) - 1);
@@ -81,7 +81,7 @@ void Event(const char *format, ...) {
     }
     settling = false;
   }
-  char text[400];
+  char text[kLongestEvent + 1];
   va_list arguments;
   va_start(arguments, format);
   vsnprintf(text, sizeof text, format, arguments);

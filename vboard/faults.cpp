@@ -138,14 +138,28 @@ bool CallFails(const char *call, const char *path, size_t *length) {
   return true;
 }
 
+namespace {
+
+constexpr std::pair<const char *, Moment> kMoments[] = {
+    {"before", Moment::kBefore},         {"inside", Moment::kInside}, {"half", Moment::kHalf},
+    {"all-but-one", Moment::kAllButOne}, {"torn", Moment::kTorn},     {"after", Moment::kAfter}};
+constexpr std::pair<const char *, Outcome> kOutcomes[] = {
+    {"CUT", kPowerGoes}, {"NOTHING", kNothing}, {"ONE", kOneByte}, {"HALF", kHalf}};
+
+}  // namespace
+
 Moment MomentOf(const std::string &name) {
-  static constexpr std::pair<const char *, Moment> kMoments[] = {
-      {"before", Moment::kBefore},         {"inside", Moment::kInside}, {"half", Moment::kHalf},
-      {"all-but-one", Moment::kAllButOne}, {"torn", Moment::kTorn},     {"after", Moment::kAfter}};
   for (const auto &[known, moment] : kMoments) {
     if (name == known) return moment;
   }
   throw std::invalid_argument("the moment is before, inside, half, all-but-one, torn or after");
+}
+
+const char *MomentName(Moment moment) {
+  for (const auto &[name, known] : kMoments) {
+    if (moment == known) return name;
+  }
+  return "";
 }
 
 void PlanPowerCut(unsigned nth, Moment moment, unsigned number) {
@@ -198,8 +212,6 @@ void CutPower() {
 }
 
 int FaultNumber(const std::string &name) {
-  static constexpr std::pair<const char *, Outcome> kOutcomes[] = {
-      {"CUT", kPowerGoes}, {"NOTHING", kNothing}, {"ONE", kOneByte}, {"HALF", kHalf}};
   for (const auto &[known, outcome] : kOutcomes) {
     if (name == known) return outcome;
   }
@@ -212,6 +224,14 @@ int FaultNumber(const std::string &name) {
     if (known != nullptr && name == known) return error;
   }
   throw std::invalid_argument("'" + name + "' is no name of an error, a signal, a part or a cut");
+}
+
+std::string FaultName(int outcome) {
+  for (const auto &[name, known] : kOutcomes) {
+    if (outcome == known) return name;
+  }
+  const char *name = outcome < 0 ? sigabbrev_np(-outcome) : strerrorname_np(outcome);
+  return std::string(outcome < 0 ? "SIG" : "") + (name != nullptr ? name : "");
 }
 
 }  // namespace vboard

@@ -33,6 +33,7 @@ bool CallFails(const char *call, const char *path, size_t *length = nullptr);
 
 // By its name, such as "all-but-one". Throws std::invalid_argument.
 Moment MomentOf(const std::string &name);
+const char *MomentName(Moment moment);
 // Plans that the power goes in the nth flash operation from now on. Number: bytes, or a seed.
 void PlanPowerCut(unsigned nth, Moment moment, unsigned number);
 
@@ -47,6 +48,7 @@ void WithPowerCut(std::span<const uint8_t> before, std::span<uint8_t> after, Ope
 // What PlanFault takes for a name such as "EIO", "SIGTERM", "CUT" or "HALF". Throws
 // std::invalid_argument.
 int FaultNumber(const std::string &name);
+std::string FaultName(int outcome);
 
 // Takes the planned cut out of the state if this operation is the one.
 PowerCut TakePowerCut();

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <fstream>
 #include <string>
 
 // The header of some C libraries leaves this to its reader.
@@ -105,6 +106,14 @@ std::vector<pid_t> Children(pid_t process) {
 bool HasEnded(pid_t number) {
   Process process;
   return !Read(number, &process) || process.state == 'Z';
+}
+
+Status StatusOf(pid_t number) {
+  Process process;
+  if (!Read(number, &process)) return {"", '\0'};
+  Status status = {"", process.state};
+  std::getline(std::ifstream("/proc/" + std::to_string(number) + "/comm"), status.name);
+  return status;
 }
 
 void AdoptOrphans() {

@@ -6,6 +6,7 @@
 #include <sys/types.h>
 
 #include <atomic>
+#include <string>
 #include <vector>
 
 namespace vboard {
@@ -27,6 +28,13 @@ std::vector<pid_t> Threads(pid_t process);
 std::vector<pid_t> Children(pid_t process);
 // Whether it only waits for its parent to take leave of it.
 bool HasEnded(pid_t process);
+
+// What a process that lives runs, and its state as the kernel's letter; '\0': there is none.
+struct Status {
+  std::string name;
+  char state;
+};
+Status StatusOf(pid_t process);
 
 // Has orphans among its descendants become this process's own children, so that it never loses one.
 void AdoptOrphans();

@@ -25,9 +25,16 @@ std::string DrawMark() {
   return mark;
 }
 
+size_t Size(const Line &line) {
+  return sizeof line + line.text.size();
+}
+
+}  // namespace
+
 Line EventLine(std::string text) {
   Line line;
   line.event = true;
+  line.cut = text.size() >= kLongestEvent;
   line.text = std::move(text);
   int length = 0;
   if (sscanf(line.text.c_str(), "%lf [%d] %n", &line.time, &line.process, &length) == 2) {
@@ -35,12 +42,6 @@ Line EventLine(std::string text) {
   }
   return line;
 }
-
-size_t Size(const Line &line) {
-  return sizeof line + line.text.size();
-}
-
-}  // namespace
 
 Transcript::Transcript(Show show)
     : show_(std::move(show)),
@@ -96,6 +97,7 @@ void Transcript::Print(std::string_view text) {
     if (!ended && text_.size() < kLongestLine) continue;
     Line line;
     line.text = std::exchange(text_, "");
+    line.time = BoardTime();
     Keep(std::move(line));
   }
 }

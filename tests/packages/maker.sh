@@ -19,10 +19,10 @@ vboard --folder board make panel-oem2
 [[ $(vboard --folder board exec ./application) == *'my application: the line is high'* ]]
 vboard --folder board events | grep -q 'gpio: 2,3 = 1'
 vboard --folder board run supervised-oem9 | tail -1 | grep -q 'switched off'
-#vboard --version
-/usr/sbin/boardctl --help | grep -q '^usage'
-test -s /usr/share/man/man8/boardctl.8.gz
-
+vboard --version
+boardctl --help | grep -q '^usage'
+for page in man1/vboard.1 man8/boardctl.8; do test -s "/usr/share/man/$page.gz"; done
+test -s /usr/share/bash-completion/completions/vboard
 
 cat >test_application.py <<'EOF'
 import pytest
@@ -33,4 +33,4 @@ def test_it_sets_its_line(board):
     board.boot()
     board.expect('my application: the line is high', within=5)
 EOF
-
+python3 -m pytest -q

@@ -3,9 +3,13 @@
 #include <inttypes.h>
 #include <stdio.h>
 
+#include <algorithm>
+#include <fstream>
+
 #include "vboard/description.h"
 #include "vboard/device.h"
 #include "vboard/files.h"
+#include "vboard/values.h"
 
 namespace vboard {
 namespace {
@@ -35,6 +39,23 @@ void Make(Section &section) {
   }
 }
 
+// The parameters as the programs find them, a line each: "product=..." and "oem ...".
+void ShowLines(Values &values, const char *path) {
+  std::ifstream file(RootPath(path));
+  for (std::string line; std::getline(file, line);) {
+    const size_t end = std::min(line.find_first_of("= "), line.size());
+    const size_t value = std::min(end + 1, line.size());
+    values.Text(line.substr(0, end).c_str(), std::string_view(line).substr(value));
+  }
+}
+
+void Show(Values &values) {
+  values.Object("identity", [&] {
+    ShowLines(values, "/proc/vss/bootpara");
+    values.Object("custom", [&] { ShowLines(values, "/opt/custom/patch"); });
+  });
+}
+
 constexpr const char *kPaths[] = {"/proc/vss"};
 
 }  // namespace
@@ -46,6 +67,7 @@ const Device kBootParameters = {
     .keys = kKeys,
     .paths = kPaths,
     .make = Make,
+    .values = Show,
 };
 
 }  // namespace vboard

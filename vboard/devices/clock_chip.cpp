@@ -16,6 +16,7 @@
 #include "vboard/device.h"
 #include "vboard/faults.h"
 #include "vboard/files.h"
+#include "vboard/values.h"
 
 namespace vboard {
 extern const Device kClock;
@@ -212,6 +213,28 @@ void SetTemperature(std::span<const std::string> words) {
   Event("temperature: %u", degrees);
 }
 
+void Show(Values &values) {
+  uint8_t registers[kDateEnd];
+  {
+    const Lock lock;
+    CountOn();
+    std::copy_n(Clock().registers, kDateEnd, registers);
+  }
+  char date[32] = "";
+  if (IsDate(registers)) {
+    snprintf(date, sizeof date, "20%02x-%02x-%02x %02x:%02x:%02x", registers[kYear],
+             registers[kMonth], registers[kDay], registers[kHours], registers[kMinutes],
+             registers[kSeconds]);
+  }
+  values.Object("clock", [&] {
+    values.Text("date", date);
+    values.Text("battery", Clock().batteryFlat ? "flat" : "new");
+    values.Number("system", SystemClock() / kSecond);
+    values.Number("minutes_west", State().time.minutesWest);
+  });
+  values.Object("temperature", [&] { values.Number("degrees", Clock().temperature); });
+}
+
 constexpr const char *kPaths[] = {"/dev/gpioi2c"};
 constexpr Action kActions[] = {
     {"clock set", "DATE TIME", "set the clock chip, as in 2026-11-16 06:48:14", SetTime},
@@ -232,6 +255,7 @@ const Device kClock = {
     .make = Make,
     .powerOn = Reset,
     .files = FileCalls{.unit = Unit, .ioctl = Ioctl},
+    .values = Show,
     .help = "clock chip and temperature sensor: date, battery, what is measured",
     .actions = kActions,
 };

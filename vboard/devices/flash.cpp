@@ -11,6 +11,8 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <iterator>
+#include <numeric>
 #include <vector>
 
 #include "vboard/board.h"
@@ -71,6 +73,14 @@ ssize_t Write(int unit, int fd, const void *data, size_t length, int64_t *offset
   return result;
 }
 
+// Under the lock.
+void CountErases(int unit, const erase_info_user &sector) {
+  FlashState &flash = Flash();
+  const size_t first = (OffsetOf(static_cast<size_t>(unit)) + sector.start) / flash.sectorSize;
+  const size_t end = std::min(first + sector.length / flash.sectorSize, kCountedSectors);
+  for (size_t counted = first; counted < end; ++counted) ++flash.erases[counted];
+}
+
 int Erase(int unit, int fd, const erase_info_user &sector) {
   const FlashState &flash = Flash();
   if (sector.length == 0 || sector.start % flash.sectorSize != 0 ||
@@ -84,6 +94,7 @@ int Erase(int unit, int fd, const erase_info_user &sector) {
   ssize_t result = 0;
   {
     Lock lock;
+    CountErases(unit, sector);
     result = real::pread(chip, before.data(), before.size(), sector.start);
     WithPowerCut(before, erased, [&](std::span<const uint8_t> done) {
       if (result >= 0) result = real::pwrite(fd, done.data(), done.size(), sector.start);
@@ -169,6 +180,11 @@ FlashState &Flash() {
   return StateOf<FlashState>(kFlash);
 }
 
+uint32_t OffsetOf(size_t unit) {
+  const auto &sizes = Flash().sizes;
+  return std::accumulate(std::begin(sizes), std::begin(sizes) + unit, uint32_t{0});
+}
+
 const Device kFlash = {
     .name = "flash",
     .about = "NOR flash and its partitions",
@@ -178,6 +194,7 @@ const Device kFlash = {
     .make = MakeFlash,
     .files = FileCalls{.unit = Unit, .write = Write, .ioctl = Ioctl},
     .mounts = MountCalls{.mount = MountJffs2},
+    .values = ShowFlash,
     .help = "power cuts in the middle of flash operations",
     .actions = kActions,
 };

@@ -13,10 +13,13 @@
 namespace vboard {
 
 class Section;
+class Values;
 struct Device;
 extern const Device kFlash;
 
 constexpr size_t kMostPartitions = 16;
+// Of larger chips with small sectors the erases of those beyond are not counted.
+constexpr size_t kCountedSectors = 4096;
 constexpr std::string_view kCharacterDevice = "/dev/mtd";
 constexpr std::string_view kBlockDevice = "/dev/mtdblock";
 // The node that jffs2 puts at the start of an erased sector.
@@ -28,8 +31,14 @@ struct FlashState {
   uint32_t sectorSize;
   uint32_t partitions;
   uint32_t sizes[kMostPartitions];
+  char names[kMostPartitions][32];
+  uint32_t erases[kCountedSectors];  // of each sector, from the chip's first one on
+  // Where the boot variables are; size 0: nowhere.
+  uint32_t variablesUnit, variablesOffset, variablesSize;
 };
 FlashState &Flash();
+// The place of a partition's first byte on the chip.
+uint32_t OffsetOf(size_t unit);
 
 inline std::string DevicePath(std::string_view prefix, size_t unit) {
   return std::string(prefix) + std::to_string(unit);
@@ -38,5 +47,7 @@ inline std::string DevicePath(std::string_view prefix, size_t unit) {
 // Makes the partitions and what the description puts on them.
 extern const std::span<const Key> kFlashKeys;
 void MakeFlash(Section &section);
+
+void ShowFlash(Values &values);
 
 }  // namespace vboard

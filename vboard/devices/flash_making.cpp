@@ -78,6 +78,7 @@ void MakePartition(Section &partition, int64_t room, Made &made) {
   const auto size = partition.Number<uint32_t>("size");
   if (size % flash.sectorSize != 0) partition.Fail("size", "has to be whole sectors");
   if (size > room) partition.Fail("size", "does not fit the flash");
+  Store(flash.names[unit], partition.Text("name"));
   flash.sizes[flash.partitions++] = size;
   made.names.push_back(partition.Text("name"));
   made.contents.push_back(MadeContent(partition.Text("content"), size));
@@ -93,6 +94,9 @@ void PutEnvironment(Section environment, Made &made) {
   const auto size = environment.Number<size_t>("size");
   const auto offset = environment.Number<size_t>("offset");
   if (offset + size > content.size()) environment.Fail("offset", "does not fit the partition");
+  Flash().variablesUnit = static_cast<uint32_t>(found - made.names.begin());
+  Flash().variablesOffset = static_cast<uint32_t>(offset);
+  Flash().variablesSize = static_cast<uint32_t>(size);
   content.replace(offset, size, EnvironmentBlock(environment, size));
 }
 

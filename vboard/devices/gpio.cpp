@@ -12,6 +12,7 @@
 #include "vboard/description.h"
 #include "vboard/device.h"
 #include "vboard/files.h"
+#include "vboard/values.h"
 
 namespace vboard {
 extern const Device kGpio;
@@ -130,6 +131,35 @@ void Set(std::span<const std::string> words) {
   Event("gpio: %u,%u driven %s from outside", group, bit, level != 0 ? "high" : "low");
 }
 
+// Of a line that has a name, what it shows is listed with all that the board shows.
+void Show(Values &values, unsigned group, unsigned bit) {
+  const bool output = Gpio().direction[group][bit] != 0;
+  const int64_t driven = Gpio().output[group][bit];
+  const std::string name = Gpio().name[group][bit];
+  values.List("gpio", [&] {
+    values.Object("", [&] {
+      values.Number("group", group);
+      values.Number("bit", bit);
+      if (!name.empty()) values.Text("name", name.substr(1));
+      values.Flag("output", output);
+      values.Number("level", output ? driven : InputLevel(group, bit));
+    });
+  });
+  if (name.empty()) return;
+  values.List("indicators", [&] {
+    values.Object("", [&] {
+      values.Text("name", name.substr(1));
+      values.Number("level", output ? driven : 0);
+    });
+  });
+}
+
+void ShowAll(Values &values) {
+  for (unsigned group = 0; group < kGroups; ++group) {
+    for (unsigned bit = 0; bit < kBits; ++bit) Show(values, group, bit);
+  }
+}
+
 constexpr const char *kPaths[] = {"/dev/hi_gpio"};
 constexpr Action kActions[] = {
     {"gpio set", "GROUP BIT LEVEL", "drive an input line from outside", Set},
@@ -146,6 +176,7 @@ const Device kGpio = {
     .make = Make,
     .powerOn = Reset,
     .files = FileCalls{.unit = Unit, .ioctl = Ioctl},
+    .values = ShowAll,
     .help = "the GPIO lines",
     .actions = kActions,
 };

@@ -2,15 +2,29 @@
 #include <errno.h>
 #include <sys/stat.h>
 
+#include <atomic>
 #include <stdexcept>
 
 #include "vboard/board.h"
 #include "vboard/description.h"
 #include "vboard/device.h"
 #include "vboard/files.h"
+#include "vboard/values.h"
 
 namespace vboard {
+extern const Device kInfrared;
 namespace {
+
+// What the remote control has sent.
+struct InfraredState {
+  bool fitted;
+  std::atomic<uint32_t> count;
+  std::atomic<uint8_t> code, state;  // the last one's
+};
+
+InfraredState &Infrared() {
+  return StateOf<InfraredState>(kInfrared);
+}
 
 constexpr const char *kPath = "/dev/Hi_IR";
 
@@ -22,6 +36,7 @@ void Make(Section &section) {
   if (!section.Flag("fitted")) return;
   const std::string path = RootPath(kPath);
   WriteFile(path.substr(0, path.rfind('/') + 1), "");
+  Infrared().fitted = true;
   if (mkfifo(path.c_str(), 0600) != 0) throw std::runtime_error(path + ": cannot be made");
 }
 
@@ -38,10 +53,23 @@ void Send(std::span<const std::string> words) {
     if (errno != ENXIO) throw std::invalid_argument("this board has no infrared receiver");
     throw NotYet("nobody listens");
   }
+  ++Infrared().count;
+  Infrared().code = record[6];
+  Infrared().state = record[8];
   Event("infrared: code 0x%02x, state %u", record[6], record[8]);
   if (FeedFifo(RootPath(kPath), record, sizeof record) != sizeof record) {
     throw std::runtime_error("nobody reads");
   }
+}
+
+void Show(Values &values) {
+  values.Object("ir", [&] {
+    values.Flag("fitted", Infrared().fitted);
+    values.Number("sent", Infrared().count);
+    if (Infrared().count == 0) return;
+    values.Number("code", Infrared().code);
+    values.Number("state", Infrared().state);
+  });
 }
 
 constexpr Action kActions[] = {
@@ -50,12 +78,13 @@ constexpr Action kActions[] = {
 
 }  // namespace
 
-extern const Device kInfrared;
 const Device kInfrared = {
     .name = "infrared",
     .about = "the receiver of the remote control",
     .keys = kKeys,
+    .stateSize = sizeof(InfraredState),
     .make = Make,
+    .values = Show,
     .help = "the remote control",
     .actions = kActions,
 };

@@ -20,6 +20,7 @@
 #include "vboard/devices/network_kernel.h"
 #include "vboard/faults.h"
 #include "vboard/files.h"
+#include "vboard/values.h"
 
 namespace vboard {
 namespace {
@@ -192,6 +193,7 @@ void WriteDeviceList() {
 }
 
 void WriteWireless(bool connected) {
+  Kernel().connected = connected;
   WriteFile(RootPath("/proc/net/wlan/info"),
             connected ? "State=\"Connected\"\n" : "State=\"Disconnected\"\n");
 }
@@ -242,6 +244,34 @@ void Show(std::span<const std::string>) {
   for (const Route &route : Routes()) puts(RouteText(route).c_str());
 }
 
+void ShowInterface(Values &values, const Interface &interface) {
+  values.Text("name", interface.name);
+  values.Flag("link", interface.link);
+  values.Flag("up", interface.up);
+  values.Text("address", AddressText(interface.address));
+  values.Text("netmask", AddressText(interface.netmask));
+  if (interface.loop) return;
+  values.Text("mac", MacText(interface.mac));
+  values.Number("speed", interface.mode.speed);
+  values.Flag("full_duplex", interface.mode.duplex != 0);
+  values.Flag("automatic", interface.mode.automatic);
+}
+
+void ShowValues(Values &values) {
+  const Lock lock;
+  values.Object("network", [&] {
+    values.List("interfaces", [&] {
+      for (const Interface &interface : Interfaces()) {
+        values.Object("", [&] { ShowInterface(values, interface); });
+      }
+    });
+    values.List("routes", [&] {
+      for (const Route &route : Routes()) values.Text("", RouteText(route));
+    });
+    if (Kernel().wireless) values.Flag("wireless", Kernel().connected);
+  });
+}
+
 constexpr const char *kPaths[] = {"/proc/net"};
 constexpr Action kActions[] = {
     {"network link", "NAME STATE", "plug an interface's cable in (up) or out (down)", ChangeLink},
@@ -262,6 +292,7 @@ const Device kNetwork = {
     .powerOn = ResetAll,
     .network = NetworkCalls{.request = RequestOfProgram, .send = Send},
     .command = Command,
+    .values = ShowValues,
     .help = "cables, the radio link, and what the interfaces are set to",
     .actions = kActions,
 };

@@ -53,7 +53,8 @@ struct Route {
 };
 
 struct State {
-  bool wireless;  // the kernel has the wireless information file
+  bool wireless;   // the kernel has the wireless information file
+  bool connected;  // what it says
   uint32_t interfaceCount;
   Interface interfaces[kMostInterfaces];
   uint32_t routeCount;

@@ -9,6 +9,7 @@
 #include "vboard/board.h"
 #include "vboard/description.h"
 #include "vboard/device.h"
+#include "vboard/values.h"
 
 namespace vboard {
 extern const Device kPanel;
@@ -98,6 +99,31 @@ void Release(std::span<const std::string> words) {
   Change(words[0], false);
 }
 
+void ShowLines(Values &values, const char *name, const Line (&lines)[kLines]) {
+  values.List(name, [&] {
+    for (const Line &line : lines) {
+      values.Object("", [&] {
+        values.Number("group", line.group);
+        values.Number("bit", line.bit);
+      });
+    }
+  });
+}
+
+void Show(Values &values) {
+  values.Object("keys", [&] {
+    values.Number("count", Panel().fitted ? kKeyCount : 0);
+    if (!Panel().fitted) return;
+    ShowLines(values, "scan", Panel().scan);
+    ShowLines(values, "sense", Panel().sense);
+    values.List("held", [&] {
+      for (size_t key = 0; key < kKeyCount; ++key) {
+        if (Panel().pressed[key]) values.Number("", static_cast<int64_t>(key));
+      }
+    });
+  });
+}
+
 constexpr Action kActions[] = {
     {"key press", "N", "press a key of the matrix: scan line times 5 plus sense line", Press},
     {"key release", "N", "release a key of the matrix", Release},
@@ -113,6 +139,7 @@ const Device kPanel = {
     .make = Make,
     .powerOn = Reset,
     .lines = GpioLines{.level = SenseLevel, .driven = Driven},
+    .values = Show,
     .help = "the keys of the matrix",
     .actions = kActions,
 };

@@ -22,6 +22,7 @@
 #include "vboard/devices/scsi_disks.h"
 #include "vboard/files.h"
 #include "vboard/mounts.h"
+#include "vboard/values.h"
 
 namespace vboard {
 namespace {
@@ -242,6 +243,22 @@ void PullStickAfter(std::span<const std::string> words) {
   }
 }
 
+void Show(Values &values) {
+  values.List("disks", [&] {
+    for (const Disk &disk : Disks()) {
+      values.Object("", [&] {
+        values.Text("name", disk.name);
+        values.Text("node", disk.node);
+        values.Text("kind", disk.optical ? "optical" : "disk");
+        values.Text("vendor", disk.vendor);
+        values.Number("sectors", disk.size);
+        values.Flag("plugged", disk.plugged);
+        values.Number("mounted", disk.mounted);
+      });
+    }
+  });
+}
+
 constexpr const char *kPaths[] = {"/sys/bus/scsi"};
 constexpr Action kActions[] = {
     {"stick plug", "NAME", "plug in a disk of the description", PlugStick},
@@ -262,6 +279,7 @@ const Device kScsi = {
     .powerOn = Unmounted,
     .files = FileCalls{.unit = Unit, .open = Open, .ioctl = Ioctl, .sync = Sync},
     .mounts = MountCalls{.mount = MountVfat, .remounted = Remounted},
+    .values = Show,
     .help = "disks and USB sticks that are plugged in and pulled out",
     .actions = kActions,
 };

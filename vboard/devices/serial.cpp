@@ -5,6 +5,7 @@
 // wire, bytes for a port that nobody has open are lost.
 #include <errno.h>
 #include <fcntl.h>
+#include <stdlib.h>
 #include <sys/stat.h>
 #include <termios.h>
 
@@ -19,6 +20,7 @@
 #include "vboard/device.h"
 #include "vboard/files.h"
 #include "vboard/real.h"
+#include "vboard/values.h"
 
 namespace vboard {
 extern const Device kSerial;
@@ -35,9 +37,13 @@ struct Port {
   termios settings;
 };
 
+// What commands to microcontroller and front board set: 256 LEDs and these two.
+enum Indicator : size_t { kFan = 256, kBuzzer, kIndicators };
+
 struct SerialState {
   uint32_t chunk;  // the most bytes that a port takes at once; 0: all
   Port ports[kPorts];
+  std::atomic<uint16_t> indicators[kIndicators];  // the level plus 1; 0: not yet set
 };
 
 SerialState &Serial() {
@@ -75,6 +81,7 @@ void Make(Section &section) {
 
 // How the kernel's driver starts.
 void Reset() {
+  for (auto &indicator : Serial().indicators) indicator = 0;
   for (Port &port : Serial().ports) {
     port.settings = {};
     port.settings.c_iflag = ICRNL | IXON;
@@ -102,18 +109,30 @@ std::string Hex(const uint8_t *data, size_t length) {
   return text;
 }
 
-// What a whole frame for the microcontroller or the front board means.
-std::string Meaning(const std::vector<uint8_t> &frame) {
+// What a whole frame for the microcontroller or the front board sets, by its last byte;
+// kIndicators: nothing.
+size_t IndicatorOf(const std::vector<uint8_t> &frame) {
   const auto isFrame = [&](std::vector<uint8_t> head, size_t length) {
     return frame.size() == length && std::equal(head.begin(), head.end(), frame.begin());
   };
-  const char *onOff = frame.back() != 0 ? "on)" : "off)";
-  if (isFrame({0xff, 0x5a, 0x05, 0x01}, 5)) return std::string(" (fan ") + onOff;
-  if (isFrame({0xff, 0x5a, 0x04, 0x01}, 5)) return std::string(" (buzzer ") + onOff;
-  if (isFrame({0xff, 0xdd}, 4)) {
-    return " (LED" + Hex(&frame[2], 1) + " = " + std::to_string(frame[3]) + ")";
-  }
-  return "";
+  if (isFrame({0xff, 0x5a, 0x05, 0x01}, 5)) return kFan;
+  if (isFrame({0xff, 0x5a, 0x04, 0x01}, 5)) return kBuzzer;
+  return isFrame({0xff, 0xdd}, 4) ? frame[2] : size_t{kIndicators};
+}
+
+std::string NameOf(size_t indicator) {
+  if (indicator >= kFan) return indicator == kFan ? "fan" : "buzzer";
+  const auto led = static_cast<uint8_t>(indicator);
+  return "LED" + Hex(&led, 1);
+}
+
+std::string Meaning(const std::vector<uint8_t> &frame) {
+  const size_t indicator = IndicatorOf(frame);
+  if (indicator == kIndicators) return "";
+  const std::string level = indicator < kFan    ? " = " + std::to_string(frame.back())
+                            : frame.back() != 0 ? " on"
+                                                : " off";
+  return " (" + NameOf(indicator) + level + ")";
 }
 
 ssize_t Write(int unit, int, const void *data, size_t length, int64_t *) {
@@ -121,6 +140,10 @@ ssize_t Write(int unit, int, const void *data, size_t length, int64_t *) {
   const auto *bytes = static_cast<const uint8_t *>(data);
   if (length > 0) {
     const std::vector<uint8_t> frame(bytes, bytes + length);
+    const size_t indicator = IndicatorOf(frame);
+    if (indicator != kIndicators) {
+      Serial().indicators[indicator] = static_cast<uint16_t>(frame.back() + 1);
+    }
     Event("uart%d: sent%s%s", unit, Hex(bytes, length).c_str(), Meaning(frame).c_str());
   }
   return static_cast<ssize_t>(length);
@@ -175,6 +198,10 @@ const char *ParityName(const termios &settings) {
   return (settings.c_cflag & PARODD) != 0 ? "odd" : "even";
 }
 
+int DataBits(const termios &settings) {
+  return 5 + static_cast<int>((settings.c_cflag & CSIZE) / CS6);
+}
+
 int GetTerminal(int unit, termios *settings) {
   const Lock lock;
   *settings = Serial().ports[unit].settings;
@@ -186,10 +213,9 @@ int SetTerminal(int unit, const termios *settings) {
     const Lock lock;
     Serial().ports[unit].settings = *settings;
   }
-  const int dataBits = 5 + static_cast<int>((settings->c_cflag & CSIZE) / CS6);
   const bool two = (settings->c_cflag & CSTOPB) != 0;
   Event("uart%d: %s baud, %d data bits, %s parity, %s", unit, SpeedName(cfgetospeed(settings)),
-        dataBits, ParityName(*settings), two ? "2 stop bits" : "1 stop bit");
+        DataBits(*settings), ParityName(*settings), two ? "2 stop bits" : "1 stop bit");
   return 0;
 }
 
@@ -243,6 +269,39 @@ void Plug(std::span<const std::string> words) {
   Event("uart%d: plugged in", port);
 }
 
+void ShowPort(Values &values, int port) {
+  const Port &shown = Serial().ports[port];
+  const termios settings = shown.settings;
+  values.Number("port", port);
+  if (port == kMcuPort) values.Text("leads_to", "microcontroller");
+  if (port == kFrontboardPort) values.Text("leads_to", "front board");
+  values.Flag("plugged", !shown.unplugged);
+  values.Number("baud", atoi(SpeedName(cfgetospeed(&settings))));  // 0: an unusual one
+  values.Number("data_bits", DataBits(settings));
+  values.Text("parity", ParityName(settings));
+  values.Number("stop_bits", (settings.c_cflag & CSTOPB) != 0 ? 2 : 1);
+}
+
+void Show(Values &values) {
+  const Lock lock;
+  values.List("uart", [&] {
+    for (int port = 0; port < kPorts; ++port) {
+      if (!Serial().ports[port].fitted) continue;
+      values.Object("", [&] { ShowPort(values, port); });
+    }
+  });
+  values.List("indicators", [&] {
+    for (size_t indicator = 0; indicator < kIndicators; ++indicator) {
+      const int level = Serial().indicators[indicator] - 1;
+      if (level < 0) continue;
+      values.Object("", [&] {
+        values.Text("name", NameOf(indicator));
+        values.Number("level", level);
+      });
+    }
+  });
+}
+
 constexpr Action kActions[] = {
     {"uart send", "INDEX HEXBYTES", "send bytes, such as ff1afe01, to a port",
      [](std::span<const std::string> words) { Send(PortNumber(words[0]), words[1]); }},
@@ -265,6 +324,7 @@ const Device kSerial = {
     .powerOn = Reset,
     .files = FileCalls{.unit = Unit, .read = Read, .write = Write},
     .terminal = TerminalCalls{.get = GetTerminal, .set = SetTerminal, .flush = Flush},
+    .values = Show,
     .help = "what is at the other end of a serial port",
     .actions = kActions,
 };

@@ -9,6 +9,7 @@
 #include "vboard/description.h"
 #include "vboard/device.h"
 #include "vboard/files.h"
+#include "vboard/values.h"
 
 namespace vboard {
 extern const Device kWatchdog;
@@ -97,6 +98,13 @@ void Bite() {
   State().power = Power::kCut;
 }
 
+void Show(Values &values) {
+  values.Object("watchdog", [&] {
+    values.Flag("running", Watchdog().running);
+    values.Number("timeout", Watchdog().timeout);
+  });
+}
+
 }  // namespace
 
 const Device kWatchdog = {
@@ -116,6 +124,7 @@ const Device kWatchdog = {
             .write = Write,
             .ioctl = Ioctl,
         },
+    .values = Show,
 };
 
 }  // namespace vboard
