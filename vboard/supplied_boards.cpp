@@ -29,7 +29,7 @@ std::string FindDescription(const std::string &board) {
   const bool file = std::filesystem::exists(path) && !std::filesystem::is_directory(path);
   if (file || path.has_parent_path() || path.extension() == kEnding) return board;
   const std::string boards = SuppliedBoards();
-  const std::string known = boards + "/" + board + kEnding;
+  std::string known = boards + "/" + board + kEnding;
   if (!board.empty() && std::filesystem::exists(known)) return known;
   throw std::runtime_error("'" + board + "' is no description, and no board in " + boards);
 }
