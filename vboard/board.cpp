@@ -143,6 +143,9 @@ bool IsProgram() {
 bool Attached() {
   return IsProgram() && ownCalls == 0;
 }
+bool IsOpen() {
+  return ThisProcess().state != nullptr;
+}
 const std::string &Folder() {
   return ThisProcess().folder;
 }

@@ -113,6 +113,8 @@ std::string FolderOfBoard(const std::string &folder);
 // and a machine's power supply want.
 void Open(const std::string &folder);
 
+// Whether a board is open or attached to.
+bool IsOpen();
 const std::string &Folder();
 const char *EventsPath();
 Shared &State();

@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "vboard/command/command.h"
+#include "vboard/command/output.h"
 #include "vboard/description.h"
 #include "vboard/make.h"
 #include "vboard/supplied_boards.h"
@@ -29,6 +30,7 @@ void List() {
     Section description = ReadDescription(file, BoardKeys());
     printf("%-20s %s\n", file.stem().c_str(), description.Text("summary").c_str());
   }
+  EndOutput();
 }
 
 void Describe(const Common &common) {
@@ -38,6 +40,7 @@ void Describe(const Common &common) {
     if (options.board.empty()) throw CLI::RequiredError("BOARD");
     puts(ReadPlan(options.board, common.programs).json.c_str());
   }
+  EndOutput();
 }
 
 }  // namespace

@@ -7,14 +7,18 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <exception>
 #include <filesystem>
+#include <optional>
 
 #include "vboard/board.h"
 #include "vboard/command/command.h"
+#include "vboard/command/output.h"
 #include "vboard/guard.h"
 #include "vboard/machine.h"
 #include "vboard/make.h"
 #include "vboard/steps.h"
+#include "vboard/waveform.h"
 
 namespace vboard::command {
 namespace {
@@ -29,6 +33,7 @@ struct {
   uint32_t patience = 30;
   bool stay = false;
   bool steps = false;
+  std::string record;
 } options;
 
 void Show(const Line &line) {
@@ -54,16 +59,8 @@ void TakeSteps(const Plan &plan, const Common &common) {
   throw std::runtime_error("a step took longer than the patience; the board was switched off");
 }
 
-void Run(Common &common) {
-  LockFolder(common);
-  fflush(nullptr);
-  GoUnderGuard();
-  signal(SIGPIPE, SIG_IGN);
-  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
-    signal(number, Machine::RequestStop);
-  }
-  ReleaseSignals();
-  Plan plan = MakeBoard(options.board, common.folder, common.programs);
+void PlayBoard(const Common &common) {
+  const Plan plan = MakeBoard(options.board, common.folder, common.programs);
   if (options.steps) return TakeSteps(plan, common);
   printf(
       "%s\nThe board's folder is %s.\nLeft of the bar: what happens on the board, at which "
@@ -75,6 +72,33 @@ void Run(Common &common) {
   if (options.stay) machine.RunOn();
   machine.Stop();
   printf("\nThe board was switched off.\n");
+}
+
+// Whatever ends the board, what happened on it is recorded.
+void PlayAndRecord(const Common &common, ResultFile &record) {
+  std::exception_ptr failure;
+  try {
+    PlayBoard(common);
+  } catch (...) {
+    failure = std::current_exception();
+  }
+  if (IsOpen()) record.Write(Waveform());
+  if (failure) std::rethrow_exception(failure);
+}
+
+void Run(Common &common) {
+  LockFolder(common);
+  std::optional<ResultFile> record;
+  if (!options.record.empty()) record.emplace(options.record);
+  fflush(nullptr);
+  GoUnderGuard();
+  signal(SIGPIPE, SIG_IGN);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+    signal(number, Machine::RequestStop);
+  }
+  ReleaseSignals();
+  if (!record) return PlayBoard(common);
+  PlayAndRecord(common, *record);
 }
 
 std::string StepsFooter() {
@@ -121,8 +145,12 @@ void AddRun(CLI::App &app, Common &common) {
   steps->excludes(stay)->excludes("--speed");
   run->add_option("--transcript", options.transcript,
                   "with --steps: the file that gets console and events as lines of JSON")
+      ->type_name("FILE")
       ->needs(steps);
   run->footer(StepsFooter);
+  run->add_option("--record", options.record,
+                  "write what happens as a value change dump for waveform viewers")
+      ->type_name("FILE");
   run->callback([&common] { Run(common); });
 }
 

@@ -3,6 +3,7 @@
 
 #include "vboard/board.h"
 #include "vboard/command/command.h"
+#include "vboard/command/output.h"
 #include "vboard/json.h"
 
 namespace vboard::command {
@@ -37,6 +38,7 @@ void AddState(CLI::App &app, Common &common) {
     } else {
       Show();
     }
+    EndOutput();
   });
 }
 
