@@ -21,7 +21,7 @@ for program in application with_archive; do
 done
 vboard --folder board events | grep -q 'gpio: 2,3 = 1'
 vboard --folder board events --vcd waves.vcd
-grep -q '^\$var wire 1 .* gpio_2_3' waves.vcd
+grep -q "wire 1 .* gpio_2_3" waves.vcd
 vboard --folder board run supervised-oem9 | tail -1 | grep -q 'switched off'
 #vboard --version
 /usr/sbin/boardctl --help | grep -q '^usage'
