@@ -236,7 +236,8 @@ IN_USE = [
 STREAMS = ('key', 'uart listen')
 TEXTS = ('help', '--man', 'flash dump')
 # How a result is lost: on a full disk, nowhere to go, in a pipe that nobody reads.
-LOST = ['exec "$@" >/opt/sav/full', 'exec "$@" >&-', 'exec "$@" >&- 2>&-', 'exec 5> >(:); wait $!; exec "$@" >&5']
+LOST = ['exec "$@" >/opt/sav/full',
+        'exec "$@" >&-', 'exec "$@" >&- 2>&-', 'exec 5> >(:); wait $!; exec "$@" >&5']
 
 
 # What the board's init runs: the command is tested beside nothing.

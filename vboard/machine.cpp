@@ -9,6 +9,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/ioctl.h>
 #include <sys/personality.h>
 #include <sys/wait.h>
 #include <termios.h>
@@ -38,6 +39,8 @@ constexpr int kPollMilliseconds = 1;
 constexpr int64_t kShutDown = kSecond;
 // What ends a program that is killed gets of the PC's time.
 constexpr std::chrono::seconds kLongestEnd{5};
+// What the kernel gets of it for what is typed.
+constexpr std::chrono::milliseconds kLongestTyping{50};
 // What a turn takes at most from a program that prints without end.
 constexpr int kReadsPerTurn = 16;
 
@@ -251,6 +254,12 @@ bool Machine::Type(std::string_view text) {
     // It waits where more is typed than fits, of which a single character is sure.
     if (write(console_, text.data(), 1) != 1) return false;
     text.remove_prefix(1);
+  }
+  // The kernel hands it on by and by, and nobody else can tell that it is still on its way.
+  int unread = 0;
+  for (auto end = Clock::now() + kLongestTyping; unread == 0 && Clock::now() < end;) {
+    keeper_.PauseBriefly();
+    ioctl(terminal_, FIONREAD, &unread);
   }
   return true;
 }

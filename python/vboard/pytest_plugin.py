@@ -8,10 +8,14 @@
 A failing test shows what happened on its boards. Each board has a folder of its own, so that tests
 can run side by side."""
 
+import os
+import re
+
 import pytest
 
 from vboard.base import AbstractBoard
 from vboard.making import kind_of_board
+from vboard.virtual import Board
 
 MOST_LINES = 400  # of a transcript, that a failure shows
 
@@ -25,12 +29,20 @@ def pytest_addoption(parser):
     group.addoption('--board-command', help='the command vboard')
     group.addoption('--board-programs',
                     help='folder of the programs that boards start, built for this kind of board')
+    group.addoption('--board-vcd', metavar='FOLDER',
+                    help='write a value change dump of every virtual board for waveform viewers')
 
 
 def pytest_configure(config):
     config.addinivalue_line(
         'markers', "board(name, programs={path: file}, extra='', kinds=[...]): the board of a test, "
         'as for vboard.Board; on other kinds than these the test is skipped')
+
+
+def write_waveform(board, folder, test, number):
+    os.makedirs(folder, exist_ok=True)
+    name = '%s-%d.vcd' % (re.sub(r'\W+', '-', test), number + 1)
+    board.waveform(os.path.join(folder, name))
 
 
 @pytest.fixture
@@ -50,7 +62,9 @@ def make_board(request):
         return made[-1]
 
     yield make
-    for board in made:
+    for number, board in enumerate(made):
+        if config.getoption('--board-vcd') and isinstance(board, Board):
+            write_waveform(board, config.getoption('--board-vcd'), request.node.name, number)
         board.close()
 
 

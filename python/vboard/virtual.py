@@ -159,6 +159,12 @@ class Board(AbstractBoard):
             raise BoardError(result.stderr.strip())
         return json.loads(result.stdout)
 
+    def waveform(self, path: str) -> None:
+        """Writes a value change dump of what has happened, for waveform viewers."""
+        result = subprocess.run(self.command('events', '--vcd', path), capture_output=True, text=True)
+        if result.returncode != 0:
+            raise BoardError(result.stderr.strip())
+
     # ---- Files ----
 
     def read(self, place: str, name: str) -> bytes:
