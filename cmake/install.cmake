@@ -8,6 +8,11 @@ install(TARGETS ${libraries} EXPORT libsys LIBRARY DESTINATION ${CMAKE_INSTALL_L
 install(DIRECTORY include/libsys DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 if(NOT CMAKE_CROSSCOMPILING)
   install(FILES ${PROJECT_BINARY_DIR}/boardctl/boardctl.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
+  install(FILES ${PROJECT_BINARY_DIR}/vboard/vboard.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+  foreach(program boardctl vboard)
+    install(FILES ${PROJECT_BINARY_DIR}/${program}/${program}.bash RENAME ${program}
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+  endforeach()
 endif()
 
 set(package ${CMAKE_INSTALL_LIBDIR}/cmake/libsys)
