@@ -55,6 +55,8 @@ Clock::time_point After(double seconds) {
          std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
 }
 
+constexpr char kInPrograms[] = "libvboard-in-programs.so";  // beside the library that this is
+
 // What has to come before the C library in a program on the board.
 std::string Preload() {
   Dl_info info;
@@ -65,9 +67,10 @@ std::string Preload() {
     // Under its name at once, for it may be another one's first program too.
     const std::string made = libraries + std::to_string(getpid());
     // The file itself: no new build takes it away from the programs of a board that runs.
+    const auto library = std::filesystem::path(info.dli_fname).replace_filename(kInPrograms);
     std::error_code error;
-    std::filesystem::create_hard_link(info.dli_fname, made, error);
-    if (error) std::filesystem::copy_file(info.dli_fname, made);
+    std::filesystem::create_hard_link(library, made, error);
+    if (error) std::filesystem::copy_file(library, made);
     std::filesystem::rename(made, libraries);
   }
 #ifdef VBOARD_SANITIZER
@@ -195,9 +198,9 @@ void Machine::StartCommand() {
 void Machine::StartBeside(const std::vector<std::string> &command) {
   fflush(nullptr);
   const pid_t child = fork();
+  setpgid(child, command_);  // here and there, as with the command
   if (child == 0) Become(command[0], command, terminal_);
   if (child < 0) throw std::runtime_error("no process for " + command[0]);
-  setpgid(child, command_);
   NoteBirth();
   running_ = true;
 }
