@@ -5,9 +5,11 @@ Run as a program it plays the scenario of a board and shows its console and even
 """
 
 import argparse
+import base64
 import collections
-import json
 import os
+import re
+import shlex
 import shutil
 import signal
 import struct
@@ -15,11 +17,16 @@ import subprocess
 import sys
 import tempfile
 import time
+import typing
 
-from machine import Failure, Machine, PATIENCE  # noqa: F401 (the last one for its users)
+from machine import Failure, Machine, PATIENCE  # which makes the package vboard known
+
+from vboard.base import AbstractBoard, BoardError, Event, NotSeen, Result
+from vboard.making import Making, write_file
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 STATIC = os.path.join(ROOT, 'build', 'armboard')
+PROGRAMS = os.path.join(ROOT, 'build', 'arm', 'bin')
 VBOARD = os.path.join(ROOT, 'build', 'release', 'bin', 'vboard')
 SRAM = 0x48000000
 SRAM_SIZE = 0x2000000
@@ -44,21 +51,40 @@ def lines_of(rows):
     return ','.join('.'.join(str(number) for number in row) for row in rows)
 
 
-class Board(Machine):
-    """The folder holds everything of the board; programs is the folder of its programs. Options are
-    parameters of the kernel module, tools further programs that the board gets, files further
-    files by their place on it."""
+class Board(Machine, AbstractBoard):
+    """The same as vboard.Board, but for a real kernel, whose seconds are the PC's: a busy one gets
+    PATIENCE beyond what a test allows. Options are parameters of the kernel module, tools further
+    programs that the board gets, files further files by their place on it; show is called with
+    every line."""
 
-    def __init__(self, name, folder, programs, options=(), tools=(), files=None, show=None):
-        self.folder, self.programs, self.options = folder, programs, list(options)
-        self.tools = [os.path.join(programs, 'boardctl'), *tools]
-        self.files = files or {}
-        path = os.path.join(ROOT, 'boards', name + '.toml')
-        self.made = os.path.join(folder, 'made')
-        os.makedirs(folder, exist_ok=True)
-        output(VBOARD, '--folder', self.made, '--programs', programs, 'make', path)
-        self.description = json.loads(output(VBOARD, '--programs', programs, 'describe', path))
+    kind = 'arm'
+
+    def __init__(self, board: str, *, programs: typing.Mapping[str, str] | None = None,
+                 extra: str = '', folder: str | None = None, command: str | None = None,
+                 programs_folder: str | None = None, relative_to: str = '', options=(), tools=(),
+                 files=None, show=None) -> None:
         super().__init__(show)
+        self.temporary = folder is None
+        self.folder = folder or tempfile.mkdtemp(prefix='armboard-')
+        self.options, self.files = list(options), files or {}
+        self.prepared = []  # what is done to it before the launcher starts
+        self.image = None  # of the flash, once it was switched off
+        try:
+            os.makedirs(self.folder, exist_ok=True)
+            self.making = Making(board, self.folder, command or VBOARD, programs_folder or PROGRAMS,
+                                 programs, extra, relative_to)
+            self.description, self.programs = self.making.description, self.making.programs
+            self.made = os.path.join(self.folder, 'made')
+            output(VBOARD, '--folder', self.made, '--programs', self.programs, 'make', self.making.path)
+        except BaseException:
+            self.close()
+            raise
+        self.tools = [os.path.join(self.programs, 'boardctl'), *tools]
+
+    def close(self):
+        super().close()
+        if self.temporary:
+            shutil.rmtree(self.folder, ignore_errors=True)
 
     # ---- What the board starts with ----
 
@@ -130,7 +156,8 @@ class Board(Machine):
             os.makedirs(os.path.dirname(tree + target), exist_ok=True)
             shutil.copy(source, tree + target)
         for name, text in (('hardware', self.hardware()), ('disks', ' '.join(self.addresses())),
-                           ('start', ' '.join(self.description['start']))):
+                           ('start', ' '.join(self.description['start'])),
+                           ('prepare', '\n'.join(self.prepared))):
             with open(os.path.join(tree, 'board', name), 'w') as file:
                 file.write(text + '\n')
         with open(os.path.join(tree, 'board/flash'), 'wb') as file:
@@ -206,7 +233,8 @@ class Board(Machine):
     # ---- Power ----
 
     def boot(self, image=None, arguments=()):
-        """Gives the board power, with the flash image of the description or another one."""
+        """Gives the board power, with what the flash holds, or another image of it."""
+        image = self.image if image is None else image
         initrd = self.archive(self.flash_image() if image is None else image)
         self.drives = {}
         command = ['qemu-system-arm', '-M', 'vexpress-a9', '-m', '256', '-display', 'none',
@@ -225,9 +253,27 @@ class Board(Machine):
         path = os.path.join(self.folder, 'sram')
         self.qmp('stop')
         self.qmp('pmemsave', val=SRAM, size=SRAM_SIZE, filename=path)
-        self.off()
+        self.unplug()
         with open(path, 'rb') as file:
-            return file.read()
+            self.image = file.read()
+        return self.image
+
+    def off(self):
+        if self.started:
+            self.shell('sync')
+        self.cut_power()
+
+    def restart(self):
+        self.shell('sync')
+        self.qmp('system_reset')
+
+    def cut(self):
+        self.qmp('system_reset')
+
+    def state(self):
+        on = self.qemu is not None
+        return {'power': 'on' if on else 'off', 'boots': self.boots,
+                'time': time.monotonic() - self.begin if on else 0.0}
 
     # ---- Acting on it ----
 
@@ -241,6 +287,8 @@ class Board(Machine):
             self.wait(step[5:])
         elif words[0] == 'after':
             time.sleep(float(words[1]))
+        elif words[0] in ON_BOARD and not self.started:
+            self.prepared.append(step)
         elif words[0] in ('frontboard', 'mcu') and words[1] == 'send':
             port = 'uart2' if words[0] == 'frontboard' else 'uart1'
             self.send(port, bytes.fromhex(words[2]))
@@ -253,9 +301,58 @@ class Board(Machine):
         elif words[0] not in ON_BOARD or self.ask('board ' + step):
             raise Failure("'%s': this board cannot do that" % step)
 
-    def play(self, scenario=None):
-        for step in self.description['scenario'] if scenario is None else scenario:
-            self.act(step)
+    def expect(self, text, within=10):
+        try:
+            return self.wait(text, within + PATIENCE)
+        except Failure as failure:
+            raise NotSeen(str(failure)) from None
+
+    def expect_none(self, text, seconds):
+        for line in self.listen(seconds):
+            if text in line:
+                raise AssertionError("'%s' came: %s" % (text, line))
+
+    def type(self, line):
+        self.send('console', line.encode() + b'\n')
+
+    # ---- Programs and files ----
+
+    def run(self, program, *arguments):
+        words = shlex.join([program, *arguments])
+        if '\n' in words:
+            raise BoardError('a command is one line: %r' % words)
+        lines = self.shell(words + ' 2>/tmp/messages', PATIENCE)
+        status = re.search(r'status (\d+)$', lines[-1])
+        lines[-1] = lines[-1][:status.start()]
+        messages = self.shell('cat /tmp/messages')[:-1]
+        return Result(int(status[1]), '\n'.join(lines), ''.join(line + '\n' for line in messages))
+
+    def read(self, place, name):
+        number = self.making.partition(place)
+        content = self.making.content(self.made, place, name)
+        if not self.boots:
+            with open(content, 'rb') as file:
+                return file.read()
+        if number is None:
+            if self.qemu is not None:
+                self.shell('sync')
+            data = self.file_on(place, name)
+            if data is None:
+                raise FileNotFoundError(name)
+            return data
+        if self.qemu is None:
+            raise BoardError('the flash of this board can be read while it is on')
+        point = self.shell("sed -n 's,^/dev/mtdblock%d \\([^ ]*\\) .*,\\1,p' /proc/mounts" % number)
+        result = self.run('base64', os.path.join(point[0], name.lstrip('/')))
+        if result.status != 0:
+            raise FileNotFoundError(name)
+        return base64.b64decode(result.output)
+
+    def write(self, place, name, content):
+        path = self.making.content(self.made, place, name)
+        if self.boots:
+            raise BoardError('files of this board are written before it is switched on')
+        write_file(path, content)
 
     def only_virtual(self):
         """What of the board's description this machine lacks, or None."""
@@ -265,13 +362,14 @@ class Board(Machine):
                      if step.startswith(ONLY_VIRTUAL)), None)
 
 
-def show(event, line, seconds):
-    print('%12.3f  %s' % (seconds, line) if event else '%-14s|  %s' % ('', line), flush=True)
+def show(line):
+    print('%12.3f  %s' % (line.time, line.text) if isinstance(line, Event) else
+          '%-14s|  %s' % ('', line.text), flush=True)
 
 
 def run(options):
     with tempfile.TemporaryDirectory() as folder:
-        with Board(options.name, folder, options.programs, show=show) as board:
+        with Board(options.name, folder=folder, programs_folder=options.programs, show=show) as board:
             if board.only_virtual():
                 print("'%s': only the virtual board can do that; ./run %s" %
                       (board.only_virtual(), options.name))
@@ -289,12 +387,12 @@ def main():
     parser = argparse.ArgumentParser(description='Boots a board in QEMU and plays its scenario.')
     parser.add_argument('name', help='a board of boards/')
     parser.add_argument('--stay', action='store_true', help='leave the board on (Ctrl-C ends it)')
-    parser.add_argument('--programs', default=os.path.join(ROOT, 'build/arm/bin'))
+    parser.add_argument('--programs', default=PROGRAMS)
     options = parser.parse_args()
     signal.signal(signal.SIGTERM, lambda *unused: sys.exit(1))
     try:
         status = run(options)
-    except Failure as failure:
+    except (BoardError, NotSeen) as failure:
         print(failure)
         return 1
     except KeyboardInterrupt:

@@ -11,9 +11,14 @@ import shutil
 import signal
 import socket
 import subprocess
+import sys
 import tempfile
 import threading
 import time
+
+sys.path.append(os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), 'python'))
+
+from vboard.base import BoardError, ConsoleLine, Event  # noqa: E402
 
 # On a busy machine a boot takes long; only a failure waits so long.
 PATIENCE = 120
@@ -23,7 +28,7 @@ LAST_LINES = 12  # of the console, that a failure shows
 BROKEN = ('Kernel panic', 'Oops', 'Internal error')
 
 
-class Failure(Exception):
+class Failure(BoardError):
     pass
 
 
@@ -41,12 +46,13 @@ class Machine:
         self.show = show
         # A unix socket's path is short, whatever the folder's is.
         self.sockets = tempfile.mkdtemp(prefix='armboard-')
-        self.console, self.events = [], []
+        self.lines = []
         self.last = collections.deque(maxlen=LAST_LINES)
         self.news, self.answers, self.qmp_answers = queue.Queue(), queue.Queue(), queue.Queue()
         self.questions = 0  # each answer bears its question's number: one may come too late
         self.qemu = self.follower = None
         self.started = False
+        self.boots, self.begin = 0, time.monotonic()
         self.broken = None  # what the kernel said when it failed
 
     def start(self, command):
@@ -71,7 +77,7 @@ class Machine:
                                      env=dict(os.environ, QEMU_AUDIO_DRV='none'),
                                      preexec_fn=die_with_parent,
                                      stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
-        self.started, self.broken, self.boots, self.begin = False, None, 0, time.monotonic()
+        self.started, self.broken = False, None
         self.power_on()
         for name, listener in listeners.items():
             self.links[name] = self.accept(listener)
@@ -93,28 +99,24 @@ class Machine:
         qemu.kill()
         raise Failure('QEMU does not start: ' + qemu.communicate()[1].decode('utf-8', 'replace'))
 
-    def off(self):
-        """Pulls the plug."""
+    def unplug(self):
+        """Takes the power, with all that only QEMU knows."""
         if self.qemu is not None:
             qemu, self.qemu = self.qemu, None
             qemu.kill()
             qemu.communicate()
-        if self.follower is not None:
-            self.follower.join()
-        for link in self.links.values():
-            link.close()
+            if self.follower is not None:
+                self.follower.join()
+            for link in self.links.values():
+                link.close()
 
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *unused):
-        if self.qemu is not None:
-            self.off()
+    def close(self):
+        self.unplug()
         shutil.rmtree(self.sockets, ignore_errors=True)
 
     def follow(self):
         """Takes what the board says until it is off."""
-        takers = {'console': self.take_console, 'events': self.events_append,
+        takers = {'console': self.take_console, 'events': self.take_event,
                   'commands': self.answers.put, 'qmp': self.take_qmp}
         rest = dict.fromkeys(takers, b'')
         self.ended = False
@@ -123,7 +125,7 @@ class Machine:
             # What the machine tells is read first and taken last: by then all that its guest said
             # before has come, and so has what the guest told before it answered.
             for name in reversed(takers):
-                rest[name] += self.read(self.links[name])
+                rest[name] += self.receive(self.links[name])
             for name, take in takers.items():
                 *lines, rest[name] = rest[name].split(b'\n')
                 for line in lines:
@@ -132,7 +134,7 @@ class Machine:
         if self.qemu is not None:
             self.broken = 'QEMU ended'
 
-    def read(self, link):
+    def receive(self, link):
         data = b''
         while not self.ended and select.select([link], [], [], 0)[0]:
             try:
@@ -151,8 +153,8 @@ class Machine:
             self.qmp_answers.put(message)
 
     def power_on(self):
-        self.boots += 1
-        self.events_append('power: on, boot %d' % self.boots)
+        self.boots, self.begin = self.boots + 1, time.monotonic()
+        self.take_event('power: on, boot %d' % self.boots)
 
     def take_console(self, line):
         self.last.append(line)
@@ -160,20 +162,20 @@ class Machine:
             self.broken = line
         if '\x1estart' in line:
             self.started = True
-            self.events_append('launcher starts')
+            self.take_event('launcher starts')
         elif line.startswith('\x1eexit '):
-            self.events_append('exit: status ' + line[6:])
+            self.take_event('exit: status ' + line[6:])
         elif self.started:
-            self.console.append(line)
-            self.news.put((False, line))
-            if self.show:
-                self.show(False, line, time.monotonic() - self.begin)
+            self.take(ConsoleLine(time.monotonic() - self.begin, line))
 
-    def events_append(self, line):
-        self.events.append(line)
-        self.news.put((True, line))
+    def take_event(self, text):
+        self.take(Event(time.monotonic() - self.begin, 0, text))
+
+    def take(self, line):
+        self.lines.append(line)
+        self.news.put(line)
         if self.show:
-            self.show(True, line, time.monotonic() - self.begin)
+            self.show(line)
 
     def send(self, link, data):
         try:
@@ -196,9 +198,25 @@ class Machine:
         """Goes on until a line that came after the last one waited for contains the text."""
         end = time.monotonic() + seconds
         while True:
-            _, line = self.come(self.news, end, "'%s' did not come" % text)
+            line = self.come(self.news, end, "'%s' did not come" % text).text
             if text in line:
                 return line
+
+    def listen(self, seconds):
+        """What comes within so many seconds, line by line."""
+        end = time.monotonic() + seconds
+        while not self.broken and time.monotonic() < end:
+            try:
+                yield self.news.get(timeout=0.1).text
+            except queue.Empty:
+                pass
+        if self.broken:
+            raise self.failure(self.broken)
+
+    def forget(self):
+        """What has come so far is not waited for any more."""
+        while not self.news.empty():
+            self.news.get()
 
     def come(self, source, end, otherwise):
         """What comes next, or a failure with the console's last lines."""

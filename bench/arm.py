@@ -78,11 +78,11 @@ def compare_environment_tools(board):
             ('set', '/board/bin/boardctl env set service ours%d', '/bin/fw_setenv service theirs%d')):
         for name, command in (('boardctl', ours), ("Debian's tool", theirs)):
             value = (lambda i: command % i) if what == 'set' else (lambda i: command)
-            before = len(board.events)
+            before = len(board.events())
             runs = 5
             micros = sum(number(board, 'processor_time 1 ' + value(i)) for i in range(runs)) / runs
-            flash = [event.split() for event in board.events[before:]
-                     if event.startswith('flash: ') and int(event.split()[2], 16) < 0x40000]
+            flash = [event.text.split() for event in board.events()[before:]
+                     if event.text.startswith('flash: ') and int(event.text.split()[2], 16) < 0x40000]
             erased = sum(event[1] == 'erase' for event in flash)
             written = sum(int(event[3]) for event in flash if event[1] == 'write')
             calls = number(board, 'count_system_calls ' + value(runs))
@@ -105,21 +105,20 @@ def main():
         os.chmod(script, 0o755)
         tools = [compile_static(folder, 'nothing', NOTHING), script]
         tools += [compile_static(folder, name) for name in ('processor_time', 'count_system_calls')]
-        programs = os.path.join(ROOT, 'build/armhf-musl/bin')
         application = {'/opt/app/Quillon': compile_static(folder, 'uptime', UPTIME)}
-        with armboard.Board('direct', folder + '/c', programs, files=application) as board:
+        known = {'programs_folder': os.path.join(ROOT, 'build/armhf-musl/bin'), 'tools': tools}
+        with armboard.Board('direct', programs=application, **known) as board:
             board.boot(arguments=TIME)
-            print('from power on to the application: %s' % board.wait('up ')[3:])
-        with armboard.Board('supervised', folder + '/a', programs, tools=tools) as board:
+            print('from power on to the application: %s' % board.expect('up ')[3:])
+        with armboard.Board('supervised', **known) as board:
             board.boot(arguments=TIME)
-            board.wait('recorder: running')
+            board.expect('recorder: running')
             print('supervising launcher: %d KiB private memory' % number(
                 board, "awk '/^Private/ { sum += $2 } END { print sum }' "
                 "/proc/$(pidof sentrel | cut -d' ' -f1)/smaps"))
-        with armboard.Board('direct', folder + '/b', programs, tools=tools,
-                            files=debian_tool(folder)) as board:
+        with armboard.Board('direct', files=debian_tool(folder), **known) as board:
             board.boot(arguments=TIME)
-            board.wait('recorder: running')
+            board.expect('recorder: running')
             board.shell('killall Quillon')
             launcher = number(board, 'processor_time 30 /sbin/sentrel /board/bin/nothing')
             shell = number(board, 'processor_time 30 /board/bin/script')

@@ -2,10 +2,11 @@
 import json
 import os
 import signal
-import subprocess
 import sys
 import tempfile
-import time
+
+sys.path.append(os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), 'python'))
+from vboard import Board  # noqa: E402
 
 LONG = 'x' * 700
 # Too long, a surrogate, too high, cut, no beginning.
@@ -122,7 +123,7 @@ CASES = [
     ('beep', 1, 'the buzzer cannot be switched'),
     ('beep 70', 2, 'MILLISECONDS is a multiple of 50'),
     ('% INT', '5,5 buzzer = 1'),
-    ('beep 60000', -signal.SIGINT, '', 'gpio: 5,5 buzzer = 0'),
+    ('beep 60000', 128 + signal.SIGINT, '', 'gpio: 5,5 buzzer = 0'),
     ('fan 1', 1, 'this board has no fan to switch'),
     ('fan on', 2, 'STATE is a number'),
     ('clock set 2031-02-28 23:00:00', 0, '', 'clock set to'),
@@ -234,58 +235,52 @@ IN_USE = [
 ]
 STREAMS = ('key', 'uart listen')
 TEXTS = ('help', '--man', 'flash dump')
-READER, BROKEN_PIPE = os.pipe()
-os.close(READER)
-# Where a result is lost.
-LOST = ['>/dev/full', '>&-', '>&- 2>&-', '>&%d' % BROKEN_PIPE]
+# How a result is lost: on a full disk, nowhere to go, in a pipe that nobody reads.
+LOST = ['exec "$@" >/opt/sav/full',
+        'exec "$@" >&-', 'exec "$@" >&- 2>&-', 'exec 5> >(:); wait $!; exec "$@" >&5']
+
+
+# What the board's init runs: the command is tested beside nothing.
+IDLE = """
+start = ["/sbin/sentrel"]
+programs."/sbin/sentrel" = "sentrel"
+"""
 
 
 class Bench:
     """A board on which boardctl runs."""
 
     def __init__(self, vboard, programs, folder, description):
-        self.folder = folder
-        self.vboard = [vboard, '--folder', folder + '/board', '--programs', programs]
-        self.boardctl = self.vboard + ['exec', programs + '/boardctl']
-        self.failed = 0
         os.makedirs(folder)
         with open(folder + '/board.toml', 'w') as file:
-            file.write(description)
-        self.act(['make', folder + '/board.toml'])
+            file.write(IDLE + description)
+        self.folder, self.boardctl = folder, programs + '/boardctl'
+        self.board = Board(folder + '/board.toml', folder=folder, command=vboard,
+                           programs_folder=programs)
+        self.failed = 0
         os.makedirs(folder + '/board/root/opt/sav/Config')  # as if mounted
+        self.board.boot()
+        self.board.after(1)
 
-    def act(self, words):
-        subprocess.run(self.vboard + words, check=True, capture_output=True)
-
-    def events(self):
-        with open(self.folder + '/board/events') as file:
-            return file.read()
-
-    def wait(self, before, event):
-        for _ in range(600):
-            if event in self.events()[before:]:
-                return
-            time.sleep(0.05)
-
-    def run(self, command, meanwhile=(), redirection=''):
+    def run(self, command, meanwhile=(), script=None):
         """Status, output, messages, and what happened on the board."""
-        before = len(self.events())
-        words = ['bash', '-c', 'exec "$@" ' + redirection, '-', *self.boardctl, *command.split()]
-        process = subprocess.Popen(words, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                                   pass_fds=[BROKEN_PIPE], encoding='utf-8',
-                                   errors='surrogateescape')
+        self.board.forget()
+        before = len(self.board.lines)
+        words = [self.boardctl, *command.split()]
+        if script:
+            with open(self.folder + '/script', 'w') as file:
+                file.write(script)
+            words = ['/bin/bash', self.folder + '/script', *words]
+        process = self.board.start(*words)
         for kind, action, event in meanwhile:
-            self.wait(before, event)
+            self.board.expect(event)
             if kind == '&':
-                self.act(action.split())
+                self.board.act(action)
             else:
-                process.send_signal(getattr(signal, 'SIG' + action))
-        try:
-            output, messages = process.communicate(timeout=100)
-        except subprocess.TimeoutExpired:
-            process.kill()
-            output, messages = process.communicate()
-        return process.returncode, output, messages, self.events()[before:]
+                self.board.signal(process, getattr(signal, 'SIG' + action))
+        result = self.board.finish(process)
+        events = '\n'.join(map(str, self.board.lines[before:]))
+        return result.status, result.output, result.messages, events
 
     def expect(self, good, command, result):
         self.failed += not good
@@ -298,7 +293,7 @@ class Bench:
         for row in cases:
             kind, _, words = row[0].partition(' ')
             if kind == '!':
-                self.act(words.split())
+                self.board.act(words)
             elif kind in '&%':
                 meanwhile.append((kind, words, row[1]))
             else:
@@ -324,9 +319,9 @@ class Bench:
     def check_json(self, cases):
         """Every output parses, also that of failures and with standard error closed."""
         for (command, status, *_), meanwhile in self.rows(cases):
-            if status < 0 or any(each in command for each in TEXTS):
+            if status > 128 or any(each in command for each in TEXTS):
                 continue
-            result = self.run('--json ' + command, meanwhile, '2>&-')
+            result = self.run('--json ' + command, meanwhile, 'exec "$@" 2>&-')
             try:
                 lines = result[1].splitlines() if command.startswith(STREAMS) else [result[1]]
                 last = [json.loads(line) for line in lines][-1]
@@ -337,18 +332,18 @@ class Bench:
 
     def check_lost(self, cases):
         """A result that does not arrive is a failure, and is found nowhere else."""
+        os.symlink('/dev/full', self.folder + '/board/root/opt/sav/full')
         for number, ((command, status, expected, *_), meanwhile) in enumerate(self.rows(cases)):
-            redirection = LOST[number % len(LOST)]
-            result = self.run(command, meanwhile, redirection)
+            script = LOST[number % len(LOST)]
+            result = self.run(command, meanwhile, script)
             lost = status == 0 and expected != ''
             good = result[0] == (1 if lost else status) and result[1] == ''
-            if lost and '2>' not in redirection:
+            if lost and '2>' not in script:
                 good &= result[2].endswith(' cannot be written\n')
-            self.expect(good, command + ' ' + redirection, result)
+            self.expect(good, command + ': ' + script, result)
 
     def check_use(self):
         """Partitions in use are erased with --force only."""
-        self.run('product')  # switches the board on
         os.makedirs(self.folder + '/board/root/sys/class/ubi/ubi1')
         for file, text, used in IN_USE:
             for name in ('/proc/mounts', '/proc/cmdline', '/sys/class/ubi/ubi1/mtd_num'):
@@ -373,10 +368,12 @@ def main(vboard, programs):
             for name, board, cases in (('full', full, CASES), ('bare', BARE_BOARD, BARE_CASES),
                                        ('mac', MAC_BOARD, MAC_CASES)):
                 bench = Bench(vboard, programs, '%s/%s-%s' % (folder, name, check.__name__), board)
-                check(bench, cases)
+                with bench.board:
+                    check(bench, cases)
                 failed += bench.failed
         bench = Bench(vboard, programs, folder + '/use', full)
-        bench.check_use()
+        with bench.board:
+            bench.check_use()
     return failed + bench.failed != 0
 
 

@@ -146,6 +146,10 @@ bool MachineRuns();
 // another program. No other one gets it in the same power cycle, in which the events of both could
 // not be told apart.
 int ProcessNumber();
+// The same of a process that the board itself has just started, and the other way round, -1 for one
+// that does not live.
+int NumberOnBoard(pid_t process);
+pid_t ProcessOfNumber(int number);
 // Has this process have a number even when it has no descriptor left. For Attach.
 void NoteOwnStart();
 

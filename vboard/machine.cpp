@@ -9,12 +9,14 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/ioctl.h>
 #include <sys/personality.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <filesystem>
 #include <utility>
@@ -37,6 +39,8 @@ constexpr int kPollMilliseconds = 1;
 constexpr int64_t kShutDown = kSecond;
 // What ends a program that is killed gets of the PC's time.
 constexpr std::chrono::seconds kLongestEnd{5};
+// What the kernel gets of it for what is typed.
+constexpr std::chrono::milliseconds kLongestTyping{50};
 // What a turn takes at most from a program that prints without end.
 constexpr int kReadsPerTurn = 16;
 
@@ -86,9 +90,9 @@ std::string PlaceOf(const std::string &name) {
 
 // In a child, where nothing may go back to what the machine was doing.
 [[noreturn]] void Become(const std::string &program, const std::vector<std::string> &command,
-                         int terminal) noexcept {
+                         const std::array<int, 3> &standard) noexcept {
   signal(SIGPIPE, SIG_DFL);  // which the machine itself ignores
-  for (int fd = 0; fd <= 2; ++fd) dup2(terminal, fd);
+  for (int fd = 0; fd <= 2; ++fd) dup2(standard[static_cast<size_t>(fd)], fd);
   close_range(3, ~0U, 0);
   ExecuteOnBoard(program, command);
 }
@@ -188,21 +192,32 @@ void Machine::StartCommand() {
   command_ = fork();
   // Here and there, so that the group is there for both from now on.
   setpgid(command_, command_);
-  if (command_ == 0) Become(PathOnBoard(plan_.start[0]), plan_.start, terminal_);
+  if (command_ == 0)
+    Become(PathOnBoard(plan_.start[0]), plan_.start, {terminal_, terminal_, terminal_});
   if (command_ < 0) throw std::runtime_error("no process for the board's command");
   NoteBirth();
   State().processGroup = command_;
   running_ = true;
 }
 
-void Machine::StartBeside(const std::vector<std::string> &command) {
+pid_t Machine::StartBeside(const std::vector<std::string> &command, int output, int messages) {
+  const std::string program = PlaceOf(command[0]);
+  if (access(program.c_str(), X_OK) != 0) {
+    throw std::runtime_error(command[0] + ": no such program");
+  }
+  std::array<int, 3> standard = {terminal_, terminal_, terminal_};
+  const int nothing = open("/dev/null", O_RDONLY | O_CLOEXEC);
+  if (output >= 0) standard = {nothing, output, messages};
   fflush(nullptr);
   const pid_t child = fork();
   setpgid(child, command_);  // here and there, as with the command
-  if (child == 0) Become(command[0], command, terminal_);
+  if (child == 0) Become(program, command, standard);
+  close(nothing);
   if (child < 0) throw std::runtime_error("no process for " + command[0]);
+  beside_[child] = -1;
   NoteBirth();
   running_ = true;
+  return child;
 }
 
 // True when anything came.
@@ -227,10 +242,28 @@ void Machine::Reap() {
     if (WIFSIGNALED(status) && State().power == Power::kOn) {
       Event("killed: %s", strsignal(WTERMSIG(status)));
     }
-    if (id != command_) continue;
-    exitStatus_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    const int ended = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    if (id == command_) exitStatus_ = ended;
+    if (const auto beside = beside_.find(id); beside != beside_.end()) beside->second = ended;
   }
   running_ = id == 0;  // some child is left
+}
+
+bool Machine::Type(std::string_view text) {
+  while (!text.empty()) {
+    pollfd descriptor = {console_, POLLOUT, 0};
+    if (poll(&descriptor, 1, 0) <= 0) return false;
+    // It waits where more is typed than fits, of which a single character is sure.
+    if (write(console_, text.data(), 1) != 1) return false;
+    text.remove_prefix(1);
+  }
+  // The kernel hands it on by and by, and nobody else can tell that it is still on its way.
+  int unread = 0;
+  for (auto end = Clock::now() + kLongestTyping; unread == 0 && Clock::now() < end;) {
+    keeper_.PauseBriefly();
+    ioctl(terminal_, FIONREAD, &unread);
+  }
+  return true;
 }
 
 // Takes what the programs printed up to now, when all of them rest; the terminal may be behind.
@@ -302,7 +335,8 @@ bool Machine::GoOnUntil(const std::function<bool()> &happened, double seconds, i
     if (TakeConsole()) ComeToRest(end);
     if (happened()) return true;
     if (Lifetime() >= moment) break;
-    if (!running_ && State().power == Power::kOn) break;
+    const bool alone = goesOnAlone_ && moment != kNever;
+    if (!running_ && !alone && State().power == Power::kOn) break;
   }
   return happened();
 }
@@ -360,6 +394,9 @@ void Machine::Stop() {
   transcript_.EndLine();
   running_ = false;
   command_ = -1;
+  for (auto &[id, left] : beside_) {
+    if (left < 0) left = 128 + SIGKILL;
+  }
   State().processGroup = 0;
   if (State().power == Power::kOn) State().power = Power::kOff;
 }

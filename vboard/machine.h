@@ -6,8 +6,10 @@
 
 #include <chrono>
 #include <functional>
+#include <map>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "vboard/keeper.h"
@@ -50,8 +52,11 @@ class Machine {
   bool Run(double seconds);
   // Goes on until nothing runs any more.
   void RunOn();
-  // Starts a program of the PC on the board, beside what runs there.
-  void StartBeside(const std::vector<std::string> &command);
+  // Starts a program of the PC on the board, beside what runs there: on the board's console, or
+  // with nothing to read and these descriptors to write to. Its number on the PC.
+  pid_t StartBeside(const std::vector<std::string> &command, int output = -1, int messages = -1);
+  // Exit status of a program that was started beside, once it has ended; -1 before.
+  int StatusOf(pid_t beside) const { return beside_.at(beside); }
   // Plays the plan's scenario. Throws std::runtime_error with the step that failed; each may take
   // so many real seconds.
   void Play(double secondsPerStep);
@@ -59,7 +64,15 @@ class Machine {
   void Stop();
   // Has whatever goes on here end with Interrupted. For signal handlers.
   static void RequestStop(int signal);
+  // Types on the console. False when it takes no more, because nobody reads.
+  bool Type(std::string_view text);
+  // Follows what came from outside meanwhile, such as a stop. For who lets nothing go on.
+  void LookOutside();
+  // Has time go on to a moment that is waited for even when nothing runs any more.
+  void GoOnAlone() { goesOnAlone_ = true; }
 
+  // Whether the board is switched on; its programs may have ended.
+  bool On() const { return command_ >= 0; }
   bool Running() const { return running_; }
   // Exit status of the command that the board's init ran, once it has ended; -1 before.
   int ExitStatus() const { return exitStatus_; }
@@ -67,6 +80,7 @@ class Machine {
   const std::vector<Line> &Lines() const { return transcript_.Lines(); }
   // Looks for a line as WaitFor does, among those that have come.
   bool Find(const std::string &text) { return transcript_.Find(text); }
+  void Forget() { transcript_.Forget(); }
   // How many of the lines came up to the last one waited for.
   size_t Waited() const { return transcript_.Found(); }
 
@@ -74,7 +88,6 @@ class Machine {
   void StartCommand();
   bool ComeToRest(std::chrono::steady_clock::time_point end);
   void GoOn(int64_t moment, std::chrono::steady_clock::time_point end);
-  void LookOutside();
   bool ReadConsole(int milliseconds);
   bool TakeConsole();
   void Reap();
@@ -89,7 +102,9 @@ class Machine {
   unsigned changes_ = 0;
   int64_t shutDown_ = kNever;  // the lifetime at which the programs have had their time for it
   pid_t command_ = -1;
+  std::map<pid_t, int> beside_;  // and their exit status, -1 while they run
   bool running_ = false;
+  bool goesOnAlone_ = false;
   int exitStatus_ = -1;
 };
 

@@ -53,4 +53,16 @@ int ProcessNumber() {
   return place != nullptr ? place->number.load() : -1;
 }
 
+int NumberOnBoard(pid_t process) {
+  const Known *place = PlaceOf(process, StartOf(process));
+  return place != nullptr ? place->number.load() : -1;
+}
+
+pid_t ProcessOfNumber(int number) {
+  for (const Known &known : State().processes) {
+    if (known.number == number && Lives(known.process)) return known.process.number;
+  }
+  return -1;
+}
+
 }  // namespace vboard

@@ -97,6 +97,7 @@ void Transcript::Print(std::string_view text) {
     if (!ended && text_.size() < kLongestLine) continue;
     Line line;
     line.text = std::exchange(text_, "");
+    line.time = BoardTime();
     Keep(std::move(line));
   }
 }

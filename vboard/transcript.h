@@ -22,7 +22,7 @@ constexpr size_t kMarkLength = 33;
 struct Line {
   bool event = false;
   std::string text;  // without time, process and line feed
-  double time = 0;   // events: seconds of board time
+  double time = 0;   // seconds of board time; of what a program printed, when it was read
   int process = 0;   // events: the number of the process, 0 for the board itself
   bool cut = false;  // events: the log may lack the text's end
 };
@@ -50,6 +50,8 @@ class Transcript {
   // Looks on from the line that was found last. True, and that is the line found last, when one
   // contains the text.
   bool Find(std::string_view text);
+  // What has come so far is not looked at any more.
+  void Forget() { found_ = lines_.size(); }
 
   // The last 16 MiB of it; a longer line than 4096 characters comes in pieces.
   const std::vector<Line> &Lines() const { return lines_; }

@@ -17,6 +17,7 @@
 #include "vboard/guard.h"
 #include "vboard/machine.h"
 #include "vboard/make.h"
+#include "vboard/steps.h"
 #include "vboard/waveform.h"
 
 namespace vboard::command {
@@ -28,8 +29,10 @@ constexpr uint32_t kMostSpeed = 100'000;
 struct {
   std::string board;
   std::string speed;
+  std::string transcript;
   uint32_t patience = 30;
   bool stay = false;
+  bool steps = false;
   std::string record;
 } options;
 
@@ -50,8 +53,15 @@ uint32_t Speed() {
   return options.speed == kFree ? 0 : static_cast<uint32_t>(std::stoul(options.speed));
 }
 
+void TakeSteps(const Plan &plan, const Common &common) {
+  const double patience = options.patience;
+  if (PlaySteps(plan, {common.programs, options.transcript, patience})) return;
+  throw std::runtime_error("a step took longer than the patience; the board was switched off");
+}
+
 void PlayBoard(const Common &common) {
   const Plan plan = MakeBoard(options.board, common.folder, common.programs);
+  if (options.steps) return TakeSteps(plan, common);
   printf(
       "%s\nThe board's folder is %s.\nLeft of the bar: what happens on the board, at which "
       "second and by which process. Right of it: its console.\n\n",
@@ -91,6 +101,14 @@ void Run(Common &common) {
   PlayAndRecord(common, *record);
 }
 
+std::string StepsFooter() {
+  std::string text = "Steps besides the actions, such as key press 7:\n";
+  for (const StepHelp &each : StepsHelp()) {
+    text += "  " + std::string(each.step) + "\n      " + each.help + "\n";
+  }
+  return text;
+}
+
 }  // namespace
 
 void LockFolder(Common &common) {
@@ -121,7 +139,17 @@ void AddRun(CLI::App &app, Common &common) {
       ->type_name("SECONDS")
       ->check(CLI::Range(uint32_t{1}, kLongestPatience))
       ->capture_default_str();
-  run->add_flag("--stay", options.stay, "leave the board on when its scenario has been played");
+  CLI::Option *stay =
+      run->add_flag("--stay", options.stay, "leave the board on when its scenario has been played");
+  CLI::Option *steps = run->add_flag("--steps", options.steps,
+                                     "play the steps that come on standard input instead, and "
+                                     "answer each with a line of JSON");
+  steps->excludes(stay)->excludes("--speed");
+  run->add_option("--transcript", options.transcript,
+                  "with --steps: the file that gets console and events as lines of JSON")
+      ->type_name("FILE")
+      ->needs(steps);
+  run->footer(StepsFooter);
   run->add_option("--record", options.record,
                   "write what happens as a value change dump for waveform viewers")
       ->type_name("FILE");
