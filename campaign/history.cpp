@@ -37,7 +37,6 @@ constexpr uint64_t kMostLooks = 40'000;
 constexpr double kMostLooksASecond = 2'000;
 // To start takes no time of the board's: one that restarts again and again would do so for good.
 constexpr uint32_t kMostBoots = 20;
-constexpr char kTool[] = "/sbin/boardctl";
 constexpr double kLongestScenario = 86'400;
 
 // Files that hold passwords.
@@ -73,21 +72,22 @@ std::string Outcome(const Lines &lines) {
   return outcome;
 }
 
-// The lifetime of a board that is off. On the PC's time, by which it would go on, no history may
+// One power-on of the board, which takes the trial's steps at their moments. `offSince` is the
+// lifetime of the board while it is off: on the PC's time, by which it would go on, no history may
 // depend.
-int64_t offSince = 0;
-
-// One power-on of the board, which takes the trial's steps at their moments.
 class Player {
  public:
-  Player(const vboard::Plan &plan, std::vector<Step> steps)
-      : machine_(OnceItStands(plan)), scenario_(plan.scenario), steps_(std::move(steps)) {
+  Player(const vboard::Plan &plan, std::vector<Step> steps, int64_t *offSince)
+      : offSince_(*offSince),
+        machine_(OnceItStands(plan, offSince_)),
+        scenario_(plan.scenario),
+        steps_(std::move(steps)) {
     TakeDue();
     machine_.Start();
     start_ = vboard::Lifetime();
   }
 
-  ~Player() { offSince = vboard::Lifetime(); }
+  ~Player() { offSince_ = vboard::Lifetime(); }
   Player(const Player &) = delete;
   Player &operator=(const Player &) = delete;
 
@@ -111,13 +111,14 @@ class Player {
   const Lines &All() const { return machine_.Lines(); }
 
  private:
-  static const vboard::Plan &OnceItStands(const vboard::Plan &plan) {
-    vboard::Stand(offSince);
+  static const vboard::Plan &OnceItStands(const vboard::Plan &plan, int64_t lifetime) {
+    vboard::Stand(lifetime);
     return plan;
   }
   bool PlayStep(const std::string &step, double deadline);
   void TakeDue();
 
+  int64_t &offSince_;
   vboard::Machine machine_;
   std::vector<std::string> scenario_;
   std::vector<Step> steps_;
@@ -182,11 +183,12 @@ bool Player::WaitFor(const std::string &text, double deadline) {
 
 namespace {
 
-std::vector<unsigned> ChangedPartitions(const std::string &made) {
+std::vector<unsigned> ChangedPartitions(const std::string &made, const Pristine &copy) {
   std::vector<unsigned> changed;
   for (unsigned unit = 0;; ++unit) {
     const std::string path = "/root/dev/mtd" + std::to_string(unit);
     if (!std::filesystem::exists(made + path)) return changed;
+    if (!copy.HasChanged(path)) continue;
     if (vboard::ReadFile(made + path) != vboard::ReadFile(vboard::Folder() + path)) {
       changed.push_back(unit);
     }
@@ -252,11 +254,11 @@ std::vector<FlashOperation> ReadOperations(const Lines &lines) {
 }
 
 // The board starts again and is left alone until it has come to something.
-Lines BootAgain(vboard::Plan plan) {
+Lines BootAgain(vboard::Plan plan, int64_t *offSince) {
   vboard::DropFaults();
   vboard::PlanPowerCut(0, vboard::Moment::kNone, 0);
   plan.scenario.clear();
-  Player player(plan, {});
+  Player player(plan, {}, offSince);
   for (double second = 0; second < kBoot && Outcome(player.All()).empty(); second += kBoot / 100) {
     player.GoOnUntil(second);
   }
@@ -268,7 +270,8 @@ Lines BootAgain(vboard::Plan plan) {
 // What is looked at when the board rests for the last time.
 void Site::LookAround(const std::string &board, History &history) const {
   history.wroteFlash = vboard::State().flashOperations > 0;
-  if (history.wroteFlash) history.changed = ChangedPartitions(made_ + "/" + board);
+  if (history.wroteFlash)
+    history.changed = ChangedPartitions(made_ + "/" + board, copies_.at(board));
   history.open = OpenSecrets();
   history.captured = ServiceLog();
   if (!RestartsOnAndOn()) history.zombies = Zombies();  // or it is just ending its programs
@@ -299,7 +302,7 @@ const Survey &Site::SurveyOf(const std::string &board) {
   }
   vboard::State().notesCalls = true;
   {
-    Player player(plan, {});
+    Player player(plan, {}, &offSince_);
     player.PlayScenario(kLongestScenario);
     survey.seconds = player.Second();
     survey.history = Watch(board, player, survey.seconds);
@@ -308,9 +311,9 @@ const Survey &Site::SurveyOf(const std::string &board) {
   survey.calls = ReadCalls();
   survey.operations = ReadOperations(survey.history.lines);
   vboard::State().notesCalls = false;
-  survey.history.after = BootAgain(plan);
+  survey.history.after = BootAgain(plan, &offSince_);
   Make(board);
-  survey.variables = ReadVariables(plan, false);
+  survey.variables = ReadVariables(false);
   return survey;
 }
 
@@ -320,13 +323,13 @@ History Site::Play(const Trial &trial) {
   const vboard::Plan plan = Make(trial.board);
   History history;
   {
-    Player player(plan, steps);
+    Player player(plan, steps, &offSince_);
     history = Watch(trial.board, player, survey.seconds);
     history.lines = player.All();
   }
   history.steps = steps;
-  history.after = BootAgain(plan);
-  if (history.wroteFlash) history.variables = ReadVariables(plan, true);
+  history.after = BootAgain(plan, &offSince_);
+  if (history.wroteFlash) history.variables = ReadVariables(true);
   return history;
 }
 
@@ -341,8 +344,6 @@ vboard::Plan Site::Make(const std::string &board) {
   vboard::Detach();
   if (!plans_.contains(board)) {
     plans_[board] = vboard::MakeBoard(FindBoard(board), made, PROGRAMS_FOLDER);
-    std::filesystem::create_directories(vboard::RootPath("/sbin"));
-    std::filesystem::create_symlink(FindProgram("boardctl"), vboard::RootPath(kTool));
     vboard::Detach();
   }
   const auto known = copies_.find(board);
@@ -352,50 +353,8 @@ vboard::Plan Site::Make(const std::string &board) {
     known->second.Restore();
   }
   vboard::Open(copy);
-  offSince = 0;
+  offSince_ = 0;
   return plans_[board];
-}
-
-namespace {
-
-// What the tool prints when it is all that the board runs.
-Lines RunTool(vboard::Plan plan, std::vector<std::string> arguments) {
-  plan.start = std::move(arguments);
-  plan.start.insert(plan.start.begin(), kTool);
-  plan.scenario.clear();
-  Player player(plan, {});
-  player.GoOnUntil(kBoot);
-  return player.All();
-}
-
-std::vector<std::string> ListVariables(const vboard::Plan &plan) {
-  std::string text;
-  for (const vboard::Line &line : RunTool(plan, {"--json", "env", "list"})) {
-    if (!line.event) text += line.text + "\n";
-  }
-  const auto variables = nlohmann::json::parse(text, nullptr, false);
-  if (!variables.is_array()) return {"(cannot be read)"};
-  std::vector<std::string> list;
-  for (const auto &variable : variables) {
-    list.push_back(variable.value("name", "") + "=" + variable.value("value", ""));
-  }
-  return list;
-}
-
-}  // namespace
-
-// A save moves its variable to the end of the list.
-BootVariables Site::ReadVariables(const vboard::Plan &plan, bool saves) {
-  BootVariables variables;
-  variables.read = true;
-  variables.list = ListVariables(plan);
-  if (!saves) return variables;
-  RunTool(plan, {"env", "set", "campaign", "1"});
-  std::vector<std::string> expected = variables.list;
-  std::erase(expected, "campaign=1");
-  expected.emplace_back("campaign=1");
-  variables.nextSaveWorks = ListVariables(plan) == expected;
-  return variables;
 }
 
 }  // namespace campaign

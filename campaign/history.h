@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "campaign/boot_variables.h"
 #include "campaign/pristine.h"
 #include "campaign/trial.h"
 #include "vboard/make.h"
@@ -14,13 +15,6 @@
 namespace campaign {
 
 using Lines = std::vector<vboard::Line>;
-
-// The boot variables as the next start finds them.
-struct BootVariables {
-  bool read = false;
-  std::vector<std::string> list;  // NAME=VALUE
-  bool nextSaveWorks = false;
-};
 
 struct History {
   std::vector<Step> steps;            // as they were taken
@@ -77,10 +71,10 @@ class Site {
   vboard::Plan Make(const std::string &board);
   void LookAround(const std::string &board, History &history) const;
   History Watch(const std::string &board, Player &player, double end) const;
-  BootVariables ReadVariables(const vboard::Plan &plan, bool saves);
 
   const std::string made_;
   std::string folder_;
+  int64_t offSince_ = 0;
   std::map<std::string, vboard::Plan> plans_;
   std::map<std::string, Pristine> copies_;
   std::map<std::string, Survey> surveys_;

@@ -16,6 +16,8 @@ namespace {
 
 // Mapped by every program, and so always changed.
 constexpr char kState[] = "/state";
+// Put there by the first start of a program, and the same at each.
+constexpr char kLibrary[] = "/libvboard.so";
 
 [[noreturn]] void Fail(const std::string &path) {
   throw std::runtime_error(path + ": " + strerror(errno));
@@ -106,13 +108,20 @@ void Pristine::Look(const std::string &folder) {
     const std::string name = folder + "/" + found->d_name;
     const auto entry = entries_.find(name);
     if (entry == entries_.end()) {
-      std::filesystem::remove_all(copy_ + name);
+      if (name != kLibrary) std::filesystem::remove_all(copy_ + name);
       continue;
     }
     entry->second.seen = true;
     if (S_ISDIR(entry->second.original.st_mode)) Look(name);
   }
   closedir(listing);
+}
+
+bool Pristine::HasChanged(const std::string &name) const {
+  struct stat status;
+  const auto entry = entries_.find(name);
+  return entry == entries_.end() || lstat((copy_ + name).c_str(), &status) != 0 ||
+         !IsSame(status, entry->second.copied);
 }
 
 void Pristine::Restore() {

@@ -15,6 +15,9 @@ class Pristine {
   // What was changed is replaced, what is new is removed. A file that is mapped into memory may be
   // changed without a trace: it has to have been opened for that with a change that shows.
   void Restore();
+  // Whether the file of this name below the folder is not the one that was put there. One that was
+  // only mapped may have changed all the same.
+  bool HasChanged(const std::string &name) const;
 
  private:
   struct Entry {

@@ -23,7 +23,7 @@ endfunction()
 
 # What boards start lies with vboard in a folder of its own.
 set_target_properties(vboard PROPERTIES INSTALL_RPATH $ORIGIN)
-install(TARGETS vboard vboard_library handback keys recorder settings standalone
+install(TARGETS vboard vboard_library vboard_in_programs handback keys recorder settings standalone
         DESTINATION ${SENTREL_PROGRAMS_FOLDER} COMPONENT sentrel-tools)
 foreach(link ${CMAKE_INSTALL_BINDIR}/vboard ${CMAKE_INSTALL_SBINDIR}/boardctl)
   cmake_path(GET link PARENT_PATH folder)
@@ -32,6 +32,12 @@ foreach(link ${CMAKE_INSTALL_BINDIR}/vboard ${CMAKE_INSTALL_SBINDIR}/boardctl)
   file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/links)
   file(CREATE_LINK ${place} ${PROJECT_BINARY_DIR}/links/${name} SYMBOLIC)
   install(FILES ${PROJECT_BINARY_DIR}/links/${name} DESTINATION ${folder} COMPONENT sentrel-tools)
+endforeach()
+install_compressed(sentrel-tools ${PROJECT_BINARY_DIR}/vboard/vboard.1
+                   ${CMAKE_INSTALL_MANDIR}/man1/vboard.1)
+foreach(program boardctl vboard)
+  install(FILES ${PROJECT_BINARY_DIR}/${program}/${program}.bash RENAME ${program}
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT sentrel-tools)
 endforeach()
 install(DIRECTORY boards/ DESTINATION ${SENTREL_BOARDS_FOLDER} COMPONENT sentrel-tools)
 install_compressed(sentrel-tools ${PROJECT_BINARY_DIR}/boardctl/boardctl.8

@@ -24,9 +24,9 @@ import vboard  # noqa: E402
 PROGRAMS = os.path.join(ROOT, 'build/arm/bin')
 
 # What tells the time, the load or the memory, and when the launcher looks after the application,
-# is not the same twice; the rest is the kernel's.
+# is not the same twice; the rest is the kernel's, which may come behind half a line.
 CHANGING = re.compile(r'quillon is running|LIBDVR : CPU states|recorder: status|'
-                      r'LIBDVR : \d+-\d+-\d+, today|\[ ')
+                      r'LIBDVR : \d+-\d+-\d+, today|.*\[ *\d+\.\d{6}\] ')
 
 # A thread of its own prints these; nothing orders them and the others.
 SCANNER = re.compile(r'hiir read|LIBDVR : open /dev/Hi_IR failed')

@@ -15,7 +15,9 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+// Between two looks of who has something to look at; a signal ends any pause.
 constexpr timespec kPause = {0, 10'000'000};
+constexpr timespec kLongPause = {1, 0};
 // What a machine gets to switch its board off when the process that was started is gone.
 constexpr std::chrono::seconds kLongestEnd{10};
 constexpr std::chrono::seconds kLongestKill{5};
@@ -75,7 +77,8 @@ struct Duty {
          (!duty.everyTurn || duty.everyTurn())) {
     siginfo_t sent = {};
     const timespec none = {};
-    const int number = sigtimedwait(&watched, &sent, early ? &none : &kPause);
+    const timespec &pause = duty.everyTurn ? kPause : kLongPause;
+    const int number = sigtimedwait(&watched, &sent, early ? &none : &pause);
     early = early && number > 0;
     // What a terminal sends to the group reaches the last process by itself, once it is there.
     const bool handOn = early || duty.first != 0 || sent.si_code != SI_KERNEL;

@@ -59,6 +59,8 @@ Clock::time_point After(double seconds) {
          std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
 }
 
+constexpr char kInPrograms[] = "libvboard-in-programs.so";  // beside the library that this is
+
 // What has to come before the C library in a program on the board.
 std::string Preload() {
   Dl_info info;
@@ -69,9 +71,10 @@ std::string Preload() {
     // Under its name at once, for it may be another one's first program too.
     const std::string made = libraries + std::to_string(getpid());
     // The file itself: no new build takes it away from the programs of a board that runs.
+    const auto library = std::filesystem::path(info.dli_fname).replace_filename(kInPrograms);
     std::error_code error;
-    std::filesystem::create_hard_link(info.dli_fname, made, error);
-    if (error) std::filesystem::copy_file(info.dli_fname, made);
+    std::filesystem::create_hard_link(library, made, error);
+    if (error) std::filesystem::copy_file(library, made);
     std::filesystem::rename(made, libraries);
   }
 #ifdef VBOARD_SANITIZER
@@ -207,8 +210,7 @@ pid_t Machine::StartBeside(const std::vector<std::string> &command, int output, 
   if (output >= 0) standard = {nothing, output, messages};
   fflush(nullptr);
   const pid_t child = fork();
-  // Here and there, as the command's own group.
-  if (child >= 0) setpgid(child, command_);
+  setpgid(child, command_);  // here and there, as with the command
   if (child == 0) Become(program, command, standard);
   close(nothing);
   if (child < 0) throw std::runtime_error("no process for " + command[0]);

@@ -52,7 +52,7 @@ std::string AsLine(const Json &json) {
 // Takes a line's first word away.
 std::string TakeWord(std::string *line) {
   const size_t end = std::min(line->find(' '), line->size());
-  const std::string word = line->substr(0, end);
+  std::string word = line->substr(0, end);
   line->erase(0, std::min(end + 1, line->size()));
   return word;
 }
@@ -105,7 +105,7 @@ class Output {
 // A program that a step started.
 struct Guest {
   pid_t process = 0;
-  std::unique_ptr<Output> output, messages;
+  Output output, messages;
 };
 
 class Player {
@@ -152,7 +152,8 @@ class Player {
   Machine machine_;
   Json answer_;
   FILE *transcript_ = nullptr;
-  std::map<std::string, Guest> guests_;  // by their process numbers, until they are finished
+  std::map<std::string, std::shared_ptr<Guest>>
+      guests_;  // by their process numbers, until they are finished
 };
 
 struct Step {
@@ -257,11 +258,11 @@ std::string Player::StartBeside(const std::string &words) {
     throw StepError("usage: exec PROGRAM ARGUMENT..., or a JSON list of texts");
   }
   if (command[0].find('/') == std::string::npos) command[0].insert(0, options_.programs + "/");
-  Guest guest = {0, std::make_unique<Output>(), std::make_unique<Output>()};
-  guest.process = machine_.StartBeside(command, guest.output->fd(), guest.messages->fd());
-  answer_["process"] = NumberOnBoard(guest.process);
-  const std::string number = answer_["process"].dump();
-  guests_[number] = std::move(guest);
+  const auto guest = std::make_shared<Guest>();
+  guest->process = machine_.StartBeside(command, guest->output.fd(), guest->messages.fd());
+  answer_["process"] = NumberOnBoard(guest->process);
+  std::string number = answer_["process"].dump();
+  guests_[number] = guest;
   return number;
 }
 
@@ -272,12 +273,12 @@ void Player::Start(const std::string &words) {
 void Player::Finish(const std::string &number) {
   const auto guest = guests_.find(number);
   if (guest == guests_.end()) throw StepError("no step started process '" + number + "'");
-  const auto status = [&] { return machine_.StatusOf(guest->second.process); };
+  const auto status = [&] { return machine_.StatusOf(guest->second->process); };
   if (status() < 0)
     Until([&] { return status() >= 0; }, kNever, "process " + number + " did not end");
   answer_["status"] = status();
-  answer_["output"] = guest->second.output->Text();
-  answer_["messages"] = guest->second.messages->Text();
+  answer_["output"] = guest->second->output.Text();
+  answer_["messages"] = guest->second->messages.Text();
   guests_.erase(guest);
 }
 

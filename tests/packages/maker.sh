@@ -23,10 +23,10 @@ vboard --folder board events | grep -q 'gpio: 2,3 = 1'
 vboard --folder board events --vcd waves.vcd
 grep -q "wire 1 .* gpio_2_3" waves.vcd
 vboard --folder board run supervised-oem9 | tail -1 | grep -q 'switched off'
-#vboard --version
+vboard --version
 /usr/sbin/boardctl --help | grep -q '^usage'
-#for page in man1/vboard.1 man8/boardctl.8; do test -s "/usr/share/man/$page.gz"; done
-#test -s /usr/share/bash-completion/completions/vboard
+for page in man1/vboard.1 man8/boardctl.8; do test -s "/usr/share/man/$page.gz"; done
+test -s /usr/share/bash-completion/completions/vboard
 
 cat >test_application.py <<'EOF'
 import pytest

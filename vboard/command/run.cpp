@@ -133,8 +133,10 @@ void AddRun(CLI::App &app, Common &common) {
   run->add_option("--speed", options.speed,
                   "board seconds a second, or free: as fast as the programs let it; with --stay 1, "
                   "otherwise free")
+      ->type_name("SPEED")
       ->check(CLI::Range(uint32_t{1}, kMostSpeed) | CLI::IsMember({kFree}));
   run->add_option("--patience", options.patience, "real seconds to wait for each step")
+      ->type_name("SECONDS")
       ->check(CLI::Range(uint32_t{1}, kLongestPatience))
       ->capture_default_str();
   CLI::Option *stay =

@@ -114,16 +114,23 @@ int Ioctl(int unit, int fd, unsigned long request, void *argument) {
   return -1;
 }
 
+bool IsErased(std::span<const char> cells) {
+  return std::all_of(cells.begin(), cells.end(), [](char cell) { return cell == '\xff'; });
+}
+
 // What is in each sector of a partition that can be mounted: true for an erased one. Empty for
 // a partition that cannot.
-std::vector<bool> ErasedSectors(const std::string &cells) {
-  const size_t sectorSize = Flash().sectorSize;
-  const std::string erased(sectorSize, '\xff');
+std::vector<bool> ErasedSectors(int unit) {
+  std::vector<char> cells(Flash().sectorSize);
   std::vector<bool> sectors;
-  for (size_t at = 0; at < cells.size(); at += sectorSize) {
-    sectors.push_back(cells.compare(at, sectorSize, erased) == 0);
-    if (!sectors.back() && cells.compare(at, 2, kJffs2Magic, 2) != 0) return {};
+  const int chip = OpenChip(unit, O_RDONLY);
+  while (real::read(chip, cells.data(), cells.size()) == static_cast<ssize_t>(cells.size())) {
+    sectors.push_back(IsErased(cells));
+    if (sectors.back() || memcmp(cells.data(), kJffs2Magic, 2) == 0) continue;
+    sectors.clear();
+    break;
   }
+  real::close(chip);
   return sectors;
 }
 
@@ -148,8 +155,7 @@ int MountJffs2(std::string_view source, std::string_view type, std::string *cont
   if (unit < 0) return -1;
   if (type != "jffs2") return EINVAL;
   const Lock lock;
-  const std::vector<bool> erased =
-      ErasedSectors(ReadFile(RootPath(DevicePath(kCharacterDevice, static_cast<size_t>(unit)))));
+  const std::vector<bool> erased = ErasedSectors(unit);
   if (erased.empty()) return EIO;
   *content = "mtd" + std::to_string(unit);
   if (erased[0]) {

@@ -112,17 +112,40 @@ void Opened(const Path &place, int fd) {
   if (files != nullptr && files->opened != nullptr) files->opened(special.unit);
 }
 
+namespace {
+
+void Adopt(int fd) {
+  char path[PATH_MAX];
+  if (OpenedPath(fd, path)) {
+    Assign(fd, FindSpecial(path));
+    if (fd > STDERR_FILENO) Event("inherited: descriptor %d, %s", fd, path);
+  } else if (IsSocketToOutside(fd) || IsForeignTerminal(fd)) {
+    Assign(fd, {.device = nullptr, .unit = 0, .outside = true});
+  }
+}
+
+// What is open, in rising order; of the PC's own list, for a board has none.
+std::vector<int> OpenDescriptors() {
+  static constinit real::Next<DIR *(const char *)> openFolder("opendir");
+  static constinit real::Next<dirent *(DIR *)> readFolder("readdir");
+  static constinit real::Next<int(DIR *)> closeFolder("closedir");
+  std::vector<int> open;
+  DIR *folder = openFolder("/proc/self/fd");
+  if (folder == nullptr) return open;
+  while (const dirent *entry = readFolder(folder)) {
+    const bool isOpen = entry->d_name[0] != '.';
+    if (isOpen && atoi(entry->d_name) != dirfd(folder)) open.push_back(atoi(entry->d_name));
+  }
+  closeFolder(folder);
+  std::sort(open.begin(), open.end());
+  return open;
+}
+
+}  // namespace
+
 void AdoptDescriptors() {
-  static constinit real::Next<int(int, int, ...)> next("fcntl");
-  for (int fd = 0; fd < static_cast<int>(slots.size()); ++fd) {
-    if (next(fd, F_GETFD) < 0) continue;
-    char path[PATH_MAX];
-    if (OpenedPath(fd, path)) {
-      Assign(fd, FindSpecial(path));
-      if (fd > STDERR_FILENO) Event("inherited: descriptor %d, %s", fd, path);
-    } else if (IsSocketToOutside(fd) || IsForeignTerminal(fd)) {
-      Assign(fd, {.device = nullptr, .unit = 0, .outside = true});
-    }
+  for (const int fd : OpenDescriptors()) {
+    if (fd < static_cast<int>(slots.size())) Adopt(fd);
   }
 }
 
