@@ -10,17 +10,16 @@ namespace {
 
 // What may follow the words of a key, which every command is. Options may come anywhere.
 constexpr const char *kBeforeTable = "_boardctl() {\n  local -A words=(\n";
-constexpr const char *kBehindTable =
-    "  )\n"
-    "  local path=boardctl current=${COMP_WORDS[COMP_CWORD]} without='-*' word\n"
-    "  for word in \"${COMP_WORDS[@]:1:COMP_CWORD-1}\"; do\n"
-    "    [[ -z ${words[\"$path $word\"]-} ]] || path+=\" $word\"\n"
-    "  done\n"
-    "  [[ $current != -* ]] || path=boardctl without='!*'\n"
-    "  mapfile -t COMPREPLY < <(compgen -W \"${words[\"$path\"]}\" -X \"$without\" -- "
-    "\"$current\")\n"
-    "}\n"
-    "complete -o default -F _boardctl boardctl\n";
+constexpr const char *kBehindTable = R"(  )
+  local path=boardctl current=${COMP_WORDS[COMP_CWORD]} without='-*' word
+  for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
+    [[ -z ${words["$path $word"]-} ]] || path+=" $word"
+  done
+  [[ $current != -* ]] || path=boardctl without='!*'
+  mapfile -t COMPREPLY < <(compgen -W "${words["$path"]}" -X "$without" -- "$current")
+}
+complete -o default -F _boardctl boardctl
+)";
 
 int FirstWord(const Command &command) {
   return static_cast<int>(strcspn(command.name, " "));
