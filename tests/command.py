@@ -129,11 +129,21 @@ def check_failures(bench):
     assert '/proc/nowhere: ' in bench.run('run', direct, '--record', '/proc/nowhere', status=1)
     assert '/dev/full: No space left' in bench.run('run', direct, '--record', '/dev/full', status=1)
     bench.run('events', '--vcd', '--json', status=2)
+    sleepers = json.dumps(['/usr/bin/python3', '-c', 'import threading, time\n'
+                           'for _ in range(300): threading.Thread(target=time.sleep, args=[9]).start()'])
+    for more, steps, said in (
+            ((), 'power on', 'no line feed'),
+            (('--transcript', '/dev/full'), 'power on\n', '/dev/full: No space left'),
+            ((), 'power on\nexec %s\n' % sleepers, 'places for: 256')):
+        assert said in bench.run('run', direct, '--steps', *more, input=steps, status=1), said
     with open('/dev/full', 'w') as full:
-        for words in ('events', '--json'), ('events', '--vcd'), ('state', '--json'), ('--man',):
+        for words in ('events', '--json'), ('events', '--vcd'), ('state', '--json'), ('--man',), \
+                ('run', direct), ('run', direct, '--steps'):
             command = [bench.vboard, '--folder', bench.folder + '/board', *words]
-            done = subprocess.run(command, stdout=full, stderr=subprocess.PIPE, text=True)
+            done = subprocess.run(command, input='', stdout=full, stderr=subprocess.PIPE, text=True)
             assert done.returncode == 1 and 'No space left' in done.stderr, words
+    os.remove(bench.folder + '/board/events')
+    assert 'events: cannot be read' in bench.run('events', status=1)
 
 
 # Manual page and completion know each command, and their readers understand them.

@@ -188,7 +188,7 @@ void PowerOn() {
   Shared &state = State();
   for (Known &known : state.processes) known.process.number = 0;
   state.lastNumber = 0;
-  state.numbersRanOut = false;
+  state.numbersRanOut = state.time.waitsRanOut = false;
   state.hanging = false;
   for (Mount &mount : state.mounts) mount = {};
   state.time.powerOn = Lifetime();

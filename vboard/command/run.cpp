@@ -72,6 +72,7 @@ void PlayBoard(const Common &common) {
   if (options.stay) machine.RunOn();
   machine.Stop();
   printf("\nThe board was switched off.\n");
+  EndOutput();
 }
 
 // Whatever ends the board, what happened on it is recorded.
@@ -82,7 +83,7 @@ void PlayAndRecord(const Common &common, ResultFile &record) {
   } catch (...) {
     failure = std::current_exception();
   }
-  if (IsOpen()) record.Write(Waveform());
+  if (IsOpen() && std::filesystem::exists(EventsPath())) record.Write(Waveform());
   if (failure) std::rethrow_exception(failure);
 }
 
