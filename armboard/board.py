@@ -19,7 +19,7 @@ import tempfile
 import time
 import typing
 
-from machine import Failure, Machine, PATIENCE  # which makes the package vboard known
+from machine import ANSWER, Failure, Machine, PATIENCE  # which makes the package vboard known
 
 from vboard.base import AbstractBoard, BoardError, Event, NotSeen, Result
 from vboard.making import Making, write_file
@@ -287,7 +287,7 @@ class Board(Machine, AbstractBoard):
             self.wait(step[5:])
         elif words[0] == 'after':
             time.sleep(float(words[1]))
-        elif words[0] in ON_BOARD and not self.started:
+        elif words[0] in ON_BOARD and self.qemu is None:
             self.prepared.append(step)
         elif words[0] in ('frontboard', 'mcu') and words[1] == 'send':
             port = 'uart2' if words[0] == 'frontboard' else 'uart1'
@@ -298,7 +298,7 @@ class Board(Machine, AbstractBoard):
             self.qmp('device_add', **dict(self.drives[words[2]], removable=True))
         elif words[:2] == ['power', 'cut']:
             self.qmp('system_reset')
-        elif words[0] not in ON_BOARD or self.ask('board ' + step):
+        elif words[0] not in ON_BOARD or self.ask('board ' + step, ANSWER if self.started else PATIENCE):
             raise Failure("'%s': this board cannot do that" % step)
 
     def expect(self, text, within=10):

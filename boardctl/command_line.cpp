@@ -16,6 +16,9 @@ constexpr std::array kOptions = {
     Option{"--help", "-h", &CommandLine::help,
            "show what there is, or what a command takes; also -h"},
     Option{"--man", nullptr, &CommandLine::manual, "print the manual page"},
+    Option{"--completion", nullptr, &CommandLine::completion,
+           "print what completes command lines in a shell: --completion bash"},
+    Option{"--version", nullptr, &CommandLine::version, "print the version"},
 };
 
 const Option *FindOption(const char *word) {

@@ -11,8 +11,11 @@ namespace boardctl {
 struct CommandLine {
   std::array<const char *, 300> words = {};
   size_t count = 0;
-  bool json = false, force = false, verbose = false, help = false, manual = false;
+  bool json = false, force = false, verbose = false, help = false, manual = false,
+       completion = false, version = false;
 
+  // Tells of the program itself, and is never JSON.
+  bool OfProgram() const { return help || manual || completion || version; }
   std::span<const char *const> Words() const { return std::span(words).first(count); }
 };
 

@@ -16,7 +16,7 @@ constexpr const char *kNotes =
     "With --json a command that has no result shows {}, and one that fails only an object with\n"
     "the member \"error\": where objects come a line each (JSON lines), that is the last one. In\n"
     "a text each byte that is not UTF-8 shows as U+FFFD, and the member NAME-bytes beside it has\n"
-    "the text's bytes in hexadecimal. Help and manual page are never JSON.\n"
+    "the text's bytes in hexadecimal. What tells of the program itself is never JSON.\n"
     "Commands that go by the board's identity, its clock chip or its settings start the library\n"
     "as an application does: the system clock then follows the clock chip.";
 constexpr const char *kExitStatus = "0 done, 1 failed, 2 wrong usage.";

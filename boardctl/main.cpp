@@ -2,6 +2,7 @@
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 #include <unistd.h>
 
 #include <span>
@@ -9,6 +10,7 @@
 #include "boardctl/command.h"
 #include "boardctl/command_line.h"
 #include "boardctl/command_table.h"
+#include "boardctl/completion.h"
 #include "boardctl/help.h"
 #include "boardctl/messages.h"
 #include "boardctl/output.h"
@@ -60,11 +62,25 @@ int Help(const Command *command, std::span<const char *const> words) {
   return kDone;
 }
 
+int Completion(std::span<const char *const> words) {
+  if (words.size() != 1 || strcmp(words[0], "bash") != 0) {
+    Failure("the shell is bash: --completion bash");
+    return kUsage;
+  }
+  PrintCompletion(output::Stream());
+  return kDone;
+}
+
 int Run(const CommandLine &line) {
   if (line.manual) {
     PrintManual(output::Stream());
     return kDone;
   }
+  if (line.version) {
+    fputs("boardctl " VERSION "\n", output::Stream());
+    return kDone;
+  }
+  if (line.completion) return Completion(line.Words());
   size_t nameLength = 0;
   const std::span<const char *const> words = line.Words();
   const Command *command = FindCommand(words, &nameLength);
@@ -99,7 +115,7 @@ int main(int argc, char **argv) {
   signal(SIGPIPE, [](int) {});  // a reader that goes away is an output that cannot be written
   CommandLine line;
   const bool good = Parse(argc, argv, &line);
-  output::Start(line.json && !line.help && !line.manual, (closed & 1U << STDOUT_FILENO) == 0);
+  output::Start(line.json && !line.OfProgram(), (closed & 1U << STDOUT_FILENO) == 0);
   messages::Start(line.verbose);
   atexit(FinishAfterExit);
   return Finish(good ? Run(line) : kUsage);

@@ -203,6 +203,7 @@ void AddCommands(CLI::App &app, Status &status) {
 int main(int count, char **words) {
   CLI::App app("Trials of the virtual boards: what is disturbed, and which rules hold");
   app.require_subcommand(1);
+  app.set_version_flag("--version", "campaign " VERSION);
   Status status = kHolds;
   AddCommands(app, status);
   try {

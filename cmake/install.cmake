@@ -1,22 +1,36 @@
 # What goes where a distribution expects it, with a CMake package and a pkg-config file.
+if(NOT CMAKE_CROSSCOMPILING AND CMAKE_LIBRARY_ARCHITECTURE)
+  set(CMAKE_INSTALL_LIBDIR lib/${CMAKE_LIBRARY_ARCHITECTURE})
+endif()
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
-install(TARGETS sentrel boardctl DESTINATION ${CMAKE_INSTALL_SBINDIR})
-install(TARGETS ${libraries} EXPORT libsys LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(DIRECTORY include/libsys DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+# Beside each other on a PC: the programs that boards start, and vboard, which finds from there what
+# belongs to it. Links lead there.
+set(SENTREL_PROGRAMS_FOLDER ${CMAKE_INSTALL_LIBDIR}/sentrel-tools)
+set(SENTREL_BOARDS_FOLDER ${CMAKE_INSTALL_DATADIR}/sentrel-tools/boards)
+set(programs ${CMAKE_INSTALL_SBINDIR})
 if(NOT CMAKE_CROSSCOMPILING)
-  install(FILES ${PROJECT_BINARY_DIR}/boardctl/boardctl.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
+  set(programs ${SENTREL_PROGRAMS_FOLDER})
 endif()
 
+install(TARGETS sentrel boardctl DESTINATION ${programs} COMPONENT sentrel-tools)
+install(TARGETS ${libraries} EXPORT libsys
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT libsys1 NAMELINK_COMPONENT libsys-dev
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT libsys-dev)
+install(DIRECTORY include/libsys DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT libsys-dev)
+
 set(package ${CMAKE_INSTALL_LIBDIR}/cmake/libsys)
-install(EXPORT libsys NAMESPACE libsys:: FILE libsysConfig.cmake DESTINATION ${package})
+install(EXPORT libsys NAMESPACE libsys:: FILE libsysConfig.cmake DESTINATION ${package}
+        COMPONENT libsys-dev)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/libsysConfigVersion.cmake
                                  COMPATIBILITY SameMajorVersion)
-install(FILES ${PROJECT_BINARY_DIR}/libsysConfigVersion.cmake DESTINATION ${package})
+install(FILES ${PROJECT_BINARY_DIR}/libsysConfigVersion.cmake DESTINATION ${package}
+        COMPONENT libsys-dev)
 
-file(CONFIGURE OUTPUT libsys.pc @ONLY CONTENT [[prefix=${pcfiledir}/../..
+file(RELATIVE_PATH prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+string(REGEX REPLACE "/$" "" prefix ${prefix})
+file(CONFIGURE OUTPUT libsys.pc @ONLY CONTENT [[prefix=${pcfiledir}/@prefix@
 includedir=${prefix}/@CMAKE_INSTALL_INCLUDEDIR@
 libdir=${prefix}/@CMAKE_INSTALL_LIBDIR@
 
@@ -26,11 +40,5 @@ Version: @PROJECT_VERSION@
 Cflags: -I${includedir}
 Libs: -L${libdir} -lsys -pthread
 ]])
-install(FILES ${PROJECT_BINARY_DIR}/libsys.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
-
-# The release archive: cmake --build --preset PRESET --target package.
-cmake_path(GET PROJECT_BINARY_DIR FILENAME preset)
-set(CPACK_GENERATOR TGZ)
-set(CPACK_PACKAGE_FILE_NAME ${PROJECT_NAME}-${PROJECT_VERSION}-${preset})
-set(CPACK_STRIP_FILES ON)
-include(CPack)
+install(FILES ${PROJECT_BINARY_DIR}/libsys.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+        COMPONENT libsys-dev)

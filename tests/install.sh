@@ -8,8 +8,7 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 cmake --install "$build" --prefix "$work/installed" >/dev/null
-test -s "$work/installed/share/man/man8/boardctl.8"
-test -x "$work/installed/sbin/sentrel"
+test -s "$work/installed/share/man/man8/boardctl.8.gz"
 
 cat >"$work/CMakeLists.txt" <<EOT
 cmake_minimum_required(VERSION 3.25)
@@ -21,12 +20,13 @@ EOT
 cmake -S "$work" -B "$work/build" -DCMAKE_PREFIX_PATH="$work/installed" >/dev/null
 cmake --build "$work/build" >/dev/null
 
-export PKG_CONFIG_PATH=$work/installed/lib/pkgconfig
+PKG_CONFIG_PATH=$(dirname "$(find "$work/installed" -name libsys.pc)")
+export PKG_CONFIG_PATH
 read -ra flags < <(pkg-config --cflags --libs libsys)
-cc -o "$work/with_pkg_config" "$source/examples/recorder/recorder.c" "${flags[@]}" -Wl,-rpath,"$work/installed/lib"
+cc -o "$work/with_pkg_config" "$source/examples/recorder/recorder.c" "${flags[@]}" -Wl,-rpath,"${PKG_CONFIG_PATH%/*}"
 
-vboard=("$build/bin/vboard" --folder "$work/board" --programs "$build/bin")
-"${vboard[@]}" make "$source/boards/direct.toml"
+vboard=("$work/installed/bin/vboard" --folder "$work/board")
+"${vboard[@]}" make direct
 for program in "$work/build/with_cmake" "$work/with_pkg_config"; do
   timeout 3 "${vboard[@]}" exec "$program" >"$work/console" || true
   grep -q 'recorder: running' "$work/console" || { cat "$work/console"; exit 1; }

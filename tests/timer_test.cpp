@@ -233,7 +233,7 @@ TEST_F(TimerTest, TimersAreManyButNotWithoutEnd) {
   EXPECT_EQ(EAGAIN, errno);
   timers.pop_back();
   EXPECT_LE(32U, timers.size());
-  EXPECT_THAT(Events(), ElementsAre("timer_create: the board has no timer left"));
+  EXPECT_THAT(Events(), ElementsAre("timer_create: the board has no timer left of 64"));
   EXPECT_EQ(255, test::InChild([&] { return timer_delete(timers[0]); }).exitStatus);
   for (timer_t timer : timers) EXPECT_EQ(0, timer_delete(timer));
 }

@@ -356,6 +356,10 @@ TEST_F(VboardTest, FileSystemsMountByWhatTheFlashHolds) {
   }
   EXPECT_NE(0, mount("/dev/mtdblock9", "/opt/sav", "jffs2", 0, nullptr));
   EXPECT_EQ(ENOENT, errno);
+  int mounts = 0;
+  while (mount("/dev/mtdblock1", "/opt/sav", "jffs2", 0, nullptr) == 0) ++mounts;
+  EXPECT_EQ(16, mounts);
+  EXPECT_THAT(Events(), testing::Contains("mount: the board has room for 16 mounts"));
 }
 
 TEST_F(VboardTest, PowerMayGoWhileAPartitionIsMountedForTheFirstTime) {
@@ -411,6 +415,11 @@ TEST_F(VboardTest, PlannedFaultsHitTheirCall) {
   EXPECT_EQ(vboard::Power::kRestart, vboard::State().power);
   EXPECT_THROW(vboard::Act("fault once open /proc/mtd 1 ENOSUCH"), std::invalid_argument);
   EXPECT_THROW(vboard::Act("fault once opne /proc/mtd 1 EIO"), std::invalid_argument);
+  const auto planAll = [] {
+    while (true) vboard::Act("fault once open /nowhere 1 EIO");
+  };
+  EXPECT_THAT(planAll,
+              testing::ThrowsMessage<std::invalid_argument>(testing::HasSubstr("16 planned")));
   for (const int fd : {fds[0], fds[2], boot}) close(fd);
 }
 

@@ -188,6 +188,7 @@ void PowerOn() {
   Shared &state = State();
   for (Known &known : state.processes) known.process.number = 0;
   state.lastNumber = 0;
+  state.numbersRanOut = state.time.waitsRanOut = false;
   state.hanging = false;
   for (Mount &mount : state.mounts) mount = {};
   state.time.powerOn = Lifetime();

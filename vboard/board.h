@@ -87,6 +87,7 @@ struct Shared {
   std::atomic<bool> unmarked;   // the terminal did not take the mark of some event
   std::atomic<bool> logFailed;  // some event could not be written
   std::atomic<int32_t> lastNumber;      // of the processes in this power cycle
+  std::atomic<bool> numbersRanOut;      // in this power cycle
   Known processes[1024];                // the place of one that has ended is taken again
   std::atomic<uint32_t> faultsPlanned;  // 0 while none ever was, so that calls need not look
   std::atomic<bool> notesCalls;         // every call that could fail is noted in the file calls
@@ -142,9 +143,9 @@ const char *OpenedForChildren();
 bool MachineRuns();
 
 // The number of this process on the board, counted from 1 in order of appearance; the board itself
-// has 0, those beyond a thousand at the same time -1. A process keeps its number when it becomes
-// another program. No other one gets it in the same power cycle, in which the events of both could
-// not be told apart.
+// has 0, those beyond the limit of processes at the same time -1. A process keeps its number when
+// it becomes another program. No other one gets it in the same power cycle, in which the events of
+// both could not be told apart.
 int ProcessNumber();
 // The same of a process that the board itself has just started, and the other way round, -1 for one
 // that does not live.

@@ -90,6 +90,7 @@ struct Time {
   std::atomic<uint64_t> looks;  // calls that did not wait
   Member members[256];
   Wait waits[256];
+  std::atomic<bool> waitsRanOut;  // in this power cycle
   IntervalTimer timers[64];
   std::atomic<uint64_t> timerStarts;
   std::atomic<bool> timersWanted;  // all places were taken: the keeper looks for lost ones

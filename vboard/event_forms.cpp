@@ -82,6 +82,8 @@ constexpr Form kForms[] = {
     {"process", "not started", "start: <path>: <error:error>"},
     {"process", "start", "start: <path>: <arguments>"},
     {"process", "start", "start: <path>:"},
+    {"process", "no number",
+     "processes: no more than <places:number> at a time have a number, the others show as -1"},
     {"process", "exit", "exit: status <status:number>"},
     {"process", "killed", "killed: <signal>"},
     {"process", "inherited", "inherited: descriptor <descriptor:number>, <path>"},
@@ -99,6 +101,7 @@ constexpr Form kForms[] = {
     {"mount", "sync", "sync"},
     {"mount", "unmount", "unmount: <point>: <error:error>"},
     {"mount", "unmount", "unmount: <point>"},
+    {"mount", "no room", "mount: the board has room for <places:number> mounts"},
     {"mount", "mount",
      "mount: <source> on <point>, <type:word>, flags <flags:number>, <data>: <error:error>"},
     {"mount", "mount", "mount: <source> on <point>, <type:word>, flags <flags:number>, <data>"},
@@ -125,7 +128,7 @@ constexpr Form kForms[] = {
     {"process", "signal", "<call:word>: signal <signal:number> is the board's"},
     {"process", "not served", "<call:word>: not served on the board"},
     {"process", "not served", "<call:word>: <what:word> is not served on the board"},
-    {"process", "no timer", "<call:word>: the board has no timer left"},
+    {"process", "no timer", "<call:word>: the board has no timer left of <places:number>"},
 };
 
 // One place of a form.

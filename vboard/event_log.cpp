@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 
 #include "vboard/board.h"
 
@@ -11,6 +12,10 @@ bool EventLog::Take(const std::function<void(const std::string &)> &take) {
   std::error_code error;
   const auto size = std::filesystem::file_size(EventsPath(), error);
   std::ifstream log(EventsPath(), std::ios::binary);
+  if (!begun_ && (error || !log)) {
+    throw std::runtime_error(std::string(EventsPath()) + ": cannot be read");
+  }
+  begun_ = true;
   if (error || !log) return false;
   if (size < taken_) taken_ = 0;  // a new board was made here
   log.seekg(static_cast<std::streamoff>(taken_));

@@ -12,10 +12,12 @@ namespace vboard {
 
 class EventLog {
  public:
-  // Takes the whole lines that have come since. False when there is no log any more.
+  // Takes the whole lines that have come since. False when there is no log any more; throws
+  // std::runtime_error when there was none in the first place.
   bool Take(const std::function<void(const std::string &)> &take);
 
  private:
+  bool begun_ = false;
   size_t taken_ = 0;
 };
 

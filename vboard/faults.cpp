@@ -59,7 +59,8 @@ void PlanFault(const std::string &call, const std::string &path, int outcome, un
     ++State().faultsPlanned;
     return;
   }
-  throw std::invalid_argument("too many faults are planned");
+  throw std::invalid_argument("a board has room for " + std::to_string(std::size(State().faults)) +
+                              " planned faults, and as many wait for their calls");
 }
 
 void DropFaults() {

@@ -301,6 +301,11 @@ bool Machine::FollowPower() {
 void Machine::LookOutside() {
   if (stopSignal != 0) throw Interrupted{stopSignal};
   if (State().logFailed) throw std::runtime_error(Folder() + "/events: cannot be written");
+  // Time would stand for good: who looks for a place never rests.
+  if (State().time.waitsRanOut) {
+    throw std::runtime_error("more threads wait than a board has places for: " +
+                             std::to_string(std::size(State().time.waits)));
+  }
   if (State().power == Power::kCut) FollowPower();
   if (State().hanging) SignalDescendants(SIGSTOP);
   if (std::exchange(changes_, keeper_.Changes()) != keeper_.Changes()) Reap();

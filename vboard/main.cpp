@@ -4,18 +4,40 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
-#include <filesystem>
 
 #include "vboard/command/command.h"
+#include "vboard/command/manual.h"
+#include "vboard/command/output.h"
 #include "vboard/machine.h"
+#include "vboard/supplied_boards.h"
 
 namespace {
 
+// Instead of a command.
+void Print(const std::string &text) {
+  fputs(text.c_str(), stdout);
+  vboard::command::EndOutput();
+  throw CLI::Success();
+}
+
 void AddCommands(CLI::App &app, vboard::command::Common &common) {
   app.require_subcommand(1);
-  app.add_option("--folder", common.folder, "the board's folder")->capture_default_str();
-  app.add_option("--programs", common.programs, "folder of the programs that boards start")
+  app.add_option("--folder", common.folder, "the board's folder")
+      ->type_name("FOLDER")
       ->capture_default_str();
+  app.add_option("--programs", common.programs, "folder of the programs that boards start")
+      ->type_name("FOLDER")
+      ->capture_default_str();
+  app.set_version_flag("--version", "vboard " VERSION);
+  app.add_flag_callback(
+      "--man", [&app] { Print(vboard::command::ManualPage(app, VERSION)); },
+      "print the manual page");
+  app.add_option_function<std::string>(
+         "--completion",
+         [&app](const std::string &) { Print(vboard::command::BashCompletion(app)); },
+         "print what completes command lines in SHELL: bash")
+      ->type_name("SHELL")
+      ->check(CLI::IsMember({"bash"}));
   AddRun(app, common);
   AddBoards(app, common);
   AddExecute(app, common);
@@ -31,8 +53,7 @@ int main(int count, char **arguments) {
   CLI::App app("A virtual recorder board");
   vboard::command::Common common;
   common.folder = "/tmp/vboard-" + std::to_string(getuid());
-  std::error_code ignored;
-  common.programs = std::filesystem::read_symlink("/proc/self/exe", ignored).parent_path();
+  common.programs = vboard::SuppliedPrograms();
   try {
     AddCommands(app, common);
     app.parse(count, arguments);

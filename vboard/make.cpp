@@ -12,6 +12,7 @@
 #include "vboard/description.h"
 #include "vboard/device.h"
 #include "vboard/files.h"
+#include "vboard/supplied_boards.h"
 
 namespace vboard {
 namespace {
@@ -131,8 +132,8 @@ std::vector<std::string> ReadStart(Section &description) {
   description.Fail("start", "has '" + start[0] + "', which is no path of the board");
 }
 
-Plan Make(const std::string &path, const std::string &folder, const std::string &programs) {
-  Section description = ReadDescription(path, BoardKeys());
+Plan Make(const std::string &board, const std::string &folder, const std::string &programs) {
+  Section description = ReadDescription(FindDescription(board), BoardKeys());
   description.Complete();
   EmptyFolder(folder);
   CreateState(folder);
@@ -166,13 +167,13 @@ std::span<const Key> BoardKeys() {
   return keys;
 }
 
-Plan MakeBoard(const std::string &path, const std::string &folder, const std::string &programs) {
-  return Make(path, FolderOfBoard(folder), programs);
+Plan MakeBoard(const std::string &board, const std::string &folder, const std::string &programs) {
+  return Make(board, FolderOfBoard(folder), programs);
 }
 
-Plan ReadPlan(const std::string &path, const std::string &programs) {
+Plan ReadPlan(const std::string &board, const std::string &programs) {
   const TemporaryFolder folder;
-  return Make(path, folder.path(), programs);
+  return Make(board, folder.path(), programs);
 }
 
 void CheckFolder(const std::string &folder) {

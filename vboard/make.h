@@ -26,15 +26,14 @@ struct Plan {
 // The keys of a description: the board's own ones and a section for each device.
 std::span<const Key> BoardKeys();
 
-// Makes a new board in a folder, which is emptied first, and opens it. The board's programs
-// are taken from the folder of built programs. Throws DescriptionError, with file, line and
-// key, before anything is started.
-Plan MakeBoard(const std::string &description, const std::string &folder,
-               const std::string &programs);
+// Makes a new board in a folder, which is emptied first, and opens it. The board is a description
+// or the name of one that comes with vboard; the programs on it are taken from their folder. Throws
+// DescriptionError, with file, line and key, before anything is started.
+Plan MakeBoard(const std::string &board, const std::string &folder, const std::string &programs);
 
 // Makes the board for a moment, which is all that checking a description takes. Throws
 // DescriptionError.
-Plan ReadPlan(const std::string &description, const std::string &programs);
+Plan ReadPlan(const std::string &board, const std::string &programs);
 
 // Throws std::runtime_error for a folder that holds something else than a board. Nothing is made.
 void CheckFolder(const std::string &folder);

@@ -61,6 +61,7 @@ int MountDevice(std::string_view source, std::string_view point, std::string_vie
     Store(mount.point, point);
     return 0;
   }
+  Event("mount: the board has room for %zu mounts", std::size(State().mounts));
   return ENOMEM;
 }
 

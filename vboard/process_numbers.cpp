@@ -1,6 +1,8 @@
 // The numbers that processes have on a board.
 #include <unistd.h>
 
+#include <iterator>
+
 #include "vboard/board.h"
 
 namespace vboard {
@@ -40,6 +42,14 @@ const Known *PlaceOf(pid_t id, uint64_t start) {
   return nullptr;
 }
 
+// Told once in a power cycle, as an event of a process without a number.
+void TellTooMany() {
+  Shared &state = State();
+  if (state.numbersRanOut.exchange(true)) return;
+  Event("processes: no more than %zu at a time have a number, the others show as -1",
+        std::size(state.processes));
+}
+
 }  // namespace
 
 void NoteOwnStart() {
@@ -50,6 +60,7 @@ int ProcessNumber() {
   if (!IsProgram()) return 0;  // the board itself
   const int32_t id = getpid();
   const Known *place = PlaceOf(id, OwnStart(id));
+  if (place == nullptr) TellTooMany();
   return place != nullptr ? place->number.load() : -1;
 }
 

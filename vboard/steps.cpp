@@ -1,5 +1,6 @@
 #include "vboard/steps.h"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -18,6 +19,7 @@
 
 #include "vboard/actions.h"
 #include "vboard/board.h"
+#include "vboard/command/output.h"
 #include "vboard/json.h"
 #include "vboard/processes.h"
 
@@ -92,7 +94,8 @@ class Output {
   int fd() const { return fd_; }
   std::string Text() const {
     const auto size = static_cast<size_t>(std::max<off_t>(0, lseek(fd_, 0, SEEK_END)));
-    std::string text(std::min(size, kMostOutput), '\0');
+    if (size > kMostOutput) throw StepError("the program has printed more than 16 MiB");
+    std::string text(size, '\0');
     const ssize_t length = pread(fd_, text.data(), text.size(), 0);
     text.resize(length > 0 ? static_cast<size_t>(length) : 0);
     return text;
@@ -115,8 +118,7 @@ class Player {
     machine_.GoOnAlone();
     if (options.transcript.empty()) return;
     transcript_ = fopen(options.transcript.c_str(), "ae");
-    if (transcript_ == nullptr)
-      throw std::runtime_error(options.transcript + ": cannot be written");
+    CheckTranscript(transcript_ != nullptr);
   }
   ~Player() {
     machine_.Stop();
@@ -128,6 +130,11 @@ class Player {
 
   Json Play(const std::string &step);
   void LookOutside() { machine_.LookOutside(); }
+  // Switches the board off. Throws std::runtime_error when the transcript was not written whole.
+  void End() {
+    machine_.Stop();
+    FlushTranscript();
+  }
 
   void PowerOn(const std::string &words);
   void Wait(const std::string &text);
@@ -143,6 +150,13 @@ class Player {
 
  private:
   void Note(const Line &line);
+  void FlushTranscript() {
+    if (transcript_ != nullptr)
+      CheckTranscript(fflush(transcript_) == 0 && ferror(transcript_) == 0);
+  }
+  void CheckTranscript(bool good) const {
+    if (!good) throw std::runtime_error(options_.transcript + ": " + strerror(errno));
+  }
   void CheckOn() const;
   template <typename Happened>
   void Until(Happened happened, int64_t moment, const std::string &otherwise);
@@ -328,18 +342,18 @@ Json Player::Play(const std::string &step) {
     answer_.update({{"ok", false}, {"error", error.what()}});
   }
   // What the step did is told, too.
-  machine_.GoOnUntil([] { return true; }, options_.patience);
+  if (!answer_.contains("ended")) machine_.GoOnUntil([] { return true; }, options_.patience);
   answer_["time"] = BoardTime();
-  if (transcript_ != nullptr) fflush(transcript_);
+  FlushTranscript();
   return answer_;
 }
 
 void Say(const Json &answer) {
   fputs(AsLine(answer).c_str(), stdout);
-  fflush(stdout);
+  command::EndOutput();
 }
 
-// The next line; none at the input's end. What is behind its last line feed is no step.
+// The next line; none at the input's end. A part of a line is no step.
 std::optional<std::string> NextStep(Player &player, std::string *input) {
   for (;;) {
     if (const size_t end = input->find('\n'); end != std::string::npos) {
@@ -353,7 +367,9 @@ std::optional<std::string> NextStep(Player &player, std::string *input) {
     if (poll(&descriptor, 1, kLookMilliseconds) <= 0) continue;
     char data[4096];
     const ssize_t length = read(STDIN_FILENO, data, sizeof data);
-    if (length <= 0) return std::nullopt;
+    if (length < 0) throw std::runtime_error(std::string("standard input: ") + strerror(errno));
+    if (length == 0 && !input->empty()) throw std::runtime_error("the last step has no line feed");
+    if (length == 0) return std::nullopt;
     input->append(data, static_cast<size_t>(length));
   }
 }
@@ -378,6 +394,7 @@ bool PlaySteps(const Plan &plan, const StepOptions &options) {
     Say(answer);
     if (answer.contains("ended")) return false;
   }
+  player.End();
   return true;
 }
 

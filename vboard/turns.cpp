@@ -73,6 +73,7 @@ Wait *FindFree() {
       if (wait.state.compare_exchange_strong(free, Wait::kTaken)) return &wait;
     }
     if (!told) Event("time: more threads wait than the board has places for");
+    State().time.waitsRanOut = true;
     real::sleep({0, kPause});
   }
 }

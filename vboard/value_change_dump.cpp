@@ -89,12 +89,12 @@ std::string ValueChangeDump::Text() const {
                    [](const Change &a, const Change &b) { return a.time < b.time; });
   int64_t time = 0;
   for (const Change &change : changes) {
-    if (change.time != time) text += "#" + std::to_string(time = change.time) + "\n";
     if (values[change.signal] == change.value) continue;
+    if (change.time != time) text += "#" + std::to_string(time = change.time) + "\n";
     values[change.signal] = change.value;
     text += Line(change.signal, change.value);
   }
-  return text;
+  return time < end_ ? text + "#" + std::to_string(end_) + "\n" : text;
 }
 
 }  // namespace vboard

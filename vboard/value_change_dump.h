@@ -1,4 +1,4 @@
-// A value change dump (IEEE 1364), the file that waveform viewers show: signals and when each of
+// A value change dump, the file that waveform viewers show: signals and when each of
 // them changes.
 #pragma once
 

@@ -31,7 +31,7 @@ def find_board(board: str, command: str) -> str:
         raise BoardError("there is no description '%s'" % board)
     beside = os.path.dirname(os.path.realpath(command))
     folders = [os.environ.get('VBOARD_BOARDS', ''), os.path.join(beside, 'boards'),
-               os.path.join(beside, '../share/vboard/boards'), os.path.join(TREE, 'boards')]
+               os.path.join(beside, '../../../share/sentrel-tools/boards'), os.path.join(TREE, 'boards')]
     for folder in filter(None, folders):
         path = os.path.join(folder, board + '.toml')
         if os.path.exists(path):

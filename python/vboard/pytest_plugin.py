@@ -8,6 +8,7 @@
 A failing test shows what happened on its boards. Each board has a folder of its own, so that tests
 can run side by side."""
 
+import contextlib
 import os
 import re
 
@@ -62,10 +63,12 @@ def make_board(request):
         return made[-1]
 
     yield make
-    for number, board in enumerate(made):
-        if config.getoption('--board-vcd') and isinstance(board, Board):
-            write_waveform(board, config.getoption('--board-vcd'), request.node.name, number)
-        board.close()
+    with contextlib.ExitStack() as whatever_fails:
+        for board in made:
+            whatever_fails.callback(board.close)
+        for number, board in enumerate(made):
+            if config.getoption('--board-vcd') and isinstance(board, Board):
+                write_waveform(board, config.getoption('--board-vcd'), request.node.name, number)
 
 
 @pytest.fixture

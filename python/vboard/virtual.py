@@ -97,7 +97,8 @@ class Board(AbstractBoard):
     def _answer(self) -> dict:
         line = self._process.stdout.readline()
         for taken in self._transcript:
-            self.lines.append(as_line(json.loads(taken)))
+            if taken.endswith(b'\n'):  # a command that was killed leaves a part of its last one
+                self.lines.append(as_line(json.loads(taken)))
         if line.endswith(b'\n'):
             return json.loads(line)
         with open(os.path.join(self.folder, 'messages'), errors='replace') as messages:

@@ -8,6 +8,7 @@
 #include "vboard/command/output.h"
 #include "vboard/description.h"
 #include "vboard/make.h"
+#include "vboard/supplied_boards.h"
 
 namespace vboard::command {
 namespace {
@@ -20,6 +21,7 @@ struct {
 
 void List() {
   std::vector<std::filesystem::path> files;
+  if (options.folder.empty()) options.folder = SuppliedBoards();
   for (const auto &entry : std::filesystem::directory_iterator(options.folder)) {
     if (entry.path().extension() == ".toml") files.push_back(entry.path());
   }
@@ -44,8 +46,8 @@ void Describe(const Common &common) {
 }  // namespace
 
 void AddBoards(CLI::App &app, Common &common) {
-  CLI::App *list = app.add_subcommand("list", "list the boards in a folder");
-  list->add_option("FOLDER", options.folder, "folder of descriptions")->required();
+  CLI::App *list = app.add_subcommand("list", "list the boards that are known by name");
+  list->add_option("FOLDER", options.folder, "list the descriptions in this folder instead");
   list->callback(List);
 
   AddBoardCommand(app, "check", "check a board's description", options.board)->callback([&common] {
@@ -59,7 +61,7 @@ void AddBoards(CLI::App &app, Common &common) {
 
   CLI::App *describe =
       app.add_subcommand("describe", "show a board's completed description as JSON");
-  describe->add_option("BOARD", options.board, "the board's description");
+  describe->add_option("BOARD", options.board, "a board's name, or its description");
   describe->add_flag("--keys", options.keys, "show what descriptions can hold instead");
   describe->callback([&common] { Describe(common); });
 }

@@ -92,6 +92,7 @@ void PlayBoard(const Common &common) {
   if (options.stay) machine.RunOn();
   machine.Stop();
   printf("\nThe board was switched off.\n");
+  EndOutput();
 }
 
 // Whatever ends the board, what happened on it is recorded.
@@ -102,7 +103,7 @@ void PlayAndRecord(const Common &common, ResultFile &record) {
   } catch (...) {
     failure = std::current_exception();
   }
-  if (IsOpen()) record.Write(Waveform());
+  if (IsOpen() && std::filesystem::exists(EventsPath())) record.Write(Waveform());
   if (failure) std::rethrow_exception(failure);
 }
 
@@ -143,7 +144,7 @@ void LockFolder(Common &common) {
 
 CLI::App *AddBoardCommand(CLI::App &app, const char *name, const char *help, std::string &board) {
   CLI::App *command = app.add_subcommand(name, help);
-  command->add_option("BOARD", board, "the board's description")->required();
+  command->add_option("BOARD", board, "a board's name, or its description")->required();
   return command;
 }
 
@@ -153,8 +154,10 @@ void AddRun(CLI::App &app, Common &common) {
   run->add_option("--speed", options.speed,
                   "board seconds a second, or free: as fast as the programs let it; with --stay "
                   "or --panel 1, otherwise free")
+      ->type_name("SPEED")
       ->check(CLI::Range(uint32_t{1}, kMostSpeed) | CLI::IsMember({kFree}));
   run->add_option("--patience", options.patience, "real seconds to wait for each step")
+      ->type_name("SECONDS")
       ->check(CLI::Range(uint32_t{1}, kLongestPatience))
       ->capture_default_str();
   CLI::Option *stay =

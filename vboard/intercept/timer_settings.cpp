@@ -39,7 +39,7 @@ itimerspec SettingOf(const IntervalTimer &timer) {
 }
 
 int NoTimerLeft(const char *call) {
-  Event("%s: the board has no timer left", call);
+  Event("%s: the board has no timer left of %zu", call, std::size(State().time.timers));
   errno = EAGAIN;
   return -1;
 }
