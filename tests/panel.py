@@ -1,4 +1,4 @@
-"""A board's panel: usage: panel.py VBOARD PROGRAMS refusals | page | audit FOLDER | pictures FOLDER.
+"""A board's panel: usage: panel.py VBOARD PROGRAMS refusals | page | audit FOLDER | --pictures FOLDER.
 
 The audit fetches its rules into the folder; the pictures are those of the README.
 """
@@ -273,19 +273,22 @@ def check_cut(bench, page):
     page.press('//*[@id="cut"]//button')
     page.wait('#planned-cut', 'half way through flash operation 1 ')
     assert bench.vboard('exec', bench.programs + '/boardctl', 'env', 'set', 'mode', 'night').returncode != 0
-    page.wait('#after-cut', 'After the power was cut at .* of boot 1: ✖ torn')
-    page.wait('#figures', r'Boot\s*2')
+    page.wait('#after-cut', 'After the power was cut at .* of boot 3: ✖ torn')
+    page.wait('#figures', r'Boot\s*4')
     page.wait('#mtd0 .cells', 'sector 3: erased 1 times')
 
 
-def check_ends(bench, page):
+def check_restart(page):
     page.press('//*[@id="switches"]//button[.="Restart"]')
-    page.wait('#figures', r'Boot\s*3\s+Time\s+[1-9]')  # the application scans its keys
+    page.wait('#figures', r'Boot\s*2\s+Time\s+[1-9]')  # the application scans its keys
     page.hold(9)
     page.press('//*[@id="switches"]//button[.="Off"]')
     page.wait('#power', 'off')
     page.press('//*[@id="switches"]//button[.="On"]')
-    page.wait('#figures', r'Boot\s*4')
+    page.wait('#figures', r'Boot\s*3')
+
+
+def check_return(bench, page):
     bench.end()
     page.wait('#connection', 'No connection')
     bench.boot()
@@ -322,15 +325,70 @@ def check_page(bench):
     page = Page(bench.url)
     try:
         check_devices(page)
+        check_restart(page)
         check_cut(bench, page)
-        check_ends(bench, page)
+        check_return(bench, page)
         check_flood(bench, page)
         check_follower(bench, page)
     finally:
         page.browser.quit()
 
 
-CASES = {'refusals': check_refusals, 'page': check_page}
+# ---- Who cannot see it, or sees it on another screen.
+
+SCREENS = [('light', 1280, 800), ('dark', 1280, 800), ('light', 390, 844)]
+
+
+def rules(folder):
+    """The audit's, None where they cannot be had."""
+    os.makedirs(folder, exist_ok=True)
+    try:
+        told = subprocess.run(['npm', 'pack', 'axe-core@4'], cwd=folder, text=True, capture_output=True)
+    except FileNotFoundError:
+        return None
+    if told.returncode != 0:
+        return None
+    with tarfile.open(os.path.join(folder, told.stdout.split()[-1])) as package:
+        return package.extractfile('package/axe.min.js').read().decode()
+
+
+def check_audit(bench, folder):
+    audit = rules(folder)
+    if audit is None:
+        print('SKIPPED: the rules of the accessibility audit cannot be had')
+        return
+    page = Page(bench.url)
+    try:
+        page.hold(7)
+        page.browser.execute_script('for (const each of document.querySelectorAll("details")) each.open = true')
+        page.browser.execute_script(audit)
+        for screen in SCREENS:
+            page.show(*screen)
+            wide = page.browser.execute_script('return document.documentElement.scrollWidth')
+            assert wide <= screen[1], (screen, wide)
+            found = page.browser.execute_async_script('axe.run().then(arguments[arguments.length - 1])')
+            assert len(found['passes']) > 20
+            grave = [(each['id'], [node['html'] for node in each['nodes']]) for each in found['violations']
+                     if each['impact'] in ('serious', 'critical')]
+            assert not grave, (screen, grave)
+    finally:
+        page.browser.quit()
+
+
+def make_pictures(bench, folder):
+    page = Page(bench.url)
+    try:
+        page.hold(7)
+        for name, screen in zip(('panel', 'panel-dark', 'panel-phone'), SCREENS):
+            page.show(*screen)
+            path = os.path.join(folder, name + '.png')
+            page.browser.save_screenshot(path)
+            subprocess.run(['convert', path, '-colors', '48', '+dither', 'PNG8:' + path], check=True)
+    finally:
+        page.browser.quit()
+
+
+CASES = {'refusals': check_refusals, 'page': check_page, 'audit': check_audit, '--pictures': make_pictures}
 
 
 def main(vboard, programs, case, *folder):
