@@ -223,7 +223,8 @@ class Page:
 
     def text(self, selector):
         return self.browser.execute_script(
-            'return document.querySelector(arguments[0])?.innerText ?? ""', selector)
+            'const found = document.querySelector(arguments[0]); return found?.hidden ? "" : found?.innerText ?? ""',
+            selector)
 
     def wait(self, selector, pattern):
         return until(lambda: re.search(pattern, self.text(selector)), '%s: %s' % (selector, pattern))[0]
