@@ -366,7 +366,8 @@ def check_audit(bench, folder):
     page = Page(bench.url)
     try:
         page.hold(7)
-        page.browser.execute_script('document.querySelectorAll("details").forEach((each) => each.open = true)')
+        page.browser.execute_script(
+            'for (const each of document.querySelectorAll("details")) each.open = true')
         page.browser.execute_script(audit)
         for screen in SCREENS:
             page.show(*screen)
