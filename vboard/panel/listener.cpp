@@ -26,14 +26,14 @@ bool IsReady(int socket, short events, Clock::duration patience) {
   return poll(&descriptor, 1, static_cast<int>(std::max<int64_t>(0, left.count()))) > 0;
 }
 
-class Connection : public httplib::Stream {
+class Connection final : public httplib::Stream {
  public:
   explicit Connection(int socket) : socket_(socket) {}
   // What was not read would have the kernel drop the answer.
   ~Connection() override {
     char rest[4096];
     shutdown(socket_, SHUT_WR);
-    for (size_t taken = 0; taken < kMostRequest && is_readable();) {
+    for (size_t taken = 0; taken < kMostRequest && Connection::is_readable();) {
       const ssize_t length = recv(socket_, rest, sizeof rest, 0);
       if (length <= 0) break;
       taken += static_cast<size_t>(length);

@@ -121,8 +121,7 @@ function makeKeys({ count, scan }) {
         title: `GPIO line ${line.group},${line.bit} scans this row` }));
     }
     const button = make('button', { type: 'button', 'data-key': key, 'aria-pressed': 'false' },
-      make('b', { textContent: key }), make('small', { textContent: reads.get(key) ?? '' }));
-    button.setAttribute('aria-label', `Key ${key}`);
+      make('span', { className: 'heard', textContent: 'Key ' }), make('b', { textContent: key }), make('small', { textContent: reads.get(key) ?? '' }));
     holdable(button, key);
     keys.push(button);
   }
@@ -136,7 +135,6 @@ function showKeys(keys) {
   for (const button of find('#matrix').querySelectorAll('button')) {
     const key = Number(button.dataset.key);
     button.setAttribute('aria-pressed', keys.held.includes(key));
-    button.setAttribute('aria-label', `Key ${key}${reads.has(key) ? `, read as ${reads.get(key)}` : ''}`);
   }
 }
 
