@@ -190,6 +190,7 @@ CASES = [
     ('status', 1, 'the library ended the command'),
     ('status', 0, 'load-percent   15\n'),
     ('watchdog reboot', 0, '', 'watchdog: restart requested'),
+    ('? power: on, boot 2',),
     ('nothing', 2, 'there is no such command; boardctl --help names them'),
     ('nothing --help', 2, 'there is no such command'),
     ('--help', 0, 'usage: boardctl'),
@@ -291,6 +292,9 @@ class Bench:
             kind, _, words = row[0].partition(' ')
             if kind == '!':
                 self.board.act(words)
+            elif kind == '?':
+                self.board.expect(words, within=300)
+                self.board.after(1)
             elif kind in '&%':
                 meanwhile.append((kind, words, row[1]))
             else:

@@ -165,6 +165,17 @@ def check_endless(caller):
     raise AssertionError('a request of 100 MB is read')
 
 
+def count_lines(page):
+    """What a page that was there before is told: lines missed, and lines, until a program's end."""
+    missed = lines = 0
+    for name, _, data in page:
+        assert name != 'board', 'the page was here before'
+        missed += data if name == 'missed' else 0
+        lines += len(data) if name == 'lines' else 0
+        if name == 'lines' and any('exit: status' in line['text'] for line in data):
+            return missed, lines
+
+
 # A page that is not there while much happens is told what it missed, and no more than that is kept.
 def check_falling_behind(bench, caller):
     pages = [caller.feed() for _ in range(8)]
@@ -176,13 +187,8 @@ def check_falling_behind(bench, caller):
     last, before = firsts[0]
     assert bench.vboard('exec', '/bin/sh', '-c', FLOOD).returncode == 0
     happened = int(bench.vboard('events').stdout.count('\n'))
-    missed = lines = 0
-    for name, _, data in caller.feed(last):
-        assert name != 'board', 'the page was here before'
-        missed += data if name == 'missed' else 0
-        lines += len(data) if name == 'lines' else 0
-        if name == 'lines' and any('exit: status' in line['text'] for line in data):
-            break
+    count_lines(caller.feed(last))  # until the server has seen the end, too
+    missed, lines = count_lines(caller.feed(last))
     assert 0 < lines <= 20000 and missed >= 80000 and before + missed + lines >= happened, (missed, lines)
 
 
