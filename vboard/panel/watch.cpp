@@ -150,7 +150,8 @@ void Watch::Act(std::span<const std::string> words) {
   if (!open_) throw std::runtime_error("no board is in " + folder_);
   std::span<const std::string> rest;
   const Action &action = FindAction(words, &rest);
-  Perform(action, rest);
+  if (action.prints) throw std::invalid_argument("it prints, which is for a terminal");
+  Perform(action, rest, &ends_);
 }
 
 }  // namespace vboard::panel

@@ -44,6 +44,8 @@ class Watch {
 
   // Does what the words of an action say. Throws std::exception.
   void Act(std::span<const std::string> words);
+  // No action waits for the board any longer.
+  void End() { ends_ = true; }
 
  private:
   void Run();
