@@ -310,7 +310,11 @@ def check_flood(bench, page):
     bench.vboard('exec', '/bin/sh', '-c', FLOOD)
     page.wait('#events .lines', 'exit: status 0')
     page.hold(11)
+    page.hands().key_down(' ').perform()
+    page.wait('#indicators', 'LED 09 low')
     page.browser.refresh()
+    until(lambda: bench.state()['devices']['keys']['held'] == [], 'the release of a key whose page went')
+    page.hands().key_up(' ').perform()
     page.wait('#events .notice', r'\d{5} lines')
     page.hold(13)
     assert page.browser.execute_script('return document.querySelectorAll("*").length') < 3000
