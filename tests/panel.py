@@ -108,7 +108,8 @@ REQUESTS = [
     (405, request('PUT', body='')), (405, request('DELETE')), (405, request('OPTIONS')),
     (404, request('POST', Origin='http://{host}', body='')), (404, request(path='{root}act')),
     (413, act(*OFF, 'x' * 5000)), (411, act(*OFF, Transfer_Encoding='chunked')),
-    (400, act('power')), (400, act('power', 'nothing')), (400, act('state')), (400, act('exec', '/bin/sh')),
+    (400, act('network', 'show')), (400, act('power')), (400, act('power', 'nothing')), (400, act('state')),
+    (400, act('exec', '/bin/sh')),
     (400, act(*TEMPERATURE, '1')), (400, act('temperature', 'set', '-1')), (400, act(*['power'] * 17)),
     (400, act(body='{')), (400, act(body='[]')), (400, act(body='{"words": [1]}')),
     (400, act(body='{"words": "power off"}')), (400, act(body='[' * 4000)),
@@ -205,7 +206,11 @@ def check_refusals(bench):
     check_endless(caller)
     check_falling_behind(bench, caller)
     silent = [socket.create_connection(('127.0.0.1', caller.port)) for _ in range(100)]
+    caller.check(200, act(*OFF))
+    silent.append(caller.send(*act('ir', 'send', '3', '1')))  # waits for who listens
+    begin = time.monotonic()
     bench.end()  # whoever is connected
+    assert time.monotonic() - begin < 8, 'the panel keeps the board from its end'
     for connection in silent:
         connection.close()
 
@@ -311,7 +316,11 @@ def check_flood(bench, page):
     bench.vboard('exec', '/bin/sh', '-c', FLOOD)
     page.wait('#events .lines', 'exit: status 0')
     page.hold(11)
+    page.hands().key_down(' ').perform()
+    page.wait('#indicators', 'LED 09 low')
     page.browser.refresh()
+    until(lambda: bench.state()['devices']['keys']['held'] == [], 'the release of a key whose page went')
+    page.hands().key_up(' ').perform()
     page.wait('#events .notice', r'\d{5} lines')
     page.hold(13)
     assert page.browser.execute_script('return document.querySelectorAll("*").length') < 3000

@@ -39,13 +39,14 @@ const Action &FindAction(std::span<const std::string> words, std::span<const std
   throw std::invalid_argument("no device of the board can do this");
 }
 
-void Perform(const Action &action, std::span<const std::string> arguments) {
+void Perform(const Action &action, std::span<const std::string> arguments,
+             const std::atomic<bool> *ends) {
   for (const int64_t end = real::Now() + kPatience;; real::sleep(kPause)) {
     try {
       action.run(arguments);
       return Poke();
     } catch (const NotYet &) {
-      if (real::Now() >= end) throw;
+      if (real::Now() >= end || (ends != nullptr && *ends)) throw;
     }
   }
 }

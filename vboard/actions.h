@@ -3,6 +3,7 @@
 
 #include <stdint.h>
 
+#include <atomic>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -35,8 +36,9 @@ std::vector<std::string> Words(const std::string &line);
 const Action &FindAction(std::span<const std::string> words, std::span<const std::string> *rest);
 
 // Does to the open board what an action says, once it can have its effect: a few seconds are waited
-// for that. Throws as the action does.
-void Perform(const Action &action, std::span<const std::string> arguments);
+// for that, or until it ends otherwise. Throws as the action does.
+void Perform(const Action &action, std::span<const std::string> arguments,
+             const std::atomic<bool> *ends = nullptr);
 // The same by the action's words.
 void Act(const std::string &line);
 // False when it cannot have its effect yet. For who has the board's programs go on.

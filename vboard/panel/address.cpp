@@ -55,6 +55,10 @@ Address AddressInFolder() {
   const bool known = sscanf(text, "%5d %32[0-9a-f]", &address.port, token) == 2;
   address.token = token;
   if (known && address.token.size() == 2 * kTokenBytes) return address;
+  return NewAddress();
+}
+
+Address NewAddress() {
   return {0, DrawToken()};
 }
 

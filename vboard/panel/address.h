@@ -11,9 +11,10 @@ struct Address {
   std::string token;  // who knows it may use the panel
 };
 
-// The last one of the open board's folder, or one with a token that is drawn. Throws
-// std::runtime_error.
+// The last one of the open board's folder, or a new one. Throws std::runtime_error.
 Address AddressInFolder();
+// At any port, with a token that is drawn. Throws std::runtime_error.
+Address NewAddress();
 // Keeps it for the next one, where the folder can be written.
 void KeepAddress(const Address &address);
 

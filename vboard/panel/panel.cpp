@@ -41,7 +41,10 @@ Panel::Panel(bool follows) {
   parts_ = std::make_unique<Parts>(follows);
 }
 
-Panel::~Panel() = default;
+// Who ends it does not wait until a board that is off has taken the last action.
+Panel::~Panel() {
+  parts_->watch.End();
+}
 
 const std::string &Panel::Url() const {
   return parts_->server.Url();

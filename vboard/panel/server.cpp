@@ -9,7 +9,6 @@
 
 #include "vboard/actions.h"
 #include "vboard/device.h"
-#include "vboard/panel/address.h"
 #include "vboard/panel/listener.h"
 
 namespace vboard::panel {
@@ -65,8 +64,6 @@ Json ActionTable() {
 
 Server::Server(Feed *feed, Act act)
     : feed_(feed), act_(std::move(act)), server_(std::make_unique<Listener>()) {
-  Address address = AddressInFolder();
-  token_ = address.token;
   server_->set_payload_max_length(kMostBody);
   server_->set_default_headers({{"Content-Security-Policy", kPolicy},
                                 {"X-Content-Type-Options", "nosniff"},
@@ -77,16 +74,26 @@ Server::Server(Feed *feed, Act act)
     return Refuse(request, response) ? httplib::Server::HandlerResponse::Handled
                                      : httplib::Server::HandlerResponse::Unhandled;
   });
+  const Address address = Bind();
+  token_ = address.token;
   AddRoutes();
-  if (address.port <= 0 || !server_->bind_to_port(kAddress, address.port)) {
-    address.port = server_->bind_to_any_port(kAddress);
-  }
-  if (address.port <= 0) throw std::runtime_error("no port for the board's panel");
-  KeepAddress(address);
   origin_ = std::string("http://") + kAddress + ":" + std::to_string(address.port);
   url_ = origin_ + "/" + token_ + "/";
   thread_ = std::thread([this] { server_->listen_after_bind(); });
   while (!server_->is_running()) std::this_thread::yield();  // from then on it can be stopped
+}
+
+Address Server::Bind() {
+  Address address = AddressInFolder();
+  const bool known = address.port > 0;
+  if (known && server_->bind_to_port(kAddress, address.port)) return address;
+  // Whoever has the port now is told the token by pages that are still open. The folder's other
+  // panel keeps its place.
+  if (known) address = NewAddress();
+  address.port = server_->bind_to_any_port(kAddress);
+  if (address.port <= 0) throw std::runtime_error("no port for the board's panel");
+  if (!known) KeepAddress(address);
+  return address;
 }
 
 Server::~Server() {

@@ -11,6 +11,7 @@
 #include <string_view>
 #include <thread>
 
+#include "vboard/panel/address.h"
 #include "vboard/panel/feed.h"
 
 namespace httplib {
@@ -42,6 +43,7 @@ class Server {
 
  private:
   bool Refuse(const httplib::Request &request, httplib::Response &response) const;
+  Address Bind();
   void AddRoutes();
   void Stream(const httplib::Request &request, httplib::Response &response);
   void Perform(const httplib::Request &request, httplib::Response &response) const;

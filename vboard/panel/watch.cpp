@@ -24,6 +24,8 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr auto kPause = std::chrono::milliseconds(25);
+// A long log is taken in parts, for a line is far longer in the feed than in its file.
+constexpr size_t kMostAtOnce = size_t{1} << 20;
 // A state is looked at so many pauses after the one before.
 constexpr int kStatePauses = 8;
 
@@ -66,23 +68,25 @@ bool Tail::IsAnother() const {
   return now.st_ino != ours.st_ino || ours.st_size < lseek(fd_, 0, SEEK_CUR);
 }
 
-void Tail::Read(std::vector<std::string> *lines) {
+bool Tail::Read(std::vector<std::string> *lines) {
   char data[65536];
   ssize_t length = 0;
-  while (fd_ >= 0 && (length = read(fd_, data, sizeof data)) > 0) {
+  for (size_t taken = 0; fd_ >= 0 && (length = read(fd_, data, sizeof data)) > 0;) {
     rest_.append(data, static_cast<size_t>(length));
     size_t begin = 0;
     for (size_t end; (end = rest_.find('\n', begin)) != std::string::npos; begin = end + 1) {
       lines->push_back(rest_.substr(begin, end - begin));
     }
     rest_.erase(0, begin);
+    taken += static_cast<size_t>(length);
+    if (taken >= kMostAtOnce) return false;
   }
+  return true;
 }
 
 std::vector<std::string> Tail::Take() {
   std::vector<std::string> lines;
-  Read(&lines);
-  if (!IsAnother()) return lines;
+  if (!Read(&lines) || !IsAnother()) return lines;
   if (fd_ >= 0) close(fd_);
   fd_ = open(path_.c_str(), O_RDONLY | O_CLOEXEC);
   rest_.clear();
@@ -150,7 +154,8 @@ void Watch::Act(std::span<const std::string> words) {
   if (!open_) throw std::runtime_error("no board is in " + folder_);
   std::span<const std::string> rest;
   const Action &action = FindAction(words, &rest);
-  Perform(action, rest);
+  if (action.prints) throw std::invalid_argument("it prints, which is for a terminal");
+  Perform(action, rest, &ends_);
 }
 
 }  // namespace vboard::panel

@@ -22,11 +22,12 @@ class Tail {
   ~Tail();
   Tail(const Tail &) = delete;
   Tail &operator=(const Tail &) = delete;
-  // The whole lines that came since the last look.
+  // The whole lines that came since the last look, of much the first part.
   std::vector<std::string> Take();
 
  private:
-  void Read(std::vector<std::string> *lines);
+  // False when there is more.
+  bool Read(std::vector<std::string> *lines);
   bool IsAnother() const;
 
   std::string path_;
@@ -44,6 +45,8 @@ class Watch {
 
   // Does what the words of an action say. Throws std::exception.
   void Act(std::span<const std::string> words);
+  // No action waits for the board any longer.
+  void End() { ends_ = true; }
 
  private:
   void Run();

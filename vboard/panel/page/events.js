@@ -3,6 +3,8 @@ import { make, seconds } from './dom.js';
 import { Pane, section } from './pane.js';
 
 const kAll = '';
+const kMostChoices = 500;
+const order = new Intl.Collator('en', { numeric: true });
 
 export function startEvents() {
   const pane = new Pane(section('events'), 'events',
@@ -23,7 +25,10 @@ export function startEvents() {
       for (const filter of all) filter.learn(lines);
       pane.list.add(lines);
     },
-    clear: () => pane.clear(),
+    clear() {
+      for (const filter of all) filter.clear();
+      pane.clear();
+    },
     miss: (count) => pane.miss(count),
   };
 }
@@ -45,8 +50,20 @@ class Filter {
       if (this.known.has(value)) continue;
       this.known.add(value);
       const next = [...this.select.options].slice(1).find(
-        (option) => option.value.localeCompare(value, 'en', { numeric: true }) > 0);
+        (option) => order.compare(option.value, value) > 0);
       this.select.insertBefore(make('option', { value, textContent: value }), next ?? null);
+      if (this.known.size > kMostChoices) this.forgetOne();
     }
+  }
+
+  forgetOne() {
+    const oldest = [...this.known].find((value) => value !== this.select.value);
+    this.known.delete(oldest);
+    [...this.select.options].find((option) => option.value === oldest).remove();
+  }
+
+  clear() {
+    this.known.clear();
+    while (this.select.options.length > 1) this.select.lastChild.remove();
   }
 }

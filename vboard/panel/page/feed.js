@@ -33,10 +33,11 @@ export function act(...words) {
   return done;
 }
 
-async function send(words) {
+// At once, and even when the page goes.
+export async function send(words) {
   const answer = document.querySelector('#answer');
   try {
-    const response = await fetch('act', { method: 'POST', body: JSON.stringify({ words }) });
+    const response = await fetch('act', { method: 'POST', body: JSON.stringify({ words }), keepalive: true });
     answer.hidden = response.ok;
     if (!response.ok) answer.textContent = `${words.join(' ')}: ${(await response.json()).error}`;
     return response.ok;

@@ -1,5 +1,5 @@
 // What one presses and sees on the recorder's front.
-import { act } from './feed.js';
+import { act, send } from './feed.js';
 import { fill, find, hex, make, onSubmit, seconds } from './dom.js';
 
 // A key is down for at least so long: the application scans every 100 ms.
@@ -7,6 +7,7 @@ const kShortestPress = 250;
 const kLongestRead = 1;  // board seconds
 const kMostCodes = 12;
 const kMostFrames = 30;
+const kMostWaiting = 100;
 // The application's line for what it read of its front panel.
 const kRead = /\bkey((?: [0-9a-f]{2}){4})/;
 
@@ -15,6 +16,7 @@ const changes = new Map();  // of the lines with names: when they changed last
 const codes = [];          // sent ones, the last one first
 const frames = [];
 let waiting = [];          // what was pressed or sent and not yet read
+const down = new Set();    // keys that this page has pressed and not yet released
 
 // The application reads one after the other; what it does not read soon it never will.
 function showRead(line, text) {
@@ -57,6 +59,7 @@ function read(lines) {
       frames.splice(kMostFrames);
     }
   }
+  waiting = waiting.slice(-kMostWaiting);
   showCodes();
   fill(find('#wire'), frames, () => frames.map((frame) => make('li', { textContent: frame })));
 }
@@ -70,19 +73,29 @@ function clear() {
   showCodes();
 }
 
-// Down as long as it is held, by whatever holds it.
+async function pressKey(key) {
+  down.add(key);
+  await act('key', 'press', key);
+  await new Promise((resolve) => { setTimeout(resolve, kShortestPress); });
+}
+
+async function releaseKey(key) {
+  await act('key', 'release', key);
+  down.delete(key);
+}
+
+// Down as long as it is held, by whatever holds it. A press ends before the next one begins.
 function holdable(button, key) {
-  let since = null;
+  let isHeld = false, done = Promise.resolve();
   const press = () => {
-    if (since !== null) return;
-    since = performance.now();
-    act('key', 'press', key);
+    if (isHeld) return;
+    isHeld = true;
+    done = done.then(() => pressKey(key));
   };
   const release = () => {
-    if (since === null) return;
-    const left = Math.max(0, kShortestPress - (performance.now() - since));
-    since = null;
-    setTimeout(() => act('key', 'release', key), left);
+    if (!isHeld) return;
+    isHeld = false;
+    done = done.then(() => releaseKey(key));
   };
   button.onpointerdown = (event) => {
     if (event.button !== 0) return;
@@ -167,5 +180,8 @@ export function startFront() {
   onSubmit(find('#remote form'), ({ code, state }) => act('ir', 'send', code.value, state.value));
   onSubmit(find('#serial form'), ({ port, bytes }) =>
     act('uart', 'send', port.value, bytes.value.replace(/\s/g, '')));
+  window.addEventListener('pagehide', () => {
+    for (const key of down) send(['key', 'release', String(key)]);  // nobody else would
+  });
   return { read, show, clear };
 }

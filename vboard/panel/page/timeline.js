@@ -4,6 +4,7 @@ import { find, seconds } from './dom.js';
 const kRow = 22;
 const kNames = 150;         // pixels for the lanes' names
 const kMostChanges = 4000;  // a lane
+const kMostLanes = 200;     // more than a board has lines
 const kAxis = 20;
 
 // Which lane an event changes and to what; null: none.
@@ -64,10 +65,21 @@ class Lanes {
   }
 
   set(name, moment, level) {
-    if (!this.lanes.has(name)) this.lanes.set(name, []);
+    if (!this.lanes.has(name)) {
+      this.makeRoom();
+      this.lanes.set(name, []);
+    }
     const changes = this.lanes.get(name);
     changes.push([moment, level]);
     if (changes.length > kMostChanges) changes.splice(0, kMostChanges / 4);
+  }
+
+  // The first process that has ended goes.
+  makeRoom() {
+    if (this.lanes.size < kMostLanes) return;
+    for (const name of this.lanes.keys()) {
+      if (name.startsWith('process ') && this.level(name) === 0) return void this.lanes.delete(name);
+    }
   }
 
   // The place of the last change of a lane at or before a moment, -1 for none.
