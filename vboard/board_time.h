@@ -80,7 +80,6 @@ struct Time {
   std::atomic<int64_t> clockOffset;  // what the system clock is ahead of the lifetime
   std::atomic<int32_t> minutesWest;  // the kernel's time zone
   std::atomic<uint32_t> speed;       // what the keeper keeps: board seconds a second; 0: free
-  std::atomic<bool> paused;          // the keeper lets nobody go on
   ProcessId keeper;                  // number 0: none
   std::atomic<uint32_t> pokes;       // a futex: something waits that did not before
   std::atomic<uint64_t> births;      // processes that were started, and threads
@@ -90,10 +89,11 @@ struct Time {
   std::atomic<uint64_t> looks;  // calls that did not wait
   Member members[256];
   Wait waits[256];
-  std::atomic<bool> waitsRanOut;  // in this power cycle
   IntervalTimer timers[64];
   std::atomic<uint64_t> timerStarts;
   std::atomic<bool> timersWanted;  // all places were taken: the keeper looks for lost ones
+  std::atomic<bool> waitsRanOut;   // in this power cycle
+  std::atomic<bool> paused;        // the keeper lets nobody go on
 };
 
 // Nanoseconds of board time since the board was made, through all power cycles.
