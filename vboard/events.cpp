@@ -44,7 +44,7 @@ bool MarkConsole(int64_t end) {
   char mark[kMarkLength + 1];
   snprintf(mark, sizeof mark, "%c%s%016" PRIx64, kMarkStart, State().mark, end);
   const int fd = real::open(State().console, O_WRONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
-  if (fd < 0) return true;  // nobody shows it any more
+  if (fd < 0) return false;
   bool whole = false;
   for (int attempt = 0; attempt < 100 && !whole; ++attempt) {
     if (attempt > 0) real::sleep({0, 1'000'000});

@@ -26,6 +26,7 @@
 #include "vboard/device.h"
 #include "vboard/files.h"
 #include "vboard/program.h"
+#include "vboard/real.h"
 #include "vboard/turns.h"
 
 namespace vboard {
@@ -34,11 +35,11 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-constexpr int kPollMilliseconds = 1;
 // What the programs of a board that shuts down or restarts still get, of its time.
 constexpr int64_t kShutDown = kSecond;
-// What ends a program that is killed gets of the PC's time.
+// What ends a program that is killed gets of the PC's time, and how often it is looked after.
 constexpr std::chrono::seconds kLongestEnd{5};
+constexpr int64_t kShortestPause = 20'000, kLongestPause = kSecond / 1000;
 // What the kernel gets of it for what is typed.
 constexpr std::chrono::milliseconds kLongestTyping{50};
 // What a turn takes at most from a program that prints without end.
@@ -97,6 +98,14 @@ std::string PlaceOf(const std::string &name) {
   ExecuteOnBoard(program, command);
 }
 
+// Takes leave of those that have ended.
+bool AnyChildIsLeft() {
+  int status = 0;
+  pid_t ended = 0;
+  while ((ended = waitpid(-1, &status, WNOHANG)) > 0) continue;
+  return ended == 0;
+}
+
 // One goes on at a time, and to wake it on another processor takes the PC longer than most turns.
 void KeepToOneProcessor() {
   cpu_set_t set;
@@ -149,7 +158,6 @@ Machine::Machine(Plan plan, Transcript::Show show, uint32_t speed)
   }
   // Held open, so that the console outlives the programs that print on it.
   terminal_ = open(name, O_RDWR | O_NOCTTY | O_CLOEXEC);
-  marker_ = open(name, O_WRONLY | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
   termios settings = {};
   tcgetattr(terminal_, &settings);
   cfmakeraw(&settings);
@@ -165,7 +173,6 @@ Machine::~Machine() {
   waits = 0;
   State().console[0] = '\0';
   State().machine.number = 0;
-  close(marker_);
   close(terminal_);
   close(console_);
 }
@@ -220,16 +227,16 @@ pid_t Machine::StartBeside(const std::vector<std::string> &command, int output, 
   return child;
 }
 
-// True when anything came.
-bool Machine::ReadConsole(int milliseconds) {
+// Takes what the programs printed up to now: the kernel's poll waits for what is still on its way
+// from one end of a pseudo terminal to the other. True when anything came.
+bool Machine::ReadConsole() {
   pollfd descriptor = {console_, POLLIN, 0};
   int reads = 0;
-  for (; reads < kReadsPerTurn && poll(&descriptor, 1, milliseconds) > 0; ++reads) {
+  for (; reads < kReadsPerTurn && poll(&descriptor, 1, 0) > 0; ++reads) {
     char data[4096];
     const ssize_t length = read(console_, data, sizeof data);
     if (length <= 0) break;
     transcript_.TakeConsole({data, static_cast<size_t>(length)});
-    milliseconds = 0;
   }
   if (State().unmarked.exchange(false)) transcript_.TakeEvents();
   return reads > 0;
@@ -266,22 +273,6 @@ bool Machine::Type(std::string_view text) {
   return true;
 }
 
-// Takes what the programs printed up to now, when all of them rest; the terminal may be behind.
-// True when anything came.
-bool Machine::TakeConsole() {
-  const size_t before = transcript_.Taken();
-  const std::string mark = transcript_.Mark();
-  const size_t marks = transcript_.Marks();
-  size_t written = 0;
-  const auto end = Clock::now() + kLongestEnd;
-  while (transcript_.Marks() == marks && Clock::now() < end) {
-    const ssize_t part = write(marker_, mark.data() + written, mark.size() - written);
-    if (part > 0) written += static_cast<size_t>(part);
-    ReadConsole(kPollMilliseconds);
-  }
-  return transcript_.Taken() != before;
-}
-
 // A board that is switched off or restarts waits until its programs have had their time for it.
 // True when it has just ended them, or started anew.
 bool Machine::FollowPower() {
@@ -298,7 +289,7 @@ bool Machine::FollowPower() {
   return true;
 }
 
-void Machine::LookOutside() {
+bool Machine::LookOutside() {
   if (stopSignal != 0) throw Interrupted{stopSignal};
   if (State().logFailed) throw std::runtime_error(Folder() + "/events: cannot be written");
   // Time would stand for good: who looks for a place never rests.
@@ -306,9 +297,11 @@ void Machine::LookOutside() {
     throw std::runtime_error("more threads wait than a board has places for: " +
                              std::to_string(std::size(State().time.waits)));
   }
-  if (State().power == Power::kCut) FollowPower();
+  const bool follows = State().power == Power::kCut && FollowPower();
   if (State().hanging) SignalDescendants(SIGSTOP);
-  if (std::exchange(changes_, keeper_.Changes()) != keeper_.Changes()) Reap();
+  if (std::exchange(changes_, keeper_.Changes()) == keeper_.Changes()) return follows;
+  Reap();
+  return true;
 }
 
 // Waits until every program waits; false when the real time is over before that. Who waits for a
@@ -318,8 +311,7 @@ bool Machine::ComeToRest(Clock::time_point end) {
     LookOutside();
     if (!keeper_.AllRest()) {
       keeper_.PauseBriefly();
-    } else if (!ReadConsole(0)) {
-      LookOutside();
+    } else if (!ReadConsole() && !LookOutside()) {
       return true;
     }
   } while (Left(end) > 0);
@@ -329,7 +321,6 @@ bool Machine::ComeToRest(Clock::time_point end) {
 // Lets the programs, which rest, go on by one turn, no later than until a moment of the lifetime.
 void Machine::GoOn(int64_t moment, Clock::time_point end) {
   if (FollowPower()) return;
-  if (State().time.speed != 0) TakeConsole();  // for who watches
   const int64_t left = std::max<int64_t>(0, Left(end));
   keeper_.LetGoOn(std::min(moment, shutDown_), left);
 }
@@ -337,13 +328,12 @@ void Machine::GoOn(int64_t moment, Clock::time_point end) {
 bool Machine::GoOnUntil(const std::function<bool()> &happened, double seconds, int64_t moment) {
   const auto end = After(seconds);
   for (; Left(end) > 0 && ComeToRest(end); GoOn(moment, end)) {
-    if (TakeConsole()) ComeToRest(end);
     if (happened()) return true;
-    if (Lifetime() >= moment) break;
+    if (Lifetime() >= moment) return false;
     const bool alone = goesOnAlone_ && moment != kNever;
-    if (!running_ && !alone && State().power == Power::kOn) break;
+    if (!running_ && !alone && State().power == Power::kOn) return false;
   }
-  return happened();
+  return false;
 }
 
 bool Machine::WaitFor(const std::string &text, double seconds, int64_t moment) {
@@ -359,13 +349,11 @@ bool Machine::Run(double seconds) {
   while (ComeToRest(kNoEnd) && running_ && Lifetime() < moment) {
     GoOn(moment, kNoEnd);
   }
-  TakeConsole();
   return Lifetime() >= moment;
 }
 
 void Machine::RunOn() {
   while (ComeToRest(kNoEnd) && running_) GoOn(kNever, kNoEnd);
-  TakeConsole();
 }
 
 void Machine::Attend() {
@@ -393,15 +381,14 @@ void Machine::Play(double secondsPerStep) {
 void Machine::Stop() {
   if (command_ < 0) return;
   const auto end = Clock::now() + kLongestEnd;
-  pid_t ended = 0;
-  int status = 0;
   // What was just being started appears only now.
-  do {
+  int64_t pause = kShortestPause;
+  for (; AnyChildIsLeft() && Clock::now() < end; pause = std::min(2 * pause, kLongestPause)) {
     SignalDescendants(SIGKILL);
-    ReadConsole(kPollMilliseconds);
-    while ((ended = waitpid(-1, &status, WNOHANG)) > 0) {
-    }
-  } while (ended == 0 && Clock::now() < end);
+    ReadConsole();
+    real::sleep({0, static_cast<long>(pause)});
+  }
+  ReadConsole();
   transcript_.TakeEvents();
   transcript_.EndLine();
   running_ = false;

@@ -46,7 +46,7 @@ class Machine {
   bool WaitFor(const std::string &text, double seconds, int64_t moment = kNever);
   // The same until the action can have its effect.
   bool Act(const std::string &action, double seconds, int64_t moment = kNever);
-  // Goes on until this has happened, which is asked whenever every program waits. False as above.
+  // Goes on until this has happened, which is asked only when every program waits. False as above.
   bool GoOnUntil(const std::function<bool()> &happened, double seconds, int64_t moment = kNever);
   // Goes on for so many board seconds. False when nothing runs any more before that.
   bool Run(double seconds);
@@ -68,8 +68,9 @@ class Machine {
   static void RequestStop(int signal);
   // Types on the console. False when it takes no more, because nobody reads.
   bool Type(std::string_view text);
-  // Follows what came from outside meanwhile, such as a stop. For who lets nothing go on.
-  void LookOutside();
+  // Follows what came from outside meanwhile, such as a stop. For who lets nothing go on. True when
+  // programs have started or ended since.
+  bool LookOutside();
   // Has time go on to a moment that is waited for even when nothing runs any more.
   void GoOnAlone() { goesOnAlone_ = true; }
 
@@ -90,8 +91,7 @@ class Machine {
   void StartCommand();
   bool ComeToRest(std::chrono::steady_clock::time_point end);
   void GoOn(int64_t moment, std::chrono::steady_clock::time_point end);
-  bool ReadConsole(int milliseconds);
-  bool TakeConsole();
+  bool ReadConsole();
   void Reap();
   bool FollowPower();
 
@@ -100,7 +100,6 @@ class Machine {
   Keeper keeper_;
   int console_ = -1;
   int terminal_ = -1;
-  int marker_ = -1;  // the terminal again, for this process alone
   unsigned changes_ = 0;
   int64_t shutDown_ = kNever;  // the lifetime at which the programs have had their time for it
   pid_t command_ = -1;

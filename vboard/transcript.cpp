@@ -62,12 +62,6 @@ void Transcript::TakeConsole(std::string_view bytes) {
   }
 }
 
-std::string Transcript::Mark() const {
-  char end[17];
-  snprintf(end, sizeof end, "%016jx", std::filesystem::file_size(EventsPath()));
-  return markStart_ + end;
-}
-
 void Transcript::TakeMark(char c) {
   const bool begins = mark_.size() < markStart_.size();
   if (begins ? c != markStart_[mark_.size()] : isxdigit(static_cast<unsigned char>(c)) == 0) {
@@ -81,12 +75,10 @@ void Transcript::TakeMark(char c) {
   if (mark_.size() < kMarkLength) return;
   const auto end = static_cast<size_t>(strtoull(mark_.c_str() + markStart_.size(), nullptr, 16));
   mark_.clear();
-  ++marks_;
   TakeEvents(end);
 }
 
 void Transcript::Print(std::string_view text) {
-  taken_ += text.size();
   while (!text.empty()) {
     const std::string_view part = text.substr(0, kLongestLine - text_.size());
     const size_t length = std::min(part.find('\n'), part.size());
@@ -117,7 +109,6 @@ void Transcript::TakeEvents(size_t end) {
   log_.seekg(static_cast<std::streamoff>(logTaken_));
   for (std::string line; logTaken_ < end && std::getline(log_, line) && !log_.eof();) {
     logTaken_ += line.size() + 1;
-    taken_ += line.size() + 1;
     Keep(EventLine(std::move(line)));
   }
 }

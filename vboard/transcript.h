@@ -39,9 +39,6 @@ class Transcript {
   explicit Transcript(Show show);
 
   void TakeConsole(std::string_view bytes);
-  // A mark for all events up to now, and how many marks have come so far.
-  std::string Mark() const;
-  size_t Marks() const { return marks_; }
   // Takes the events that no mark has brought.
   void TakeEvents();
   // Ends the line that is not yet complete.
@@ -57,8 +54,6 @@ class Transcript {
   const std::vector<Line> &Lines() const { return lines_; }
   // How many of them came up to the one found last.
   size_t Found() const { return found_; }
-  // Grows with everything that comes.
-  size_t Taken() const { return taken_; }
 
  private:
   void TakeMark(char c);
@@ -75,8 +70,6 @@ class Transcript {
   std::vector<Line> lines_;
   size_t kept_ = 0;  // bytes
   size_t found_ = 0;
-  size_t taken_ = 0;
-  size_t marks_ = 0;
 };
 
 }  // namespace vboard
