@@ -9,6 +9,7 @@
 #include "vboard/device.h"
 #include "vboard/faults.h"
 #include "vboard/real.h"
+#include "vboard/turns.h"
 
 namespace vboard {
 namespace {
@@ -98,7 +99,8 @@ int SetSystemClock(const timespec &time) {
 
 bool IsKept() {
   const pid_t keeper = State().time.keeper.number;
-  return keeper != 0 && keeper != getpid();  // who keeps it waits by the PC's
+  // Who keeps it waits by the PC's.
+  return keeper != 0 && keeper != (IsProgram() ? OwnNumber() : getpid());
 }
 
 void Poke() {

@@ -73,6 +73,17 @@ bool CallsMayFail() {
   return State().faultsPlanned != 0 || State().notesCalls;
 }
 
+bool CallMayFail(const char *call) {
+  if (!CallsMayFail()) return false;
+  const int kept = errno;
+  ProcessNumber();
+  errno = kept;
+  return State().notesCalls ||
+         std::any_of(std::begin(State().faults), std::end(State().faults), [&](const Fault &fault) {
+           return fault.outcome != 0 && strcmp(fault.call, call) == 0;
+         });
+}
+
 namespace {
 
 void NoteCall(const char *call, const char *path) {

@@ -27,6 +27,9 @@ void DropFaults();
 
 // Whether calls are looked at: otherwise none of them fails.
 bool CallsMayFail();
+// Whether those of this name are. Gives this process its number, so that who appears first is the
+// same with any plan.
+bool CallMayFail(const char *call);
 // Counts a call, and sends its signal; true, with errno set, when it is one that fails. A read or
 // write gives its length, which may become less.
 bool CallFails(const char *call, const char *path, size_t *length = nullptr);

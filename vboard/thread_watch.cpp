@@ -136,11 +136,11 @@ bool ThreadWatch::IsResting(Watched &watched) {
   return IsRest(state);
 }
 
-bool ThreadWatch::HasNotRun(Watched &watched, bool first) {
+// Since this was asked before.
+bool ThreadWatch::HasRun(Watched &watched) {
   std::array<char, 96> ran = {};
   ReadAgain(watched.ran, ran);
-  if (first) watched.seen = ran;
-  return watched.seen == ran;
+  return std::exchange(watched.seen, ran) != ran;
 }
 
 // How busy the PC is does not matter here.
@@ -190,18 +190,22 @@ bool ThreadWatch::LookAtAll() {
   // One that sleeps can be woken only by another one.
   const auto looked = std::count_if(threads_.begin(), threads_.end(),
                                     [&](const Watched &one) { return !isAsleep(one); });
-  for (const bool first : {true, false}) {
+  for (const bool again : {false, true}) {
+    bool anyHasRun = false;
     for (Watched &watched : threads_) {
       if (isAsleep(watched)) continue;
-      if (IsResting(watched) && (looked <= 1 || HasNotRun(watched, first))) {
+      const bool rests = IsResting(watched);
+      const bool hasRun = rests && looked > 1 && HasRun(watched);
+      if (rests && !(hasRun && again)) {
         watched.spins = false;
+        anyHasRun |= hasRun;
       } else if (!Spins(watched)) {
         // Who computes is looked at first the next time.
         std::swap(threads_[0], watched);
         return false;
       }
     }
-    if (looked <= 1) break;
+    if (!anyHasRun) break;
   }
   return true;
 }

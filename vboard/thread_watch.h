@@ -18,10 +18,11 @@ class ThreadWatch {
 
   // True when there was a moment at which no thread ran or could have run. Two looks at each
   // thread, between which it has not run, show it: what it slept through is the time between the
-  // two, and that is common to all of them. Threads that wait for their turn are looked at once:
-  // nothing but the keeper wakes them, and a signal, after which all of them are looked at again;
-  // of some signals nothing tells, so this happens now and then anyway. Nor is who computes and
-  // computes without a call of the board's: the others go on beside it.
+  // two, and that is common to all of them. The first of the two may be long ago. Threads that wait
+  // for their turn are looked at once: nothing but the keeper wakes them, and a signal, after which
+  // all of them are looked at again; of some signals nothing tells, so this happens now and then
+  // anyway. Nor is who computes and computes without a call of the board's: the others go on beside
+  // it.
   bool AllRest();
   // Whether the last look was at every thread; if not, the next one is. A signal interrupts only
   // who has really come to wait.
@@ -54,7 +55,7 @@ class ThreadWatch {
   void NoteTurns();
   bool HaveGoneToSleep();
   bool IsResting(Watched &watched);
-  bool HasNotRun(Watched &watched, bool first);
+  static bool HasRun(Watched &watched);
   bool Spins(Watched &watched);
   bool LookAtAll();
 
