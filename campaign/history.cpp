@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <tuple>
 
@@ -23,7 +24,6 @@
 namespace campaign {
 namespace {
 
-constexpr double kRealPatience = 3600;  // what plays the trials ends one that hangs
 // A disturbed board may be so much later than an undisturbed one.
 constexpr double kLateness = 10;
 // What it is watched for at its end.
@@ -43,10 +43,6 @@ constexpr double kLongestScenario = 86'400;
 constexpr const char *kSecrets[] = {"/opt/sav/Config/ppp/pap-secrets",
                                     "/opt/sav/Config/ppp/chap-secrets",
                                     "/opt/sav/Config/ppp/peers/wcdma"};
-
-bool RestartsOnAndOn() {
-  return vboard::State().boots > kMostBoots;
-}
 
 int64_t Nanoseconds(double seconds) {
   return static_cast<int64_t>(seconds * vboard::kSecond);
@@ -97,14 +93,16 @@ class Player {
       if (!PlayStep(step, deadline)) return;
     }
   }
-  // Goes on until the text comes. False when that was not by this second, or when the programs
-  // look and look without a wait.
-  bool WaitFor(const std::string &text, double deadline);
-  // No line contains this.
-  void GoOnUntil(double second) { WaitFor("\n", second); }
+  // Goes on until this has happened. False when that was not by this second, when the programs look
+  // and look without a wait, or when the board has ended.
+  bool GoOnUntil(const std::function<bool()> &happened, double deadline);
+  void GoOnUntil(double second) {
+    GoOnUntil([] { return false; }, second);
+  }
 
   bool Spins() const;
   bool HasEnded() const;
+  bool RestartsOnAndOn() const { return vboard::State().boots - boots_ > kMostBoots; }
 
   int64_t Since() const { return vboard::Lifetime() - start_; }
   double Second() const { return static_cast<double>(Since()) / vboard::kSecond; }
@@ -124,17 +122,20 @@ class Player {
   std::vector<Step> steps_;
   size_t taken_ = 0;
   uint64_t looks_ = Looks();
+  const uint32_t boots_ = vboard::State().boots;
   int64_t start_ = -1;  // the lifetime at power-on; below 0: not yet
 };
 
 bool Player::PlayStep(const std::string &step, double deadline) {
   const std::string argument = step.substr(step.find(' ') + 1);
-  if (step.starts_with("wait ")) return WaitFor(argument, deadline);
+  if (step.starts_with("wait ")) {
+    return GoOnUntil([&] { return machine_.Find(argument); }, deadline);
+  }
   if (step.starts_with("after ")) {
     GoOnUntil(Second() + std::stod(argument));
     return true;
   }
-  return machine_.Act(step, kRealPatience, start_ + Nanoseconds(deadline));
+  return GoOnUntil([&] { return vboard::TryToAct(step); }, deadline);
 }
 
 // What has no moment is there before the power comes.
@@ -153,9 +154,8 @@ void Player::TakeDue() {
   }
 }
 
-// Switched off for good, left by the last program, or restarted again and again.
+// Switched off for good, or left by the last program.
 bool Player::HasEnded() const {
-  if (RestartsOnAndOn()) return true;
   const vboard::Power power = vboard::State().power;
   return !machine_.Running() && (power == vboard::Power::kOn || power == vboard::Power::kOff);
 }
@@ -166,15 +166,19 @@ bool Player::Spins() const {
   return Looks() - looks_ > most;
 }
 
-bool Player::WaitFor(const std::string &text, double deadline) {
+bool Player::GoOnUntil(const std::function<bool()> &happened, double deadline) {
   for (;;) {
     const bool stepIsNext = taken_ < steps_.size() && steps_[taken_].moment < deadline;
     const double moment = stepIsNext ? steps_[taken_].moment : deadline;
-    bool found = false;
-    machine_.GoOnUntil([&] { return found = machine_.Find(text); }, kSlice,
-                       start_ + Nanoseconds(moment));
-    if (found) return true;
-    if (Spins() || HasEnded()) return false;
+    bool came = false, restarts = false;
+    const auto ends = [&] {
+      came = happened();
+      restarts = RestartsOnAndOn();
+      return came || restarts;
+    };
+    machine_.GoOnUntil(ends, kSlice, start_ + Nanoseconds(moment));
+    if (came) return true;
+    if (restarts || Spins() || HasEnded()) return false;
     if (Since() < Nanoseconds(moment)) continue;
     if (!stepIsNext) return false;
     TakeDue();
@@ -268,13 +272,13 @@ Lines BootAgain(vboard::Plan plan, int64_t *offSince) {
 }  // namespace
 
 // What is looked at when the board rests for the last time.
-void Site::LookAround(const std::string &board, History &history) const {
+void Site::LookAround(const std::string &board, const Player &player, History &history) const {
   history.wroteFlash = vboard::State().flashOperations > 0;
   if (history.wroteFlash)
     history.changed = ChangedPartitions(made_ + "/" + board, copies_.at(board));
   history.open = OpenSecrets();
   history.captured = ServiceLog();
-  if (!RestartsOnAndOn()) history.zombies = Zombies();  // or it is just ending its programs
+  if (!player.RestartsOnAndOn()) history.zombies = Zombies();  // or it is just ending its programs
 }
 
 History Site::Watch(const std::string &board, Player &player, double end) const {
@@ -287,7 +291,7 @@ History Site::Watch(const std::string &board, Player &player, double end) const 
   history.looks = static_cast<double>(Looks() - looks) / (kEnd / 2);
   history.spins = player.Spins();
   history.seconds = player.Second();
-  LookAround(board, history);
+  LookAround(board, player, history);
   return history;
 }
 

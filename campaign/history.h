@@ -69,7 +69,7 @@ class Site {
 
  private:
   vboard::Plan Make(const std::string &board);
-  void LookAround(const std::string &board, History &history) const;
+  void LookAround(const std::string &board, const Player &player, History &history) const;
   History Watch(const std::string &board, Player &player, double end) const;
 
   const std::string made_;

@@ -139,7 +139,6 @@ Status Replay() {
   StartUnderGuard();
   const Folders folders(1);
   campaign::Site site(folders[0]);
-  const campaign::Survey &survey = site.SurveyOf(trial.board);
   const campaign::History history = site.Play(trial);
   campaign::Trial taken = trial;
   taken.seed.reset();
@@ -148,7 +147,7 @@ Status Replay() {
   Show(history.lines);
   puts("\nThe boot behind it, without disturbance:\n");
   Show(history.after);
-  const auto broken = campaign::Judge(trial, survey, history);
+  const auto broken = campaign::JudgePlayed(site, trial, history);
   puts(broken.empty() ? "\nEvery rule holds." : "");
   for (const campaign::Broken &one : broken) {
     printf("broken: %s: %s\n", one.rule.c_str(), one.why.c_str());

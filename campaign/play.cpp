@@ -4,6 +4,8 @@
 #include <chrono>
 #include <utility>
 
+#include "campaign/exceptions.h"
+
 namespace campaign {
 namespace {
 
@@ -22,14 +24,18 @@ bool BreaksToo(Site &site, const Trial &trial, const Broken &broken) {
                      [&](const Broken &one) { return one.rule == broken.rule; });
 }
 
-std::string ShortenedText(Site &site, const Trial &trial, const History &history,
-                          const Broken &broken) {
+Trial Drawn(const Trial &trial, const History &history) {
   Trial drawn = trial;
   drawn.seed.reset();
   drawn.steps = history.steps;
+  return drawn;
+}
+
+std::string ShortenedText(Site &site, const Trial &trial, const History &history,
+                          const Broken &broken) {
   const auto start = Clock::now();
   return TextOf(Shorten(
-      drawn, [&](const Trial &shorter) { return BreaksToo(site, shorter, broken); },
+      Drawn(trial, history), [&](const Trial &shorter) { return BreaksToo(site, shorter, broken); },
       [&] { return Clock::now() - start < kLongestShortening; }));
 }
 
@@ -51,13 +57,25 @@ Trial Shorten(Trial trial, const std::function<bool(const Trial &)> &breaks,
   return trial;
 }
 
+std::vector<Broken> JudgePlayed(Site &site, const Trial &trial, const History &history) {
+  std::vector<Broken> all = Judge(trial, site.SurveyOf(trial.board), history);
+  const auto told =
+      std::find_if(all.begin(), all.end(), [](const Broken &one) { return one.rule == kTold; });
+  if (told == all.end()) return all;
+  Trial others = Drawn(trial, history);
+  std::erase_if(others.steps, [&](const Step &step) { return IsException(trial.board, {step}); });
+  const bool anySilent = others.steps.size() < history.steps.size();
+  if (anySilent && !BreaksToo(site, others, *told)) all.erase(told);
+  return all;
+}
+
 Result PlayTask(Site &site, const Task &task) {
   const auto start = Clock::now();
   Result result = {task.kind, task.trial, 0, {}, ""};
   try {
     const Trial trial = ReadTrial(task.trial);
     const History history = site.Play(trial);
-    result.broken = Judge(trial, site.SurveyOf(trial.board), history);
+    result.broken = JudgePlayed(site, trial, history);
     result.seconds = Since(start);
     if (trial.seed && !result.broken.empty()) {
       result.shortened = ShortenedText(site, trial, history, result.broken[0]);

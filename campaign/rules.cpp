@@ -227,14 +227,15 @@ std::string FlashKept(const Trial &, const Survey &survey, const History &histor
   return history.variables.nextSaveWorks ? "" : "the next save does not work";
 }
 
-// A configuration that was repaired has lost its folder, without which the launcher does not
+// A configuration whose repair has begun has lost its folder, without which the launcher does not
 // supervise, on purpose: only the application makes the folder.
 bool LacksFolder(const History &history) {
-  const auto says = [](const Lines &lines, bool event, std::string_view text) {
-    return std::any_of(lines.begin(), lines.end(),
-                       [&](const Line &line) { return line.event == event && line.text == text; });
+  const auto says = [](const Lines &lines, std::string_view text) {
+    return std::any_of(lines.begin(), lines.end(), [&](const Line &line) {
+      return !line.event && line.text.starts_with(text);
+    });
   };
-  return says(history.lines, true, "command: reboot") && says(history.after, false, "Write failed");
+  return says(history.lines, "ConfigMtd_p->StartAddress = ") && says(history.after, "Write failed");
 }
 
 std::string Recovers(const Trial &, const Survey &survey, const History &history) {
@@ -265,7 +266,7 @@ const std::vector<Rule> &Rules() {
       {"alive", "launcher and application end only in the ways that are laid down for them", Alive},
       {"progress", "the launcher starts the application, ends or idles, and nothing spins",
        Progress},
-      {"told", "a failure that changed what the board did left a line on the console", Told},
+      {kTold, "a failure that changed what the board did left a line on the console", Told},
       {"flash", "the boot variables read as one of their whole lists, the rest is as it was",
        FlashKept},
       {"recovers", "the next boot comes to what an undisturbed one comes to", Recovers},

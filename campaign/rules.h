@@ -16,6 +16,7 @@ struct Rule {
 };
 
 const std::vector<Rule> &Rules();
+constexpr char kTold[] = "told";
 
 struct Broken {
   std::string rule;

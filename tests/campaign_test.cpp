@@ -107,6 +107,18 @@ TEST(CampaignTest, EachRuleCanBreak) {
          h.after[1] = Event(kIdle);
          h.variables.list.clear();
        }},
+      // Without its folder the configuration has been repaired, or something is wrong.
+      {kFault, "recovers ",
+       [](History &h) {
+         h.after[1] = Event("exit: status 255");
+         h.after.push_back(Console("Write failed"));
+       }},
+      {kFault, "",
+       [](History &h) {
+         h.lines.push_back(Console("ConfigMtd_p->StartAddress = 80640000"));
+         h.after[1] = Event("exit: status 255");
+         h.after.push_back(Console("Write failed"));
+       }},
       {kFault, "clean ", [](History &h) { h.lines.push_back(Event("inherited: 7")); }},
       {kFault, "clean ", [](History &h) { h.zombies = 1; }},
       {kFault, "clean ", [](History &h) { h.open = {"/opt/sav/Config/ppp/pap-secrets"}; }},
