@@ -30,7 +30,7 @@ constexpr double kLateness = 10;
 constexpr double kEnd = 4;
 constexpr double kBoot = 10;
 // Who only looks is looked after now and then, in real seconds.
-constexpr double kSlice = 0.5;
+constexpr double kSlice = 0.05;
 // Who does not wait looks that often before time has come anywhere; a busy panel some hundred times
 // a second.
 constexpr uint64_t kMostLooks = 40'000;
