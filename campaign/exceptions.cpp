@@ -18,7 +18,7 @@ constexpr Exception kExceptions[] = {
     {"ioctl", "/dev/watchdog", "keep-alive is called every second and never prints"},
     {"ioctl", "/dev/hi_gpio", "lines are set many times a second; a failure is answered, not told"},
     {"read", "/dev/Hi_IR", "a read that fails is one without a code: the reader looks again soon"},
-    {"fork", "", "a launcher that cannot fork goes on by itself"},
+    {"fork", "", "a launcher that cannot fork becomes the application all the same"},
     {"opendir", "/sys/bus/scsi", "what cannot be read of the tree of devices is no stick"},
     {"fopen", "/sys/bus/scsi", "what cannot be read of the tree of devices is no stick"},
     {"mount", "/dev/sda1", "what is told is what an undisturbed board tells later", "stick-pulled"},

@@ -19,7 +19,7 @@ double Since(Clock::time_point start) {
 
 // Whether the trial breaks the first of the rules that another one broke.
 bool BreaksToo(Site &site, const Trial &trial, const Broken &broken) {
-  const auto all = Judge(trial, site.SurveyOf(trial.board), site.Play(trial));
+  const auto all = JudgePlayed(site, trial, site.Play(trial));
   return std::any_of(all.begin(), all.end(),
                      [&](const Broken &one) { return one.rule == broken.rule; });
 }
