@@ -1,14 +1,18 @@
 """Each of boardctl's commands on a virtual board: usage: boardctl.py VBOARD PROGRAMS."""
+import difflib
 import json
 import os
+import re
 import signal
 import sys
 import tempfile
 
-sys.path.append(os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), 'python'))
+TESTS = os.path.dirname(os.path.abspath(__file__))
+sys.path.append(os.path.dirname(TESTS) + '/python')
 from vboard import Board  # noqa: E402
 
 LONG = 'x' * 700
+LONG_RUN = re.compile(r'([^ ])\1{40,}')
 # Too long, a surrogate, too high, cut, no beginning.
 MALFORMED = b'\xc0\x80\xed\xa0\x80\xf4\x90\x80\x80\xe2\x82\xff'.decode(errors='surrogateescape')
 BOARD = '''
@@ -79,6 +83,7 @@ CASES = [
     ('flash erase kernel', 1, 'cannot erase 0x80040000'),
     ('flash erase kernel', 0, '', 'flash: erase mtd1 0x1f0000'),
     ('hwid 30 --json', 0, {'command': 30, 'value': 2, 'name': 'OEM_TYPE'}),
+    ('hwid', 0, 'OEM_TYPE'),
     ('hwid 32', 2, 'COMMAND is a number from 0 to 31'),
     ('product', 0, 'identifier     0000800000000004\n'),
     ('serial get', 1, 'there is no serial number'),
@@ -99,6 +104,7 @@ CASES = [
     ('gpio set 3 1 2', 2, 'LEVEL is a number from 0 to 1'),
     ('mem write 0x200f0028 0x12345678', 0, ''),
     ('mem read 0x200f0028', 0, '0x200f0028     0x12345678\n'),
+    ('mem read 0x200f0024 3', 0, '0x200f0028     0x12345678\n0x200f002c '),
     ('mem read 0xfffffff8 3', 2, 'memory ends at 0xffffffff'),
     ('mem read 3', 2, 'ADDRESS is a multiple of 4'),
     ('! fault once open /dev/mem 1 EACCES',),
@@ -144,6 +150,7 @@ CASES = [
     ('clock set 2032-01-01 00:00:00', 1, 'the clock chip is set, the system clock cannot be set'),
     ('nvram write 100 1 0xfe', 0, ''),
     ('nvram read 100 2', 0, '101            0xfe\n'),
+    ('nvram read', 0, '63             0x00\n'),
     ('nvram read 248', 2, 'ADDRESS is a number from 0 to 247'),
     ('temp', 0, '42\n'),
     ('! temperature set 251',),
@@ -174,6 +181,21 @@ CASES = [
                     'route add default via 10.1.2.1 dev eth0'),
                    ('net show', 0, 'eth0           00:00:5e:00:53:01 10.1.2.3       255.255.255.0  10.1.2.1'),
                    ('nvram read 40 4', 0, '43             0x03\n'))],
+    # Nor does a step back that fails keep the others from being taken.
+    *[case for forth, back in (('sendto eth0 1', 'ioctl SIOCADDRT 1'),
+                               ('sendto eth0 1', 'ioctl SIOCSIFADDR 2'),
+                               ('sendto eth0 1', 'ioctl SIOCSIFNETMASK 2'),
+                               ('sendto eth0 1', 'ioctl SIOCSIFFLAGS 3'),
+                               ('sendto eth0 1', 'fopen /opt/sav/Config/network 7'),
+                               ('fopen /opt/sav/Config/network 8', 'ioctl SIOCADDRT 3'),
+                               ('fopen /opt/sav/Config/network 8', 'ioctl /dev/gpioi2c 50'))
+      for case in (('! fault once %s EIO' % forth,), ('! fault once %s EIO' % back,),
+                   ('net set eth0 172.16.100.200 255.255.0.0 172.16.0.1', 1,
+                    'what was there before could not be put back entirely'),
+                   ('net show', 0, 'eth0 '),
+                   ('nvram read 40 4', 0, '43 '),
+                   ('net set eth0 10.1.2.3 255.255.255.0 10.1.2.1', 0, ''))],
+    ('disks', 0, 'sda            internal'),
     ('--json disks', 0, [{'device': 'sda', 'class': 'internal', 'sectors': 1000, 'partitions': 1}]),
     ('watchdog feed 1', 0, '', 'watchdog: stopped'),
     ('watchdog feed', 2, 'wrong number of arguments'),
@@ -218,6 +240,20 @@ BARE_CASES = [
 MAC_CASES = [('serial set 4711', 1, "this board's serial number is made from its network address")]
 
 
+# Its kernel has a time zone of its own besides the library's.
+ZONE_BOARD = '''
+summary = "a board east of Greenwich"
+[clock]
+minutes_west = -90
+'''
+ZONE_CASES = [
+    ('clock set 2031-07-15 12:00:00', 0, ''),
+    ('clock get', 0, 'time           2031-07-15 12:00:0'),
+    ('clock set 2031-01-15 00:30:00', 0, ''),
+    ('clock get', 0, 'time           2031-01-15 00:30:0'),
+]
+
+
 # What the kernel tells, and the partition that cannot be erased then; the others can.
 IN_USE = [
     ('/proc/mounts', '/dev/mtdblock3 /opt/sav jffs2 rw 0 0', 'config'),
@@ -257,7 +293,7 @@ class Bench:
         self.folder, self.boardctl = folder, programs + '/boardctl'
         self.board = Board(folder + '/board.toml', folder=folder, command=vboard,
                            programs_folder=programs)
-        self.failed = 0
+        self.failed, self.transcript = 0, ''
         os.makedirs(folder + '/board/root/opt/sav/Config')  # as if mounted
         self.board.boot()
         self.board.after(1)
@@ -316,6 +352,20 @@ class Bench:
                 good &= 'hardware identifier' not in messages and (status != 0 or messages == '')
             good &= result[0] == status and all(each in events for each in event)
             self.expect(good, command, result)
+            text = 'boardctl %s: %d\n%s%s' % (command, *result[:3])
+            self.transcript += LONG_RUN.sub(lambda run: '%s{%d}' % (run[1], len(run[0])), text)
+
+    def compare(self, name):
+        """What check said, letter by letter; UPDATE=1 in the environment writes the file anew."""
+        place = '%s/data/boardctl/%s.txt' % (TESTS, name)
+        if 'UPDATE' in os.environ:
+            with open(place, 'w', errors='surrogateescape') as file:
+                file.write(self.transcript)
+        with open(place, errors='surrogateescape') as file:
+            told, expected = self.transcript.splitlines(True), file.readlines()
+        self.failed += told != expected
+        for line in difflib.unified_diff(expected, told, place, 'told'):
+            print(line, end='')
 
     def check_json(self, cases):
         """Every output parses, also that of failures and with standard error closed."""
@@ -361,16 +411,18 @@ class Bench:
 
 
 def main(vboard, programs):
-    full = BOARD % __file__.rsplit('/', 2)[0]
+    full = BOARD % os.path.dirname(TESTS)
     failed = 0
     os.environ['TZ'] = 'CET-1CEST,M3.5.0,M10.5.0/3'
     with tempfile.TemporaryDirectory() as folder:
         for check in (Bench.check, Bench.check_json, Bench.check_lost):
             for name, board, cases in (('full', full, CASES), ('bare', BARE_BOARD, BARE_CASES),
-                                       ('mac', MAC_BOARD, MAC_CASES)):
+                                       ('mac', MAC_BOARD, MAC_CASES), ('zone', ZONE_BOARD, ZONE_CASES)):
                 bench = Bench(vboard, programs, '%s/%s-%s' % (folder, name, check.__name__), board)
                 with bench.board:
                     check(bench, cases)
+                    if check is Bench.check:
+                        bench.compare(name)
                 failed += bench.failed
         bench = Bench(vboard, programs, folder + '/use', full)
         with bench.board:

@@ -98,11 +98,21 @@ std::string PlaceOf(const std::string &name) {
   ExecuteOnBoard(program, command);
 }
 
-// Takes leave of those that have ended.
+// Takes leave of a child that has ended: its number, 0 where none has, -1 where none is left.
+pid_t TakeLeave(int *status) {
+  siginfo_t ended = {};
+  // Its last thread may still be on its way out of /proc. Who takes leave meanwhile spins in the
+  // kernel for milliseconds, for that thread needs this very processor.
+  if (waitid(P_ALL, 0, &ended, WEXITED | WNOHANG | WNOWAIT) == 0 && ended.si_pid != 0) {
+    real::sleep({0, kShortestPause});
+  }
+  return waitpid(-1, status, WNOHANG);
+}
+
 bool AnyChildIsLeft() {
   int status = 0;
   pid_t ended = 0;
-  while ((ended = waitpid(-1, &status, WNOHANG)) > 0) continue;
+  while ((ended = TakeLeave(&status)) > 0) continue;
   return ended == 0;
 }
 
@@ -245,7 +255,7 @@ bool Machine::ReadConsole() {
 void Machine::Reap() {
   int status = 0;
   pid_t id = 0;
-  while ((id = waitpid(-1, &status, WNOHANG)) > 0) {
+  while ((id = TakeLeave(&status)) > 0) {
     if (WIFSIGNALED(status) && State().power == Power::kOn) {
       Event("killed: %s", strsignal(WTERMSIG(status)));
     }
