@@ -184,6 +184,11 @@ constexpr Start kStarts[] = {
     {kSecond, 4, "", "HDMI=0\nHEHE_FRONT=2\n", "4 4 1 0 4 4, -1 -1 2 -1"},
     {kSecond, 4, "", "HDMI=\r\nPlayback Limit Number=3\nAudio Input Number=2\n",
      "2 4 1 1 3 4, -1 -1 0 -1"},
+    // A limit counts from 1 to 16.
+    {kSecond, 4, "", "Playback Limit Number=0\n", "4 4 1 1 4 4, -1 -1 0 -1"},
+    {kSecond, 4, "", "Playback Limit Number=1\n", "4 4 1 1 1 4, -1 -1 0 -1"},
+    {kSecond, 4, "", "Playback Limit Number=16\n", "4 4 1 1 16 4, -1 -1 0 -1"},
+    {kSecond, 4, "", "Playback Limit Number=17\n", "4 4 1 1 4 4, -1 -1 0 -1"},
     // A number that the file leaves to the board twice is the board's own.
     {kSecond, 4, "", "Max Encode=\r\nMax Encode=\r\n", "4 4 1 1 4 4, -1 -1 0 -1"},
     {kSecond, 6, "[gpio]\ninputs = [[1, 0, 0], [1, 4, 1]]\n", "", "4 1 1 1 4 4, 0 -1 0 -1"},
