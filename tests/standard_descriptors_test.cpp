@@ -36,13 +36,15 @@ void KeepToOneself() {
   for (const auto &[fd, file] : test::OpenFiles()) fcntl(fd, F_SETFD, FD_CLOEXEC);
 }
 
-// Closed, or /dev/null.
+// Closed, or /dev/null for reading and writing.
 bool LeadNowhere() {
   struct stat null = {};
   stat("/dev/null", &null);
   for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
     struct stat status = {};
-    if (fstat(fd, &status) == 0 && status.st_rdev != null.st_rdev) return false;
+    if (fstat(fd, &status) != 0) continue;
+    const bool both = (fcntl(fd, F_GETFL) & O_ACCMODE) == O_RDWR;
+    if (status.st_rdev != null.st_rdev || !both) return false;
   }
   return true;
 }

@@ -249,11 +249,14 @@ TEST_F(ToolConfigTest, SystemInformationStartNamesTheChips) {
     const uint64_t flags = uint64_t{bit} << 37 | uint64_t{bit} << 45;
     UseBoard(test::SmallBoard(4 | code << 23 | code << 26 | code << 29 | flags, 0));
     const std::string printed = test::Printed([] { DvrSystemInformationStart(); });
-    EXPECT_THAT(printed, HasSubstr(std::string("video chip : ") + videoChips[code] + "\n"));
-    EXPECT_THAT(printed, HasSubstr(std::string("DSP chip : ") + dspChips[code] + "\n"));
-    EXPECT_THAT(printed, HasSubstr(std::string("control chip : ") + controlChips[code] + "\n"));
-    EXPECT_THAT(printed, HasSubstr(bit ? ": PATA\n" : ": SATA\n"));
-    EXPECT_THAT(printed, HasSubstr(bit ? "alt : alt\n" : "alt : not alt\n"));
+    EXPECT_THAT(printed,
+                HasSubstr(std::string("\nLIBDVR : video chip : ") + videoChips[code] + "\n"));
+    EXPECT_THAT(printed, HasSubstr(std::string("\nLIBDVR : DSP chip : ") + dspChips[code] + "\n"));
+    EXPECT_THAT(printed,
+                HasSubstr(std::string("\nLIBDVR : control chip : ") + controlChips[code] + "\n"));
+    EXPECT_THAT(printed, HasSubstr(std::string("\nLIBDVR : disk interface : ") +
+                                   (bit ? "PATA\n" : "SATA\n")));
+    EXPECT_THAT(printed, HasSubstr(bit ? "\nLIBDVR : alt : alt\n" : "\nLIBDVR : alt : not alt\n"));
   }
 }
 

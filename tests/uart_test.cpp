@@ -314,6 +314,20 @@ TEST_F(UartTest, TimedReadsWaitForThreeSilences) {
   sender.join();
 }
 
+TEST_F(UartTest, TimedReadsLeaveDescriptorsAloneThatNoSetHolds) {
+  const auto read = [] {
+    const rlimit enough = {FD_SETSIZE + 1, FD_SETSIZE + 1};
+    setrlimit(RLIMIT_NOFILE, &enough);
+    const int fd = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, FD_SETSIZE);
+    UartDeviceSetFd(2, fd);
+    uint8_t byte = 0;
+    const int32_t result = UartDeviceReadTimed(2, &byte, 1);
+    close(fd);
+    return fd == FD_SETSIZE && result == -1 ? 0 : 1;
+  };
+  EXPECT_EQ(0, test::InChild(read).exitStatus);
+}
+
 TEST_F(UartTest, AReaderWakesWhenItsPortIsUnplugged) {
   UartDeviceOpen(1);
   std::thread person([] { vboard::Act("uart unplug 1"); });
