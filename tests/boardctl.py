@@ -362,9 +362,9 @@ class Bench:
         """What check said, letter by letter; UPDATE=1 in the environment writes the file anew."""
         place = '%s/data/boardctl/%s.txt' % (TESTS, name)
         if 'UPDATE' in os.environ:
-            with open(place, 'w') as file:
+            with open(place, 'w', encoding='utf-8') as file:
                 file.write(self.transcript)
-        with open(place) as file:
+        with open(place, encoding='utf-8') as file:
             told, expected = self.transcript.splitlines(True), file.readlines()
         self.failed += told != expected
         for line in difflib.unified_diff(expected, told, place, 'told'):
