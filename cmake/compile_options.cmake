@@ -20,6 +20,7 @@ set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
 if(SENTREL_SANITIZE)
   add_compile_options(-fsanitize=${SENTREL_SANITIZE} -fno-sanitize-recover=all
                       -fno-omit-frame-pointer)
+  add_compile_definitions(_GLIBCXX_ASSERTIONS)  # bounds that no red zone marks
   add_link_options(-fsanitize=${SENTREL_SANITIZE})
 endif()
 

@@ -221,6 +221,7 @@ CASES = [
     ('env --help', 0, 'env delete NAME'),
     ('env get --help', 0, 'usage: boardctl [OPTION...] env get NAME\n'),
     ('--man', 0, '.SH COMMANDS'),
+    ('--completion bash', 0, 'complete -o default -F _boardctl boardctl'),
     ('--wrong', 2, "'--wrong' is no option; boardctl --help names them"),
     ('x ' * 301, 2, 'too many words'),
 ]
@@ -272,7 +273,7 @@ IN_USE = [
     ('/proc/cmdline', 'init=3 mtdparts=nor:256k(boot),2M(kernel),4M(rootfs),1M(config) mtd2', None),
 ]
 STREAMS = ('key', 'uart listen')
-TEXTS = ('help', '--man', 'flash dump')
+TEXTS = ('help', '--man', '--completion', 'flash dump')
 # How a result is lost: on a full disk, with no output, with no messages either, in a broken pipe.
 LOST = ['f', 'o', 'om', 'p']
 
