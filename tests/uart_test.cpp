@@ -225,12 +225,16 @@ TEST_F(UartTest, EveryLineAttribute) {
 }
 
 TEST_F(UartTest, TheConsoleKeepsItsOtherSettings) {
+  termios before = Terminal(3);
+  before.c_cflag |= PARENB;
+  before.c_cc[VTIME] = 9;
+  SetTerminal(3, before);
   const auto onConsole = [] {
     const int port = open(Device(3).c_str(), O_RDWR | O_CLOEXEC | O_NOCTTY);
     dup2(port, STDOUT_FILENO);
     close(port);
     SerialInit();
-    const UartAttribute attribute = {115200, 7, 2, 2};
+    const UartAttribute attribute = {115200, 7, 0, 2};
     const int32_t set = UartSetAttribute(3, &attribute);
     SerialExit();
     return set == 0 ? 0 : 1;
@@ -238,9 +242,10 @@ TEST_F(UartTest, TheConsoleKeepsItsOtherSettings) {
   EXPECT_EQ(0, test::InChild(onConsole).exitStatus);
   const termios after = Terminal(3);
   EXPECT_EQ(tcflag_t{ICANON | ECHO}, after.c_lflag & (ICANON | ECHO));
-  EXPECT_EQ(tcflag_t{CS7 | PARENB | CSTOPB}, after.c_cflag & kAllFlags);
+  EXPECT_EQ(tcflag_t{CS7 | CSTOPB}, after.c_cflag & kAllFlags);
   EXPECT_EQ(speed_t{B115200}, cfgetospeed(&after));
   EXPECT_EQ(1, after.c_cc[VMIN]);
+  EXPECT_EQ(0, after.c_cc[VTIME]);
 }
 
 TEST_F(UartTest, NullPointersAndBadIndicesTouchNothing) {
@@ -255,6 +260,11 @@ TEST_F(UartTest, NullPointersAndBadIndicesTouchNothing) {
     PrintResult(UartSetAttribute(2, nullptr));
   });
   EXPECT_THAT(test::Words(printed), testing::Contains("-1").Times(testing::Ge(6)));
+  EXPECT_EQ(0, UartDeviceCreate(0));
+  EXPECT_EQ(1U, test::Descriptors("/dev/consoledev"));
+  UartDeviceSetFd(1, 0);  // which is no open port
+  EXPECT_EQ(0, UartDeviceOpen(1));
+  EXPECT_EQ(1U, test::Descriptors("/dev/ttyAMA1"));
 }
 
 TEST_F(UartTest, SignalsInterruptNoRead) {
@@ -354,19 +364,24 @@ TEST_F(UartTest, SerialStartAndStop) {
       SerialExit();
       const size_t before = test::OpenFiles().size();
       SerialInit();
-      printf("settings %d %d\n", UartXuartSetting, UartXappSetting);
+      printf("settings %d %d, %zu more\n", UartXuartSetting, UartXappSetting,
+             test::OpenFiles().size() - before);
       fflush(stdout);
       UartDeviceWriteOnce(3, "on the console\n", 15);
       Call({"create", "0"});
       Call({"exit"});
+      Call({"set", "3", "9600", "8", "0", "0"});
       Call({"open", "3"});  // which is no longer standard output
       // Besides, the console's driver.
       printf("%zu more open\n", test::OpenFiles().size() - before);
       Call({"init"});
       Call({"exit"});
     });
-    EXPECT_THAT(printed, testing::HasSubstr("settings " + std::string(settings) +
-                                            "\non the console\n= 0\n= 0\n= 0\n2 more open\n"));
+    EXPECT_THAT(printed, testing::HasSubstr("settings " + std::string(settings) + ", 4 more\n" +
+                                            "on the console\n= 0\n= 0\n"
+                                            "LIBDVR : FILE -> Uart/uart.c, LINE -> 883: "
+                                            "UartSetAttribute failed, Index  = 3, fd = -1\n"
+                                            "= -1\n= 0\n2 more open\n"));
     EXPECT_THAT(printed, testing::EndsWith("= 1\n= 0\n"));
   }
 }
@@ -383,10 +398,11 @@ TEST_F(UartTest, SerialStopClosesItsOwnDescriptorsOnly) {
                         const int others[] = {dup(1), dup(1), dup(1), dup(1)};
                         UartDeviceSetFd(3, others[0]);
                         SerialExit();
+                        Call({"once", "3", "2b"});  // still the other's
                         printf("%zu more open", test::OpenFiles().size() - before);
                         for (const int other : others) close(other);
                       }),
-              testing::EndsWith("4 more open"));
+              testing::EndsWith("= 1\n4 more open"));
 }
 
 TEST_F(UartTest, SerialStartsThatLeaveSomethingOut) {
@@ -405,10 +421,13 @@ TEST_F(UartTest, SerialStartsThatLeaveSomethingOut) {
               [] {
                 for (const char *call : {"init", "init"}) Call({call});
                 Call({"once", "3", "01"});
+                for (const uint32_t port : {0, 2}) UartDeviceSetFd(port, FD_SETSIZE);
+                Call({"read", "0", "1"});
                 Call({"exit"});
               }),
       testing::EndsWith("= 1\n= 0\nLIBDVR : FILE -> Uart/uart.c, LINE -> 862: UartDeviceWrite : "
                         "writelength < 0, Index = 3, Length = 1\n= -1\n"
+                        "UartDeviceRead : readlength < 0, index = 1\n= -1\n"
                         "LIBDVR : 1CONSOLE_RESUME failed\n= -1\n"));
 }
 
