@@ -50,7 +50,7 @@ class PanelTest : public BoardTest {
   PanelTest() { Keep(kKept); }
 
   static inline const Paths kKept = {"/dev/hi_gpio", "/dev/gpioi2c", "/dev/ttyAMA1",
-                                     "/dev/ttyAMA2"};
+                                     "/dev/ttyAMA2", "/dev/consoledev"};
 
   // Runs the function in a process of its own on the open board, after the start-up that a
   // recorder application makes.
