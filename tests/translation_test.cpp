@@ -197,13 +197,18 @@ TEST_F(TranslationTest, OnlyTheFirstFourBytesAreTranslated) {
 
 TEST_F(TranslationTest, ATranslatedCommandGoesOutInOnePiece) {
   const std::string command = "\xff\xdd\x09\x07" + std::string(1000, 'x');
-  const std::string printed = On("13/11/0", [&] {
-    UartDeviceCreate(0);
-    UartDeviceOpen(0);
-    UartDeviceWrite(0, command.data(), 6);
-    UartDeviceWrite(0, command.data(), 1004);
-  });
-  EXPECT_EQ("WritePosition  :6 \nWritePosition  :256 \nWritePosition  :1004 \n", printed);
+  const std::pair<const char *, std::string> rows[] = {
+      {"13/11/0", "WritePosition  :6 \nWritePosition  :256 \nWritePosition  :1004 \n"},
+      {"13/0/0", "WritePosition  :6 \nWritePosition  :1004 \n"}};
+  for (const auto &[board, positions] : rows) {
+    EXPECT_EQ(positions + "WritePosition  :1000 \n", On(board, [&] {
+                UartDeviceCreate(0);
+                UartDeviceOpen(0);
+                UartDeviceWrite(0, command.data(), 6);
+                UartDeviceWrite(0, command.data(), 1004);
+                UartDeviceWrite(0, command.data() + 4, 1000);  // no command
+              }));
+  }
 }
 
 }  // namespace
