@@ -4,6 +4,7 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <set>
 #include <sstream>
 
@@ -36,13 +37,17 @@ class BoardRoadsTest : public test::IdentityTest {
     return Seen([] { WatchdogStart(); }, {{"watchdog: running", "yes"}}) == "yes" ? "yes" : "no";
   }
 
-  // The line that is switched on.
+  // The line that is switched on, and for how long without being asked to.
   std::string Buzzer() {
     Events();
     SystemBeep(0, 0);
-    for (const std::string &event : Events()) {
+    const std::vector<std::string> events = Events();
+    const bool fixed = std::ranges::count(events, "sleep: 1 s") == 1;
+    for (const std::string &event : events) {
       const size_t end = event.find(" = 1");
-      if (event.starts_with("gpio: ") && end != std::string::npos) return event.substr(6, end - 6);
+      if (event.starts_with("gpio: ") && end != std::string::npos) {
+        return event.substr(6, end - 6) + (fixed ? "/1s" : "");
+      }
       if (event.starts_with("uart1: sent ff 5a 04")) return "microcontroller";
     }
     return "nowhere";
@@ -68,7 +73,11 @@ class BoardRoadsTest : public test::IdentityTest {
   static void PrintExit() {
     pthread_t scanner;
     pthread_create(&scanner, nullptr, FrontScanProc, nullptr);
-    atexit([] { fputs("hands-back", stdout); });
+    atexit([] {
+      const double begin = vboard::BoardTime();
+      FrontboardStop();  // at once, where the scanner has stopped
+      fputs(vboard::BoardTime() == begin ? "hands-back" : "scans-on", stdout);
+    });
     ApplicationExit();
     fputs("shuts-down", stdout);
     fflush(stdout);
@@ -99,7 +108,16 @@ TEST_F(BoardRoadsTest, EveryBoardTakesItsOwn) {
                 testing::HasSubstr("\n" + row["type"] + " " + row["watchdog"] + " " +
                                    row["buzzer"] + " " + row["fan"] + " " + row["reboot"] + " "));
     EXPECT_THAT(printed, testing::EndsWith(row["exit"]));
-    EXPECT_EQ(row["exit"] == "hands-back", Times("sync").size() == 1);
+    std::string end;
+    for (const std::string &event : Events()) {
+      if (event == "watchdog: stopped" || event == "sync" || event.ends_with("Config3")) {
+        end += event + ";";
+      }
+    }
+    EXPECT_EQ(row["exit"] == "hands-back"
+                  ? "watchdog: stopped;missing: /opt/sav/Config/Config3;sync;"
+                  : "",
+              end);
   }
 }
 

@@ -227,6 +227,7 @@ TEST_F(BootTest, NextCallAfterAFailure) {
   for (const char *call : {"read", "ioctl", "write"}) {
     SCOPED_TRACE(call);
     EXPECT_EQ(0, BootEnvInit());
+    EXPECT_EQ("", test::Printed([] { EXPECT_EQ(0, BootEnvInit()); }));  // loaded already
     BootEnvRelease();
     vboard::PlanFault(call, "/dev/mtd0", EIO, 1, false);
     EXPECT_EQ(-1, BootEnvSet("xuart", "1"));
@@ -242,7 +243,7 @@ TEST_F(BootTest, ReadsWhateverTheBlockHolds) {
   for (char &c : random) c = static_cast<char>(1 + generator() % 255);
   std::string programmed = random;
   std::replace(programmed.begin(), programmed.end(), '\xff', 'z');
-  const std::string list = Bytes("a=1\0ab=22\0e=\0q=x=y\0a=second\0=none\0\0behind=1");
+  const std::string list = Bytes("a=1\0ab=22\0e=\0q=x=y\0a=second\0=none\0\0tail=tail=1");
   const struct {
     const char *what;
     std::string block;
@@ -256,7 +257,7 @@ TEST_F(BootTest, ReadsWhateverTheBlockHolds) {
       {"empty value", Block(list, kSmall), "e", ""},
       {"two equal signs", Block(list, kSmall), "q", "x=y"},
       {"empty name", Block(list, kSmall), "", "none"},
-      {"behind the end", Block(list, kSmall), "behind", {}},
+      {"behind the end", Block(list, kSmall), "tail", {}},
       {"empty block", Block("", kSmall), "a", {}},
       {"erased", std::string(kSmall, '\xff'), "a", {}},
       {"cut behind the list", Block(list, kSmall, '\xff'), "ab", "22"},
@@ -321,6 +322,12 @@ TEST_F(BootTest, SetMovesAddsAndDeletes) {
     std::string lines = row.list;
     std::replace(lines.begin(), lines.end(), '\0', '\n');
     EXPECT_EQ(lines, Checked());
+    std::string listed;
+    const auto add = [](const char *entry, void *text) {
+      *static_cast<std::string *>(text) += std::string(entry) + "\n";
+    };
+    EXPECT_EQ(0, BootEnvForEach(add, &listed));
+    EXPECT_EQ(lines, listed);
   }
 }
 

@@ -122,6 +122,8 @@ TEST_F(ClockTest, OpeningSetsTheSystemClockOnceAndStartsTheTimer) {
               EXPECT_EQ(0, I2cOpen());
             }));
   EXPECT_EQ("", Printed([] { EXPECT_EQ(0, I2cOpen()); }));
+  EXPECT_EQ("LIBDVR : 2026-11-16, today is weekday 1 time:6:48:14\n",
+            Printed([] { EXPECT_EQ(0, SystemShowWeekday()); }));
   EXPECT_EQ(1'794'811'694, time(nullptr));
   itimerval timer = {};
   getitimer(ITIMER_REAL, &timer);
@@ -191,6 +193,9 @@ TEST_F(ClockTest, SettingTheTime) {
       {{1999, 12, 31, 0, 23, 59, 59},
        {0x59, 0x59, 0x23, 0x06, 0x31, 0x12, 0x99},
        "LISYS:---main_curtime year  99 month 11 day 5 hour 23 min 59 sec 59 \n"},
+      {{1970, 1, 1, 0, 0, 0, 0},
+       {0x00, 0x00, 0x00, 0x05, 0x01, 0x01, 0x70},
+       "LISYS:---main_curtime year  70 month 0 day 4 hour 0 min 0 sec 0 \n"},
   };
   for (const auto &row : rows) {
     SCOPED_TRACE(row.time.year);
@@ -232,7 +237,7 @@ TEST_F(ClockTest, MemoryAndTemperature) {
   // The signal's handler leaves no trace of its failures.
   vboard::PlanFault("ioctl", "/dev/gpioi2c", EIO, 1, false);
   errno = ENOTTY;
-  I2cpCallBack(0);
+  EXPECT_EQ(-1, SystemSynchroniseTime());
   EXPECT_EQ(ENOTTY, errno);
 }
 

@@ -2,6 +2,7 @@
 #include "libsys/gpio.h"
 
 #include <errno.h>
+#include <signal.h>
 #include <string.h>
 
 #include "tests/support/board_test.h"
@@ -83,6 +84,13 @@ TEST_F(GpioTest, AFailedRequestClosesTheDeviceAndTheNextCallOpensIt) {
   }
   EXPECT_EQ(-1, GpioWrite(2, 8, 1));  // no such line: the driver refuses
   EXPECT_EQ(0U, Descriptors(kGpio));
+}
+
+TEST_F(GpioTest, OfTwoOpeningsAtOnceOneStays) {
+  signal(SIGUSR1, [](int) { EXPECT_EQ(0, GpioWrite(1, 1, 1)); });
+  vboard::PlanFault("open", kGpio, -SIGUSR1, 1, false);
+  EXPECT_EQ(0, GpioWrite(2, 2, 1));
+  EXPECT_EQ(1U, Descriptors(kGpio));
 }
 
 TEST_F(GpioTest, MemoryAccessStaysInItsPage) {

@@ -179,11 +179,17 @@ constexpr uint64_t kSecond = 0x4120000000000000;  // 4 channels, product type 2
 constexpr Start kStarts[] = {
     {0x404, 0, "", nullptr, "0 1 0 0 4 4, -1 -1 0 -1"},
     {0x404, 0, "", "FROND_TYPE=1\n", "0 1 0 0 4 4, -1 -1 0 -1"},
-    {0x404, 0, "", "Alarm Input Number=9\nHDMI=1\nMax Encode=0\n", "0 9 0 0 4 0, -1 -1 0 -1"},
+    {0x404, 0, "",
+     "Audio Input Number=2\nAlarm Input Number=9\nAlarm Output Number=3\nHDMI=1\nMax Encode=0\n",
+     "2 9 3 0 4 0, -1 -1 0 -1"},
+    // Without alarm lines of its own the outputs' number counts for both.
+    {0x10, 0, "", "Alarm Input Number=9\nAlarm Output Number=3\n", "0 3 3 0 4 0, -1 -1 0 -1"},
     {kSecond, 4, "", "FROND_TYPE=1\n", "4 4 1 1 4 4, -1 -1 0 -1"},
     {kSecond, 4, "", "HDMI=0\nHEHE_FRONT=2\n", "4 4 1 0 4 4, -1 -1 2 -1"},
-    {kSecond, 4, "", "HDMI=\r\nPlayback Limit Number=3\nAudio Input Number=2\n",
-     "2 4 1 1 3 4, -1 -1 0 -1"},
+    {kSecond, 4, "",
+     "HDMI=\r\nPlayback Limit Number=3\nAudio Input Number=2\nAlarm Input Number=9\nAlarm Output "
+     "Number=5\n",
+     "2 9 5 1 3 4, -1 -1 0 -1"},
     // A limit counts from 1 to 16.
     {kSecond, 4, "", "Playback Limit Number=0\n", "4 4 1 1 4 4, -1 -1 0 -1"},
     {kSecond, 4, "", "Playback Limit Number=1\n", "4 4 1 1 1 4, -1 -1 0 -1"},
@@ -219,6 +225,10 @@ TEST_F(ToolConfigTest, SystemInformationStartPutsItInForce) {
           const std::string file = vboard::RootPath(kFile);
           vboard::WriteFile(file, "Max Encode=9\nPlayback Limit Number=3\nVgaResolution=3\n");
           int32_t failed = DvrSystemInformationStart();
+          vboard::WriteFile(file, "VgaResolution=\r\n");
+          ToolConfig config = {};
+          config.vgaResolution = -1;
+          failed |= DvrReadToolConfig(&config) | static_cast<int32_t>(config.vgaResolution != 3);
           std::filesystem::remove(file);
           if (start.file != nullptr) vboard::WriteFile(file, start.file);
           failed |= DvrSystemInformationStart();

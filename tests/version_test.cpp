@@ -34,7 +34,7 @@ TEST_F(VersionTest, BootParameters) {
       {"product=0123456789ABCDEF\noem 8\n", nullptr, "0123456789ABCDEF 8 8 8"},
       {"oem 1ff\nthe product=f", "oem\tAb\n", "000000000000000F 1ff 1ff ab"},
       // The first line that has the word counts, whatever else it holds.
-      {"product 1\nproduct=2\noem: 0x123\noem 7\n", "x\nmy oem\noem 5\n",
+      {"product 1\nproduct=2\noem: 0x123\noem 7\n", "x 7\nmy oem\noem 5\n",
        "0000000000000001 123 123 23"},
       {"product=12x4\noem 80000107\n", "oem 305", "0000000000000012 80000107 80000107 5"},
       // No more than 20 digits are read.
