@@ -108,6 +108,7 @@ const Damage kDamages[] = {
     {"classic", "", "vendor", "", "", kWhole},
     {"classic", "", "vendor", "\n", "", kWhole},
     {"classic", "", "vendor", "\n \t\nATA x\n", "", "5 b 1 3 sg1 1048576 1:10+20 2:30+40"},
+    {"classic", "", "vendor", "AVendorWhoseNameIsLongerThanThirtyOneLetters\n", "", kWhole},
     {"classic", "block:sdb", "", "", "", "5 - 0 0 sg1 0"},
     {"classic", "block:sdb", "block:sdb", "", "LIBDVR : open dir @block:sdb failed\n",
      "5 b 1 0 sg1 0"},
@@ -122,13 +123,15 @@ const Damage kDamages[] = {
     {"classic", "", "block:sdb/size", "\n \n77 88\n", "", "5 b 1 0 sg1 77 1:10+20 2:30+40"},
     {"classic", "", "block:sdb/sdb1/start", "", "", "5 b 1 0 sg1 1048576 1:0+20 2:30+40"},
     {"classic", "", "block:sdb/sdb1/size", "x", "", "5 b 1 0 sg1 1048576 2:30+40"},
-    {"classic", "scsi_generic:sg1", "scsi_generic:sgx", "", "",
+    {"classic", "scsi_generic:sg1", "scsi_generic:sg-3", "", "",
      "5 b 1 0 sg0 1048576 1:10+20 2:30+40"},
     {"classic", "", "../99999999999999999999:0:0:0/vendor", "", "", kWhole},
     {"classic", "", "../5:0:0:1/vendor", "ATA", "", kWhole},
     {"modern", "block/sdb", "block/st0/", "", kUnknown, "5 - 0 0 sg1 0"},
     {"modern", "block", "block", "", "LIBDVR : open dir @block failed\n", "5 - 0 0 sg1 0"},
     {"modern", "block/sdb/size", "", "", "LIBDVR : open @block/sdb/size faild\n", "5 b 1 0 sg1 0"},
+    {"modern", "scsi_generic", "scsi_generic", "", "LIBDVR : open dir @scsi_generic failed\n",
+     "5 b 1 0 sg0 1048576 1:10+20 2:30+40"},
 };
 
 TEST_F(DiskTest, DamagedListIsReportedAndSkipped) {
@@ -207,6 +210,13 @@ TEST_F(DiskTest, DrivesTakeTheStandbyTimerAndTheFlush) {
   EXPECT_EQ(-1, DiskSetStandby(0, 1));
   EXPECT_EQ(-1, DiskFlush(0));
   EXPECT_EQ(0, DiskFlush(0));
+  char path[10] = "unchanged";
+  for (const int32_t length : {0, -1}) EXPECT_EQ(-1, DiskGetPath(0, path, length));
+  EXPECT_STREQ("unchanged", path);
+  EXPECT_EQ(-1, DiskGetPath(0, nullptr, 9));
+  EXPECT_EQ(-1, DiskGetPath(0, path, 8));
+  EXPECT_EQ(0, DiskGetPath(0, path, 9));
+  EXPECT_STREQ("/dev/sda", path);
 }
 
 TEST_F(DiskTest, SticksComeAndGo) {
@@ -241,8 +251,9 @@ TEST_F(DiskTest, SticksComeAndGo) {
 struct Stick {
   const char *board;
   std::string scenario;
-  std::string capture;  // a pattern; empty: no such file
-  std::string console;  // from there on where the launcher has cleared the stick's place
+  std::string capture;   // a pattern; empty: no such file
+  std::string console;   // from there on where the launcher has cleared the stick's place
+  const char *key = "";  // one more of the board's description
 };
 
 std::string Mounted(const std::string &device, const std::string &outcome = "") {
@@ -272,6 +283,12 @@ const Stick kSticks[] = {
      Mounted("/dev/sda1") + "* unmount: /share\n* stick: stick pulled\n" +
          Mounted("/dev/sda1", ": No such file or directory") + kFailed +
          "* missing: /share/printf.txt\nopen /share/printf.txt failed\n" + kOnConsole},
+    // A stick that is write-protected stays mounted.
+    {"service-stick", "wait recorder: started", "-",
+     Mounted("/dev/sdb1") +
+         "* fault: open /share/printf.txt: Read-only file system\nopen /share/printf.txt failed\n" +
+         kOnConsole,
+     "prepare = [\"fault once open /share/printf.txt 1 EROFS\"]"},
 };
 
 std::string Repeated(int times, const std::string &text) {
@@ -297,8 +314,8 @@ TEST_F(DiskTest, LauncherCapturesOnTheServiceStick) {
     // With an application that sleeps, so that its start shows.
     const std::string file = Folder() + "/board.toml";
     vboard::WriteFile(file, "base = \"" SOURCE_FOLDER "/boards/" + std::string(stick.board) +
-                                ".toml\"\nscenario = [\"" + stick.scenario +
-                                "\"]\n[programs]\n\"/opt/app/Quillon\" = \"handback\"\n");
+                                ".toml\"\nscenario = [\"" + stick.scenario + "\"]\n" + stick.key +
+                                "\n[programs]\n\"/opt/app/Quillon\" = \"handback\"\n");
     vboard::Machine machine(vboard::MakeBoard(file, folder, PROGRAMS_FOLDER));
     machine.Start();
     machine.Play(60);
