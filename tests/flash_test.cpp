@@ -100,7 +100,7 @@ TEST_F(FlashTest, PartitionLists) {
     const test::Child child = test::InChild(
         [] {
           FlashPartitionTable table;
-          if (FlashInit() != 0) return FlashFindPartition("\"part0\"") == nullptr ? kFailed : -1;
+          if (FlashInit() != 0) return FlashGetSectorSize(&table.sectorSize) < 0 ? kFailed : -1;
           return FlashGetPartitionTable(&table) + static_cast<int>(table.count);
         },
         row.result == kFailed ? test::Paths() : test::kFlash);
@@ -113,13 +113,15 @@ TEST_F(FlashTest, RowsFollowOneAnother) {
   UseSectors(4);
   PutList(
       "mtd0: 00010000 00010000 \"boot\"\nmtd10: 00020000 00020000 \"tool\"\n"
-      "mtdblock12: 00010000 00010000 tool\nmtd9: 10000 10000 \"boot\"\n");
+      "mtdblock19: 00010000 00010000 tool\nmtd9: 10000 10000 \"boot\"\n");
   uint32_t toolStart = 1;
   EXPECT_EQ(-1, FlashGetToolPartitionStart(&toolStart));
   EXPECT_EQ(1U, toolStart);
   EXPECT_EQ(-1, FlashGetPartitionTable(nullptr));
-  FlashPartitionTable table;
+  FlashPartitionTable table = {};
+  table.rows[10].size = 1;
   EXPECT_EQ(0, FlashGetPartitionTable(&table));
+  EXPECT_EQ(0U, table.rows[4].start | table.rows[10].size);
   EXPECT_EQ(kSector, table.sectorSize);
   EXPECT_EQ(FLASH_BASE_ADDRESS, table.base);
   std::vector<std::string> rows;
@@ -134,10 +136,12 @@ TEST_F(FlashTest, RowsFollowOneAnother) {
   // Of two with the same name the first is found.
   EXPECT_THAT(rows, ElementsAre("/dev/mtd0 \"boot\" 80000000 10000; found 0",
                                 "/dev/mtd1 \"tool\" 80010000 20000; found 0",
-                                "/dev/mtdblock2 tool 80030000 10000; found 2",
+                                "/dev/mtdblock2 tool 80030000 10000; found 9",
                                 "/dev/mtd3 \"boot\" 80040000 10000; found 0"));
   EXPECT_EQ(nullptr, FlashFindPartition("boot"));
+  EXPECT_EQ(nullptr, FlashFindPartition(""));
   EXPECT_EQ(nullptr, FlashFindPartition(nullptr));
+  EXPECT_EQ(-1, FlashGetToolPartitionStart(nullptr));
   EXPECT_EQ(0, FlashGetToolPartitionStart(&toolStart));
   EXPECT_EQ(0x80030000, toolStart);
   // Built once: the list is not read again before the table is closed.
@@ -241,6 +245,16 @@ TEST_F(FlashTest, ErasingTheEnvironmentKeepsACopy) {
   OnBoard(test::kProduct2, {{"boot", 0x20000}, {"next", 0x30000}}, noCopy);
   OnBoard(test::kProduct2, {{"boot", 0x40000}}, noCopy);
   OnBoard(test::kProduct2, {{"other", 0x40000}}, noCopy);
+  // In pieces; and what the device does not give stays erased.
+  for (const int part : {vboard::kHalf, vboard::kNothing}) {
+    OnBoard(test::kProduct2, arrangement, [part] {
+      const std::string old = FlashBytes(0, 0x20000);
+      vboard::PlanFault("read", "/dev/mtd0", part, 1, false);
+      vboard::PlanFault("write", "/dev/mtd1", vboard::kHalf, 1, false);
+      EXPECT_EQ(0, FlashErase(0x80020000));
+      EXPECT_TRUE((part == vboard::kHalf ? old : kErased) == FlashBytes(1, 0, kSector));
+    });
+  }
 }
 
 TEST_F(FlashTest, FailedCopyStopsTheErase) {
