@@ -13,12 +13,18 @@ from vboard import Board  # noqa: E402
 
 LONG = 'x' * 700
 LONG_RUN = re.compile(r'([^ ])\1{40,}')
-# Too long, a surrogate, too high, cut, no beginning.
-MALFORMED = b'\xc0\x80\xed\xa0\x80\xf4\x90\x80\x80\xe2\x82\xff'.decode(errors='surrogateescape')
+# Each byte belongs to no character: of what is too long, a surrogate or too high, or ends too early.
+MALFORMED = (b'\xc0\x80\xc1\xbf\xc3\xc0\xe0\x9f\xbf\xed\xa0\x80\xf0\x8f\xbf\xbf\xf4\x90\x80\x80'
+             b'\xf5\x80\x80\x80\xe2\x82\xc0\xff\xe2\x82').decode(errors='surrogateescape')
+# The first and the last character of each form that UTF-8 has.
+EDGES = ''.join(map(chr, (1, 0x7f, 0x80, 0x7ff, 0x800, 0xfff, 0x1000, 0xcfff, 0xd000, 0xd7ff, 0xe000, 0xffff,
+                          0x10000, 0x3ffff, 0x40000, 0xfffff, 0x100000, 0x10ffff)))
 BOARD = '''
 base = "%s/boards/panel-oem2.toml"
 [network.eth0]
 mac = "00:00:5e:00:53:01"
+[network.eth2]
+mac = "00:00:5e:00:53:03"
 [identity]
 product = "0000800000000004"
 [[scsi.disk]]
@@ -27,6 +33,13 @@ host = 0
 letter = "a"
 size = 1000
 partitions = [[1, 63, 900]]
+[[scsi.disk]]
+name = "stick"
+vendor = "Generic"
+host = 1
+letter = "b"
+size = 2000
+partitions = [[1, 63, 900], [2, 963, 900]]
 '''
 # Its serial number is the network card's.
 MAC_BOARD = '''
@@ -65,7 +78,11 @@ CASES = [
     ('--json env get odd', 0, '{"odd": "a\\"\\\\é漢🎉"}\n'),
     ('env set odd ' + MALFORMED, 0, ''),
     ('--json env get odd', 0, {'odd': '\ufffd' * len(MALFORMED),
-                               'odd-bytes': 'c080eda080f4908080e282ff'}),
+                               'odd-bytes': MALFORMED.encode(errors='surrogateescape').hex()}),
+    ('env set edges ' + EDGES, 0, ''),
+    ('--json env get edges', 0, {'edges': EDGES}),
+    ('env delete edges', 0, ''),
+    ('env -- get --json', 1, "there is no boot variable '--json'"),
     ('env', 2, 'env delete NAME'),
     ('env nothing', 2, "there is no such command; these begin with 'env'"),
     ('env set a=b c', 2, 'this is no name'),
@@ -77,6 +94,9 @@ CASES = [
     ('flash dump boot', 0, 'xuart=0'),
     ('--json flash dump boot', 2, 'with --json there is a FILE'),
     ('flash dump boot /nowhere/copy', 1, 'cannot create /nowhere/copy'),
+    ('! fault once read /dev/mtd1 1 EIO',),
+    ('flash dump kernel', 1, 'cannot read the flash at 0x80040000'),
+    ('--json flash dump config /opt/sav/copy', 0, {}),
     ('flash dump nowhere', 1, "there is no flash partition 'nowhere'"),
     ('flash erase boot', 1, "without 'boot' this board does not start: erase it with --force only"),
     ('! fault once ioctl /dev/mtd1 1 EIO',),
@@ -106,22 +126,26 @@ CASES = [
     ('mem write 0x200f0028 0x12345678', 0, ''),
     ('mem read 0x200f0028', 0, '0x200f0028     0x12345678\n'),
     ('mem read 0x200f0024 3', 0, '0x200f0028     0x12345678\n0x200f002c '),
+    ('! fault once open /dev/mem 1 EACCES',),
+    ('mem read 0x200f0028', 1, '0x200f0028 cannot be read'),
     ('mem read 0xfffffff8 3', 2, 'memory ends at 0xffffffff'),
     ('mem read 3', 2, 'ADDRESS is a multiple of 4'),
     ('! fault once open /dev/mem 1 EACCES',),
     ('mem write 0x200f0028 1', 1, 'cannot be written'),
-    ('uart send 2 9600 0xff 1', 0, '', 'uart2: sent ff 01'),
+    ('uart send 2 9600 0XFF 1', 0, '', 'uart2: sent ff 01'),
     ('! fault once write /dev/ttyAMA2 1 EIO',),
     ('uart send 2 9600 1', 1, 'the port does not take it'),
     ('! fault once read /dev/ttyAMA2 1 EIO',),
     ('uart listen 2 9600 1', 1, 'the port cannot be read'),
     ('uart send 2 9601 1', 1, 'does not open with 9601 baud'),
-    ('& uart send 2 4107', 'uart2: 9600 baud'),
+    ('& uart send 2 4107', 'uart2: 9600 baud, 8 data bits, no parity, 1 stop bit'),
     ('uart listen 2 9600 2', 0, '0x41\nbyte           0x07\n'),
     ('uart listen 0 9600', 2, 'PORT is 1 to 3'),
     ('! key press 7',),
     ('key 1', 0, 'pressed        1\n'),
-    ('key x', 2, 'COUNT is a number'),
+    ('! fault once pthread_create - 1 EAGAIN',),
+    ('key 1', 1, 'the front panel does not start'),
+    ('key 1x', 2, 'COUNT is a number'),
     ('led 0x09 1', 0, '', 'gpio: 1,6'),
     ('led 0x0b 1', 1, 'the front panel has no such LED'),
     ('led 0x08 1', 2, 'CODE is 0x09 to 0x0e'),
@@ -133,7 +157,9 @@ CASES = [
     ('beep 60000', 128 + signal.SIGINT, '', 'gpio: 5,5 buzzer = 0'),
     ('fan 1', 1, 'this board has no fan to switch'),
     ('fan on', 2, 'STATE is a number'),
-    ('clock set 2031-02-28 23:00:00', 0, '', 'clock set to'),
+    ('clock set 2000-01-01 00:00:00', 0, ''),
+    ('clock set 1970-01-01 00:59:59', 2, 'this time zone has no standard time for that time'),
+    ('clock set 2031-02-28 23:00:00', 0, '', 'clock set to', 'clock: register 3 = 0x06'),
     ('clock get', 0, 'time           2031-02-28 23:'),
     ('clock set 2031-07-15 12:00:00', 0, ''),
     ('clock get', 0, 'time           2031-07-15 12:'),
@@ -151,6 +177,8 @@ CASES = [
     ('clock set 2032-01-01 00:00:00', 1, 'the clock chip is set, the system clock cannot be set'),
     ('nvram write 100 1 0xfe', 0, ''),
     ('nvram read 100 2', 0, '101            0xfe\n'),
+    ('nvram write 247 1 2', 2, 'at most 1 bytes'),
+    ('nvram write 247 0', 0, ''),
     ('nvram read', 0, '63             0x00\n'),
     ('nvram read 248', 2, 'ADDRESS is a number from 0 to 247'),
     ('temp', 0, '42\n'),
@@ -158,6 +186,14 @@ CASES = [
     ('status', 0, 'celsius        -5\n'),
     ('! temperature set 255',),
     ('temp', 0, '-1\n'),
+    # The library's read of the sensor fails, then the command's own; before them the clock is read.
+    ('! fault once ioctl /dev/gpioi2c 8 EIO',),
+    ('! fault once ioctl /dev/gpioi2c 8 EIO',),
+    ('temp', 1, 'the temperature sensor does not answer'),
+    ('! fault once fopen /proc/stat 1 EIO',),
+    ('status', 1, 'the kernel does not tell'),
+    ('! fault once sendto eth0 1 EIO',),
+    ('net set eth0 10.1.2.3 255.255.255.0 10.1.2.1', 1, 'everything is as it was'),
     ('net set eth0 10.1.2.3 255.255.255.0 10.1.2.1', 0, '', 'route'),
     ('net show', 0, 'eth0           00:00:5e:00:53:01 10.1.2.3       255.255.255.0  10.1.2.1'),
     ('net set eth9 10.1.2.3 255.255.255.0', 2, 'INTERFACE is eth0 or eth1'),
@@ -168,10 +204,15 @@ CASES = [
     ('net set eth0 10.1.2.0 255.255.255.0', 2, "'10.1.2.0' is no host's address"),
     ('net set eth0 10.1.2.255 255.255.255.0', 2, "'10.1.2.255' is no host's address"),
     ('net set eth0 224.1.2.3 255.255.255.0', 2, "'224.1.2.3' is no host's address"),
+    ('net set eth0 127.1.2.3 255.0.0.0', 2, "'127.1.2.3' is no host's address"),
+    ('net set eth0 0.1.2.3 255.0.0.0', 2, "'0.1.2.3' is no host's address"),
     ('net set eth0 10.1.2.3 255.255.255.0 10.1.3.1', 2,
      "'10.1.3.1' is no other host in the network of 10.1.2.3"),
     ('net set eth0 10.1.2.3 255.255.255.0 10.1.2.3', 2, 'no other host in the network'),
     ('net set eth0 10.1.2.3 255.255.255.0 10.1.2.255', 2, 'no other host in the network'),
+    ('net set eth1 10.1.2.3 255.255.255.0', 1, 'eth1 is not there, or its settings cannot be read'),
+    ('! fault once fopen /opt/sav/Config/network 1 EIO',),
+    ('net set eth0 10.1.2.9 255.255.255.0', 1, 'eth0 is not there, or its settings cannot be read'),
     ('net set eth0 10.1.2.4 255.255.255.254 10.1.2.5', 0, ''),
     ('net set eth0 10.1.2.3 255.255.255.0 10.1.2.1', 0, ''),
     # Whichever step fails, everything is as it was.
@@ -196,14 +237,23 @@ CASES = [
                    ('net show', 0, 'eth0 '),
                    ('nvram read 40 4', 0, '43 '),
                    ('net set eth0 10.1.2.3 255.255.255.0 10.1.2.1', 0, ''))],
+    ('nvram write 52 0xaa', 0, ''),  # the settings in the clock chip are valid
+    ('! fault once fopen /opt/sav/Config/network 2 EIO',),
+    ('net show', 0, 'eth0           00:00:5e:00:53:01 10.1.2.3 '),
     ('disks', 0, 'sda            internal'),
-    ('--json disks', 0, [{'device': 'sda', 'class': 'internal', 'sectors': 1000, 'partitions': 1}]),
+    ('--json disks', 0, [{'device': 'sda', 'class': 'internal', 'sectors': 1000, 'partitions': 1},
+                         {'device': 'sdb', 'class': 'external', 'sectors': 2000, 'partitions': 2}]),
+    *[(words, 2, ' is a number from 0 to ') for words in (
+        'gpio get 7 8', 'mem read x', 'mem read 0 1025', 'mem write 0 x', 'nvram read 247 2',
+        'nvram write 248 1', 'nvram write 247 256', 'uart send 4 9600 1', 'uart send 3 115201 1',
+        'uart listen 3 9600 x', 'led 0x0f 1', 'led 0x09 2', 'beep 60050', 'watchdog feed x')],
     ('watchdog feed 1', 0, '', 'watchdog: stopped'),
     ('watchdog feed', 2, 'wrong number of arguments'),
     ('! fault once ioctl /dev/watchdog 2 EIO',),
     ('watchdog feed 2', 1, 'the watchdog does not answer', 'watchdog: stopped'),
-    ('% QUIT', 'watchdog: fed'),
-    ('watchdog feed 1000', 0, '', 'watchdog: stopped'),
+    *[case for name in ('QUIT', 'HUP', 'TERM', 'USR1', 'RTMIN')
+      for case in (('% TSTP', 'watchdog: fed'), ('% ' + name, 'watchdog: fed'),
+                   ('watchdog feed 1000', 0, '', 'watchdog: stopped'))],
     ('! fault once ioctl /dev/watchdog 2 EIO',),
     ('watchdog reboot', 1, 'the watchdog does not answer', 'watchdog: stopped'),
     ('! fault once ioctl /dev/watchdog 2 EIO',),
@@ -219,10 +269,11 @@ CASES = [
     ('--help', 0, 'usage: boardctl'),
     ('--json', 2, 'there is no command'),
     ('env --help', 0, 'env delete NAME'),
-    ('env get --help', 0, 'usage: boardctl [OPTION...] env get NAME\n'),
+    ('env get -h', 0, 'usage: boardctl [OPTION...] env get NAME\n'),
     ('--man', 0, '.SH COMMANDS'),
     ('--completion bash', 0, 'complete -o default -F _boardctl boardctl'),
-    ('--wrong', 2, "'--wrong' is no option; boardctl --help names them"),
+    ('--completion zsh', 2, 'the shell is bash'),
+    ('--wrong --worse', 2, "'--wrong' is no option; boardctl --help names them"),
     ('x ' * 301, 2, 'too many words'),
 ]
 BARE_CASES = [
@@ -231,6 +282,9 @@ BARE_CASES = [
     ('nvram write 0 1', 1, 'the clock chip does not answer'),
     ('temp', 1, 'the bus of the sensor does not open'),
     ('clock get', 1, 'the clock chip does not answer'),
+    ('clock set 2031-01-01 00:00:00', 1, 'the clock chip does not answer'),
+    ('nvram read', 1, 'the clock chip does not answer'),
+    ('flash dump boot', 1, "there is no flash partition 'boot'"),
     ('net show', 1, 'there are no network interfaces'),
     ('fan 1', 0, '', 'gpio: 0,6 = 1'),
     ('watchdog feed 1', 1, 'this board does not use its watchdog'),
@@ -238,6 +292,14 @@ BARE_CASES = [
     ('! fault always ioctl /dev/hi_gpio 1 EIO',),
     ('fan 1', 1, 'Fan control failed'),
     ('--verbose fan 1', 1, 'Fan control failed'),
+]
+# Its buzzer and its LEDs are microcontrollers', and the boot variables have a partition of their own.
+MCU_BOARD = 'base = "%s/boards/panel-mcu.toml"\n'
+MCU_CASES = [
+    ('flash erase env', 1, "without 'env' this board does not start"),
+    ('beep', 0, '', 'uart1: sent'),
+    ('! fault always write /dev/ttyAMA2 1 EIO',),
+    ('led 0x09 1', 1, 'the front panel does not answer'),
 ]
 MAC_CASES = [('serial set 4711', 1, "this board's serial number is made from its network address")]
 
@@ -261,6 +323,10 @@ IN_USE = [
     ('/proc/mounts', '/dev/mtdblock3 /opt/sav jffs2 rw 0 0', 'config'),
     ('/proc/mounts', 'rootfs / rootfs rw 0 0\nmtd:kernel /mnt/mtd jffs2 rw 0 0', 'kernel'),
     ('/proc/mounts', 'mtd2 / ubifs rw 0 0', 'rootfs'),
+    ('/proc/mounts', '/dev/mtdblock/1 /a jffs2 rw 0 0', 'kernel'),
+    ('/proc/mounts', '/dev/mtd2 /a ubifs rw 0 0', 'rootfs'),
+    ('/proc/mounts', '/dev/mtd/3 /a ubifs rw 0 0', 'config'),
+    ('/proc/mounts', 'mtdblock1 /a jffs2 rw 0 0', 'kernel'),
     ('/proc/mounts', '/dev/mtdblock13 /opt/sav jffs2 rw 0 0', None),
     ('/proc/cmdline', 'mem=64M root=/dev/mtdblock2 rw', 'rootfs'),
     ('/proc/cmdline', 'mem=64M root=1f02', 'rootfs'),
@@ -268,12 +334,16 @@ IN_USE = [
     ('/proc/cmdline', 'root=mtd:config', 'config'),
     ('/proc/cmdline', 'ubi.mtd=rootfs,2048 root=ubi0:root', 'rootfs'),
     ('/proc/cmdline', 'ubi.mtd=3', 'config'),
+    ('/proc/cmdline', 'mtdoops.mtddev=kernel', 'kernel'),
     ('/sys/class/ubi/ubi1/mtd_num', '3', 'config'),
     ('/sys/class/ubi/ubi1/mtd_num', '13', None),
+    ('/sys/class/ubi/ubi1/mtd_num', '3' * 40, None),
     ('/proc/cmdline', 'init=3 mtdparts=nor:256k(boot),2M(kernel),4M(rootfs),1M(config) mtd2', None),
 ]
+# It ends with its output.
+ENDLESS = [('& uart send 2 4107', 'uart2: 9600 baud'), ('uart listen 2 9600', 0, None)]
 STREAMS = ('key', 'uart listen')
-TEXTS = ('help', '--man', '--completion', 'flash dump')
+TEXTS = ('help', ' -h', '--man', '--completion', 'flash dump')
 # How a result is lost: on a full disk, with no output, with no messages either, in a broken pipe.
 LOST = ['f', 'o', 'om', 'p']
 
@@ -365,8 +435,8 @@ class Bench:
         if 'UPDATE' in os.environ:
             with open(place, 'w', encoding='utf-8') as file:
                 file.write(self.transcript)
-        with open(place, encoding='utf-8') as file:
-            told, expected = self.transcript.splitlines(True), file.readlines()
+        with open(place, encoding='utf-8', newline='') as file:
+            told, expected = self.transcript.splitlines(True), file.read().splitlines(True)
         self.failed += told != expected
         for line in difflib.unified_diff(expected, told, place, 'told'):
             print(line, end='')
@@ -388,13 +458,15 @@ class Bench:
     def check_lost(self, cases):
         """A result that does not arrive is a failure, and is found nowhere else."""
         os.symlink('/dev/full', self.folder + '/board/root/opt/sav/full')
-        for number, ((command, status, expected, *_), meanwhile) in enumerate(self.rows(cases)):
+        rows = self.rows(ENDLESS * (cases is CASES) + cases)
+        for number, ((command, status, expected, *_), meanwhile) in enumerate(rows):
             how = LOST[number % len(LOST)]
             result = self.run(command, meanwhile, how)
             lost = status == 0 and expected != ''
             good = result[0] == (1 if lost else status) and result[1] == ''
             if lost and 'm' not in how:
-                good &= result[2].endswith(' cannot be written\n')
+                good &= result[2].endswith('boardctl: the %s cannot be written\n' % (
+                    'copy' if command.startswith('flash dump') else 'output'))
             self.expect(good, command + ' ' + how, result)
 
     def check_use(self):
@@ -406,22 +478,28 @@ class Bench:
                     content.write(text + '\n' if name == file else 'nothing\n')
             for partition in ('kernel', 'rootfs', 'config'):
                 result = self.run('flash erase ' + partition)
+                self.transcript += result[2]
                 erased = 'flash: erase' in result[3]
                 good = (result[0] == 0) == erased == (partition != used)
                 self.expect(good, 'flash erase %s with %s in %s' % (partition, text, file), result)
         self.check([('--force flash erase boot', 0, '', 'flash: erase mtd0 0x0')])
-        os.unlink(self.folder + '/board/root/proc/mounts')
-        self.check([('flash erase kernel', 1, '/proc/mounts cannot be read')])
+        self.check([('! fault once opendir /sys/class/ubi 1 EACCES',),
+                    ('flash erase kernel', 1, '/sys/class/ubi cannot be read')])
+        for name in '/proc/cmdline', '/proc/mounts':
+            os.unlink(self.folder + '/board/root' + name)
+            self.check([('flash erase kernel', 1, name + ' cannot be read')])
+        self.compare('use')
 
 
 def main(vboard, programs):
-    full = BOARD % os.path.dirname(TESTS)
+    full, mcu = (board % os.path.dirname(TESTS) for board in (BOARD, MCU_BOARD))
     failed = 0
     os.environ['TZ'] = 'CET-1CEST,M3.5.0,M10.5.0/3'
     with tempfile.TemporaryDirectory() as folder:
         for check in (Bench.check, Bench.check_json, Bench.check_lost):
             for name, board, cases in (('full', full, CASES), ('bare', BARE_BOARD, BARE_CASES),
-                                       ('mac', MAC_BOARD, MAC_CASES), ('zone', ZONE_BOARD, ZONE_CASES)):
+                                       ('mac', MAC_BOARD, MAC_CASES), ('mcu', mcu, MCU_CASES),
+                                       ('zone', ZONE_BOARD, ZONE_CASES)):
                 bench = Bench(vboard, programs, '%s/%s-%s' % (folder, name, check.__name__), board)
                 with bench.board:
                     check(bench, cases)
