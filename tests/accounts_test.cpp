@@ -169,6 +169,9 @@ TEST_F(AccountsTest, PppoeAccountIsReadBack) {
     std::string secrets, enable, answer;
   } kRows[] = {
       {"\"al\"\t*\t\"pw\"\n", "1", "0 al,pw,1"},
+      {"\"al\"\t*\t\"pw\"\n" + std::string(300, '#'), "1", "0 al,pw,1"},
+      {"al\t*\n", "1", "-1 ,,0"},
+      {"al\r* \"p\\\"\r\n", "1", "0 al,p\\,1"},
       {"\n al\n* \"\"pw\"\"\n", "1234\n", "0 al,\"pw\",123"},
       {"\"\"\t*\t\"\"\n", "", "0 ,,0"},
       {"al\t*\tpw *", "x", "0 al,pw,0"},
@@ -214,10 +217,22 @@ TEST_F(AccountsTest, DynamicDnsAccount) {
   EXPECT_EQ("0 dns.example.org,box.example.org,1", read());
   Put(kDdns, "hostname = h\nenable = 2\nddnsserverip = " + std::string(31, 'c') + "\n");
   EXPECT_EQ("0 " + std::string(31, 'c') + ",h,0", read());
-  Put(kDdns, "ddnsserverip = s\nhostname = h\n");
-  EXPECT_EQ("-1 s,h,0", read());
-  vboard::PlanFault("fopen", kDdns, EROFS, 1, true);
-  EXPECT_THAT(Call([&] { return NetWorkSetDdns(&config); }), testing::StartsWith("-1 LIBDVR"));
+  Put(kDdns, "ddnsserverip = s\nhostname = h\nenable = " + std::string(32, '1') + "\n");
+  EXPECT_EQ("-1 LIBDVR : Buffer length too short, must longer than 32\ns,h,0", read());
+  DdnsConfig full = {.enable = INT32_MIN, .host = {}, .server = {}};
+  test::Fill(full.host, std::string(96, 'h'));
+  test::Fill(full.server, std::string(36, 's'));
+  Put(kDdns, "");
+  EXPECT_EQ("0 ", Call([&] { return NetWorkSetDdns(&full); }));
+  EXPECT_EQ("ddnsserverip = " + std::string(36, 's') + "\nhostname = " + std::string(96, 'h') +
+                "\nenable = -2147483648\n",
+            Content(kDdns));
+  for (const unsigned key : {1U, 2U, 3U}) {  // is neither opened nor made
+    vboard::PlanFault("fopen", kDdns, EROFS, key, false);
+    vboard::PlanFault("fopen", kDdns, EROFS, key, false);
+    EXPECT_EQ("-1 LIBDVR : FILE -> Network/network.c, LINE -> 500: Open " + kDdns + " failed\n",
+              Call([&] { return NetWorkSetDdns(&config); }));
+  }
   EXPECT_EQ("-1 LIBDVR : Invalid parameter\n", Call([] { return NetWorkSetDdns(nullptr); }));
   EXPECT_EQ("-1 LIBDVR : Invalid parameter\n", Call([] { return NetWorkGetDdns(nullptr); }));
 }
@@ -235,12 +250,12 @@ TEST_F(AccountsTest, DialRouteGoesThroughACheckedAddressOnly) {
     EXPECT_EQ("-1 LIBDVR : Invalid parameter\n", set()) << text;
   }
   EXPECT_THAT(Events(), testing::IsEmpty());
-  Put(kDialIp, "10.64.0.254\nand more\n");
+  Put(kDialIp, "10.9.0.255\nand more\n");
   EXPECT_THAT(set(), testing::StartsWith("0 "));  // whatever the command says
-  EXPECT_STREQ("10.64.0.254", address);
-  EXPECT_EQ("command: route add default gw 10.64.0.254", Events().at(0));
+  EXPECT_STREQ("10.9.0.255", address);
+  EXPECT_EQ("command: route add default gw 10.9.0.255", Events().at(0));
   vboard::PlanFault("system", "", EAGAIN, 1, false);
-  EXPECT_EQ("-1 LIBDVR : route add default gw 10.64.0.254 faield\n", set());
+  EXPECT_EQ("-1 LIBDVR : route add default gw 10.9.0.255 faield\n", set());
 }
 
 }  // namespace

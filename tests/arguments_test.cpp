@@ -28,6 +28,8 @@ TEST_F(ArgumentsTest, NullPointersAreRefused) {
     std::function<int32_t()> call;
     std::string answer;
   } kRows[] = {
+      {"BootEnvMatchName", [] { return BootEnvMatchName(nullptr, "a=1"); }, "-1 "},
+      {"and its entry", [] { return BootEnvMatchName("a", nullptr); }, "-1 "},
       {"BootEnvGet", [&] { return BootEnvGet(nullptr, text, 1); }, "-1 "},
       {"BootEnvForEach", [] { return BootEnvForEach(nullptr, nullptr); }, "-1 "},
       {"BootEnvSet", [] { return BootEnvSet(nullptr, "1"); }, "-1 "},
@@ -55,6 +57,13 @@ TEST_F(ArgumentsTest, NullPointersAreRefused) {
       {"NetWorkWriteKey", [] { return NetWorkWriteKey(nullptr, "IP", "1"); }, "-1 " + invalid},
       {"and its key", [] { return NetWorkWriteKey("x", nullptr, "1"); }, "-1 " + invalid},
       {"and its value", [] { return NetWorkWriteKey("x", "IP", nullptr); }, "-1 " + invalid},
+      {"NetWorkCheckDevice", [] { return NetWorkCheckDevice(nullptr); }, "-1 " + invalid},
+      {"NetWorkGetConfigFileName", [&] { return NetWorkGetConfigFileName(nullptr, text, 64); },
+       "-1 " + invalid},
+      {"and its text", [] { return NetWorkGetConfigFileName("eth0", nullptr, 64); },
+       "-1 " + invalid},
+      {"NetWorkGetKeyNameFromType", [] { return NetWorkGetKeyNameFromType(HOSTIP, nullptr, 32); },
+       "-1 " + invalid},
       {"NetWorkSetPriority", [] { return NetWorkSetPriority(nullptr); }, "-1 " + invalid},
       {"NetWorkGetPriorityDevice", [] { return NetWorkGetPriorityDevice(nullptr); },
        "-1 " + invalid},

@@ -82,7 +82,7 @@ TEST_F(DialupTest, FilesAreWrittenAndReadBack) {
        "a\"\\s@b\\\\T",
        "'1\\136Q-#2\\s"},
       // No field can add a line.
-      {Config(2, 3, {"a\nISP:1", "9\rAT", "al\nconnect /bin/sh", "pw\tx"}),
+      {Config(2, 3, {"a\nISP:1", "9\rAT", "al\nconnect /bin/sh", "pw\x7fx"}),
        "unknow",
        {"a", "9", "al", "pw"}},
   };
@@ -154,15 +154,18 @@ TEST_F(DialupTest, RecordIsReadBack) {
   EXPECT_EQ("-1 open file " + kSummary + " filed !!\n0 9  ", Get());
   Put(kSummary, "TYPE:wcdma\n");
   EXPECT_EQ("-1 open file " + kEnable + " failed !!\n0 9  ", Get());
+  const std::string wrong = "LIBSYS:3G mode error !! please check !!\n";
   const struct {
-    const char *summary, *enable, *answer;
+    const char *summary, *enable;
+    std::string answer;
   } kRows[] = {
       {"TYPE:wcdma\nAPN:a\nISP:1\n", "1\n", "0 1 0 a 1"},
-      {"ISP:1\nnothing\nAPN:\nTYPE:td-scdma\n", " 42 \n", "0 42 2  1"},
+      {"ISP:1\nnothing\nAPN:\nTYPE:td-scdmX\n", " 42 \n", "0 42 2  1"},
       {"TYPE:wcdm\n", "", "0 0 0  "},
       {"TYPE:cdma200X\n", "x", "0 0 1  "},
       {"TYPE:unkno", "-1", "0 -1 3  "},
-      {"TYPE:gprs\nAPN:a\n", "1\n", "0 LIBSYS:3G mode error !! please check !!\n1 9 a "},
+      {"TYPE:wcdX\nTYPE:cdma20X\nTYPE:td-scdX\nTYPE:unknX\nAPN:a\n", "1\n",
+       "0 " + wrong + wrong + wrong + wrong + "1 9 a "},
   };
   for (const auto &row : kRows) {
     Put(kSummary, row.summary);

@@ -63,6 +63,7 @@ TEST_F(EthernetTest, TheLinkByBoardTypeAndInterface) {
   } kRows[] = {
       {kType0, "eth0", "", 0},
       {kType0, "eth0", "ifconfig eth0 down", -1},
+      {kType0, "eth0", "fault once popen - 1 EMFILE", -1},
       {kType0, "eth2", "network link eth0 down", -1},  // always asks about eth0
       {kType0, "eth9", "", 0},
       {kType2, "eth0", "", 0},
@@ -103,14 +104,20 @@ TEST_F(EthernetTest, TheLinkByBoardTypeAndInterface) {
 // Even where the message in front of it cannot be printed.
 TEST_F(EthernetTest, TheReasonOfAFailureIsTold) {
   Use({"eth1"});
-  vboard::PlanFault("socket", "AF_INET", EMFILE, 1, false);
   const auto fail = [] {
     setvbuf(stdout, nullptr, _IONBF, 0);
     dup2(STDOUT_FILENO, STDERR_FILENO);
     close(STDOUT_FILENO);
     return NetSetMode("eth1", 0);
   };
-  EXPECT_EQ(test::InChild(fail).printed, "Cannot get control socket: Too many open files\n");
+  const std::tuple<const char *, const char *, unsigned, std::string> kRows[] = {
+      {"socket", "AF_INET", 1, "Cannot get control socket"},
+      {"ioctl", "SIOCETHTOOL", 1, "ioctl"},
+      {"ioctl", "SIOCETHTOOL", 2, "ioctl"}};
+  for (const auto &[call, path, nth, told] : kRows) {
+    vboard::PlanFault(call, path, EMFILE, nth, false);
+    EXPECT_EQ(test::InChild(fail).printed, told + ": Too many open files\n");
+  }
   vboard::PlanFault("ioctl", "SIOCGIFHWADDR", EPERM, 1, false);
   const auto ask = [] {
     dup2(STDOUT_FILENO, STDERR_FILENO);
@@ -159,7 +166,7 @@ TEST_F(EthernetTest, TheModeIsThatOfTheSystemUnlessTheFileHoldsOneThatCanBeSet) 
       {"autoneg = false\nspeed = 10", "2", 2, 2, 2, ""},
       {"autoneg = false\nspeed = 100\nfull_duplex = false", "3", 3, 3, 3, ""},
       {"autoneg = false\nspeed = 100", "4", 4, 4, 4, ""},
-      {"autoneg = false\nspeed = 1000", "6", 1, 1, 1, ""},
+      {"autoneg = false\nspeed = 0\nfull_duplex = false", "6", 1, 1, 1, ""},
       {"autoneg = false\nspeed = 10", "", 2, 0, 0, ""},
       {kAutomatic, "7", 0, 2, 2, ""},
       {"autoneg = false\nspeed = 10", "\xda", 2, 0, 0, ""},  // as the clock chip gives it
@@ -230,6 +237,10 @@ int32_t SetGateway() {
 int32_t SetMode() {
   return NetSetMode("eth1", 4);
 }
+int32_t GetMode() {
+  int32_t mode = 0;
+  return NetGetMode("eth1", &mode);
+}
 int32_t GetMac() {
   char text[18];
   return NetWorkGetMACAddress("eth1", text, sizeof text);
@@ -261,6 +272,7 @@ TEST_F(EthernetTest, EveryCallThatFailsIsReportedAndEndsTheOperation) {
       {"ioctl", "SIOCADDRT", 2, SetGateway, At(1628, noRoute)},
       {"socket", "AF_INET", 1, SetMode, "LIBDVR : NetSetMode socket failed\n"},
       {"ioctl", "SIOCETHTOOL", 1, SetMode, "LIBDVR :  NetSetMode: ioctl SIOCETHTOOL failed\n"},
+      {"ioctl", "SIOCETHTOOL", 1, GetMode, "LIBDVR :  NetSetMode: ioctl SIOCETHTOOL failed\n"},
       {"ioctl", "SIOCETHTOOL", 2, SetMode, "LIBDVR : NetSetMode : ioctl SIOCETHTOOL failed\n"},
   };
   for (const auto &row : kRows) {
@@ -295,6 +307,8 @@ TEST_F(EthernetTest, TheLastDeviceListedDecidesOnThePriority) {
     EXPECT_EQ(Settings(), row.priority);
     EXPECT_EQ(NetWorkGetPriorityDevice(text), row.preferred != nullptr ? 0 : -1);
     EXPECT_STREQ(text, row.preferred != nullptr ? row.preferred : row.list);
+    EXPECT_THAT(test::Printed([] { EXPECT_EQ(NetWorkSetPriority("eth2"), 0); }),
+                EndsWith("LIBDVR : NetWorkSaveAttributes eth2 failed\n"));
   }
 }
 

@@ -175,6 +175,9 @@ TEST_F(InterfaceTest, ASetThatFailsLeavesEverythingAsItWas) {
   const std::string without = state();
   Shell(BOARDCTL " net set eth1 10.5.0.2 255.0.0.0 10.1.0.1");
   EXPECT_EQ(state(), without);
+  Shell("seq -f 'route add 10.8.9.%g dev eth0' 65 | ip -batch -");  // more than it can hold
+  EXPECT_THAT(Shell(BOARDCTL " net set eth0 10.1.3.4 255.255.0.0"),
+              HasSubstr("settings cannot be read\n"));
 }
 
 TEST_F(InterfaceTest, WhatIsWrongIsRefusedBeforeAnythingChanges) {
@@ -220,6 +223,7 @@ TEST_F(InterfaceTest, WhatIsWrongIsRefusedBeforeAnythingChanges) {
       {"LIBDVR :  NetSetMode: ioctl SIOCETHTOOL failed\n", [] { return NetSetMode("eth9", 0); }},
       {"LIBDVR : NetGetMode: Invalid parameter\n", [&] { return NetGetMode("eth9", &number); }},
   };
+  Shell("ip link add eth056789012345 type veth peer name peer9");
   const std::string before = Shell("ip link; ip -4 address; ip -4 route");
   for (const auto &row : kRows) {
     SCOPED_TRACE(&row - kRows);
@@ -270,7 +274,10 @@ TEST_F(InterfaceTest, TheDevicesAreListed) {
 
   char text[13];
   int32_t count = 0;
-  const auto list = [&](int32_t length) { return NetGetEthNameList(text, length, &count); };
+  const auto list = [&](int32_t length) {
+    count = 9;
+    return NetGetEthNameList(text, length, &count);
+  };
   Call(0, [&] { return list(sizeof text); });
   EXPECT_EQ(text, Shell("grep -o 'eth[02]' /proc/net/dev | sed 's/$/::/' | tr -d '\\n'"));
   EXPECT_EQ(count, 2);
@@ -291,7 +298,7 @@ TEST_F(InterfaceTest, TheDevicesAreListed) {
   Shell("ip link delete eth3");
   EXPECT_EQ(Call(0, [&] { return NetWorkGetPriorityDevice(text); }), "");
   EXPECT_STREQ(text, "eth0");
-  Call(0, [&] { return list(sizeof text); });
+  Call(0, [&] { return list(10); });
   EXPECT_STREQ(text, "eth0::");  // although there is none but eth1
   EXPECT_EQ(count, 1);
 
@@ -300,6 +307,9 @@ TEST_F(InterfaceTest, TheDevicesAreListed) {
   EXPECT_EQ(Call(0, [&] { return list(sizeof text); }),
             At(2072, "ERR: open file /proc/net/dev failed!\n"));
   EXPECT_STREQ(text, "eth0");
+  EXPECT_EQ(count, 1);
+  EXPECT_EQ(Call(-1, [&] { return NetWorkGetPriorityDevice(text); }),
+            gone + "LIBDVR : NetGetEthName\n");
   EXPECT_EQ(Call(-1, [] { return NetWorkSetPriority("eth1"); }), gone + "LIBDVR : NetGetEthName\n");
   EXPECT_EQ(Call(-1, [] { return NetWorkSetInterface("eth1", 2, "10.0.0.1"); }),
             gone + At(1542, "No netword device\n"));
