@@ -308,6 +308,17 @@ INSTANTIATE_TEST_SUITE_P(
                    "prepare = [\"fault once mount /dev/mtdblock1 1 EIO\"]\n",
                kDirectBoard, Replaced(kMounted, "mtdblock3", "mtdblock1") + kNoLog + kDirectStart,
                -1},
+        // Nobody can tell where the next sector begins.
+        Detour{"NoSectorSize",
+               Start(kStart, "\"wait command: reboot\"") +
+                   "prepare = [\"fault once mount /dev/mtdblock1 1 EIO\"]\n",
+               kDirectBoard + "[files.root]\n\"/proc/mtd\" = \"mtd0: 40000 0 \\\"boot\\\"\\n"
+                              "mtd1: 40000 0 \\\"config\\\"\\n\"\n",
+               "LIBDVR : FlashGetSectorSize failed\n"
+               "LIBDVR : Can't get flashsectsize, initialize : 131072\n"
+               "* flash: erase mtd1 0x0 +0x10000\n"
+               "* command: reboot\n",
+               -1},
         // Nobody is left to supervise.
         Detour{
             "NoChild",
@@ -321,12 +332,13 @@ INSTANTIATE_TEST_SUITE_P(
             "* sleep: 100 s\n",
             -1},
         Detour{"NoScanner",
-               Start(kStart, "\"wait ThreadCreate\"") +
+               Start(kStart, "\"wait exit: status 255\"") +
                    "prepare = [\"fault once pthread_create - 1 EAGAIN\"]\n",
                test::SmallBoard(4, 4, kPrograms + "\"/var/Vantor\" = \"handback\"\n"),
                "begin to read Frontboard\n"
                "* fault: pthread_create : Resource temporarily unavailable\n"
-               "LIBDVR : FILE -> sentrel, LINE -> 480: ThreadCreate failed\n",
+               "LIBDVR : FILE -> sentrel, LINE -> 480: ThreadCreate failed\n"
+               "* exit: status 255\n",
                0},
         // Without the folder Config the flag file cannot be made.
         Detour{"NoFlagFile", Start(kStart, kExit),
@@ -354,6 +366,7 @@ TEST_F(LauncherTest, Oem6KeysComeUntranslatedAndTheSupervisorThenWaitsForGood) {
     return test::Waiting("/dev/ttyAMA2");
   };
   EXPECT_EQ(0, unreadAfter("frontboard send ff1a0c01"));  // no service key: read, and read on
+  EXPECT_EQ(0, unreadAfter("frontboard send fe010c01"));  // nor this
   EXPECT_EQ(0, unreadAfter("frontboard send ff010c01"));  // a translation would have changed it
   EXPECT_EQ(4, unreadAfter("frontboard send ff1afe01"));
   machine.Run(200);
@@ -418,9 +431,12 @@ TEST_F(LauncherTest, RestartsLeaveNothingBehind) {
     EXPECT_EQ(1U, now.size());
     if (round <= 2) first = now;
     EXPECT_EQ(first, now);
+    // The last time twice: the second is read before the next scanner has begun.
+    if (round == 4) vboard::Act("ir send 12 1");
     ASSERT_TRUE(machine.Act("ir send 12 1", kPatience));
     ASSERT_TRUE(machine.WaitFor("start: /var/Vantor", kPatience));
   }
+  EXPECT_TRUE(machine.WaitFor("start: /var/Vantor", kPatience));
 }
 
 TEST_F(LauncherTest, ACaptureTakesNoMoreDescriptors) {
@@ -434,6 +450,8 @@ TEST_F(LauncherTest, ACaptureTakesNoMoreDescriptors) {
     ASSERT_TRUE(machine.WaitFor("sleep: 3 s", kPatience));
     processes[captured] = Processes();
     machine.Stop();
+    const std::string stick = vboard::ReadFile(vboard::Folder() + "/disks/scsi-stick/printf.txt");
+    EXPECT_EQ(captured, stick.find("quillon is running") != std::string::npos);
   }
   EXPECT_EQ(processes[0], processes[1]);
 }
