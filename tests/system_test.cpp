@@ -102,11 +102,13 @@ TEST_F(SystemTest, FanAndBuzzerOfTheMicrocontroller) {
   EXPECT_EQ(0, SystemFanControl(1));
   EXPECT_EQ(0, SystemFanControl(2));  // only bit 0 counts
   EXPECT_EQ(5, SystemBeep(0, 100));
-  const auto at = [](const char *rest) {
-    return Times(std::string("uart1: sent ff 5a 0") + rest).at(0);
-  };
-  EXPECT_LE(at("5 01 01"), at("5 01 00"));
-  EXPECT_NEAR(0.1, at("4 01 00") - at("4 01 01"), 0.001);
+  EXPECT_THAT(Events(), testing::ElementsAre(testing::HasSubstr("fault"),
+                                             "uart1: sent ff 5a 05 01 01 (fan on)",
+                                             "uart1: sent ff 5a 05 01 00 (fan off)",
+                                             "uart1: sent ff 5a 04 01 01 (buzzer on)",
+                                             "uart1: sent ff 5a 04 01 00 (buzzer off)"));
+  const std::string buzzer = "uart1: sent ff 5a 04 01 0";
+  EXPECT_NEAR(Times(buzzer + "0").at(0) - Times(buzzer + "1").at(0), 0.1, 0.001);
   vboard::PlanFault("write", "/dev/ttyAMA1", EIO, 1, true);
   EXPECT_THAT(Printed([] { EXPECT_EQ(-1, SystemFanControl(0)); }),
               testing::EndsWith("LIBDVR : UartDeviceWrite 1 failed\n"));
