@@ -97,6 +97,7 @@ CASES = [
     ('! fault once read /dev/mtd1 1 EIO',),
     ('flash dump kernel', 1, 'cannot read the flash at 0x80040000'),
     ('--json flash dump config /opt/sav/copy', 0, {}),
+    ('flash dump config /opt/sav/full', 1, 'the copy cannot be written'),
     ('flash dump nowhere', 1, "there is no flash partition 'nowhere'"),
     ('flash erase boot', 1, "without 'boot' this board does not start: erase it with --force only"),
     ('! fault once ioctl /dev/mtd1 1 EIO',),
@@ -340,8 +341,9 @@ IN_USE = [
     ('/sys/class/ubi/ubi1/mtd_num', '3' * 40, None),
     ('/proc/cmdline', 'init=3 mtdparts=nor:256k(boot),2M(kernel),4M(rootfs),1M(config) mtd2', None),
 ]
-# It ends with its output.
-ENDLESS = [('& uart send 2 4107', 'uart2: 9600 baud'), ('uart listen 2 9600', 0, None)]
+# They end with their output.
+ENDLESS = [('& uart send 2 4107', 'uart2: 9600 baud'), ('uart listen 2 9600', 0, None),
+           ('! key press 6',), ('key', 0, None)]
 STREAMS = ('key', 'uart listen')
 TEXTS = ('help', ' -h', '--man', '--completion', 'flash dump')
 # How a result is lost: on a full disk, with no output, with no messages either, in a broken pipe.
@@ -367,6 +369,7 @@ class Bench:
                            programs_folder=programs)
         self.failed, self.transcript = 0, ''
         os.makedirs(folder + '/board/root/opt/sav/Config')  # as if mounted
+        os.symlink('/dev/full', folder + '/board/root/opt/sav/full')
         self.board.boot()
         self.board.after(1)
 
@@ -457,7 +460,6 @@ class Bench:
 
     def check_lost(self, cases):
         """A result that does not arrive is a failure, and is found nowhere else."""
-        os.symlink('/dev/full', self.folder + '/board/root/opt/sav/full')
         rows = self.rows(ENDLESS * (cases is CASES) + cases)
         for number, ((command, status, expected, *_), meanwhile) in enumerate(rows):
             how = LOST[number % len(LOST)]
