@@ -69,6 +69,7 @@ TEST_F(StandardDescriptorsTest, TheLibraryKeepsNoDeviceOpenAsOneNorForPrograms) 
       [] { return WatchdogStart() == 0; },
       [] { return NetWorkWriteKey("/tool/any", "PRIO", "1") == 0; },
       [] {
+        DvrReadBootParameters();
         pthread_t scanner;
         pthread_create(&scanner, nullptr, FrontScanProc, nullptr);
         while (test::Descriptors("/dev/Hi_IR") == 0) usleep(1000);
