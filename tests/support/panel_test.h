@@ -49,8 +49,8 @@ class PanelTest : public BoardTest {
  protected:
   PanelTest() { Keep(kKept); }
 
-  static inline const Paths kKept = {"/dev/hi_gpio", "/dev/gpioi2c", "/dev/ttyAMA1",
-                                     "/dev/ttyAMA2", "/dev/consoledev"};
+  static inline const Paths kKept = {"/dev/hi_gpio", "/dev/gpioi2c", "/dev/ttyAMA1", "/dev/ttyAMA2",
+                                     "/dev/consoledev"};
 
   // Runs the function in a process of its own on the open board, after the start-up that a
   // recorder application makes.
