@@ -1,12 +1,16 @@
 // These commands show the network interfaces and set their addresses.
 #include <arpa/inet.h>
+#include <errno.h>
 #include <stdint.h>
+#include <stdio.h>
 #include <string.h>
+#include <unistd.h>
 
 #include "boardctl/command.h"
 #include "boardctl/messages.h"
 #include "boardctl/network_backup.h"
 #include "boardctl/output.h"
+#include "boardctl/text_file.h"
 #include "libsys/network.h"
 
 namespace boardctl {
@@ -76,6 +80,37 @@ int Check(const Addresses &words) {
   return UsageError("'%s' is no other host in the network of %s", words.gateway, words.address);
 }
 
+bool IsReplaced(const char *line, const Addresses &words) {
+  return strstr(line, "HOSTIP") != nullptr || strstr(line, "SUBMASK") != nullptr ||
+         (words.gateway != nullptr && strstr(line, "GATEWAYIP") != nullptr);
+}
+
+bool WriteSettings(const char *path, TextFile &before, const Addresses &words) {
+  FILE *file = fopen(path, "we");
+  if (file == nullptr) return false;
+  char line[256];
+  while (before.ReadLine(line)) {
+    if (!IsReplaced(line, words)) fprintf(file, "%s\n", line);
+  }
+  fprintf(file, "HOSTIP = %s\nSUBMASK = %s\n", words.address, words.netmask);
+  if (words.gateway != nullptr) fprintf(file, "GATEWAYIP = %s\n", words.gateway);
+  const bool written = fflush(file) == 0 && fsync(fileno(file)) == 0;
+  return fclose(file) == 0 && written;
+}
+
+// The library writes a setting over its old line, and a longer one over the head of the next
+// setting too. So the file is made with room for the new ones, which are in it already then.
+bool MakeRoom(const char *name, const Addresses &words) {
+  char path[64], made[sizeof path + 4];
+  if (NetWorkGetConfigFileName(name, path, sizeof path) != 0) return false;
+  TextFile before(path);
+  if (!before && errno != ENOENT) return false;
+  snprintf(made, sizeof made, "%s.new", path);
+  if (WriteSettings(made, before, words) && rename(made, path) == 0) return true;
+  remove(made);
+  return false;
+}
+
 // The library does not tell what happens to the settings file, so it is read again.
 bool IsStored(const char *name, int32_t type, const char *expected) {
   char path[64], key[32], stored[kTextSize] = "";
@@ -86,6 +121,7 @@ bool IsStored(const char *name, int32_t type, const char *expected) {
 
 // Returns null when all went well, otherwise what went wrong.
 const char *Set(const char *name, const Addresses &words) {
+  if (!MakeRoom(name, words)) return "this could not be stored";
   if (NetWorkSetAddress(name, words.address, words.netmask, 1) != 0) {
     return "the interface does not take this address";
   }

@@ -218,20 +218,31 @@ CASES = [
     ('net set eth0 10.1.2.3 255.255.255.0 10.1.2.1', 0, ''),
     # Whichever step fails, everything is as it was.
     *[case for fault in ('ioctl SIOCSIFNETMASK 1', 'sendto eth0 1', 'ioctl SIOCADDRT 2',
-                         'fopen /opt/sav/Config/network 8')
+                         'fopen /opt/sav/Config/network 13')
       for case in (('! fault once %s EIO' % fault,),
                    ('net set eth0 172.16.100.200 255.255.0.0 172.16.0.1', 1, 'everything is as it was',
                     'route add default via 10.1.2.1 dev eth0'),
                    ('net show', 0, 'eth0           00:00:5e:00:53:01 10.1.2.3       255.255.255.0  10.1.2.1'),
                    ('nvram read 40 4', 0, '43             0x03\n'))],
+    *[case for fault in ('fopen /opt/sav/Config/network 2', 'fopen /opt/sav/Config/network.new 1',
+                         'fsync /opt/sav/Config/network.new 1', 'rename /opt/sav/Config/network.new 1')
+      for case in (('! fault once %s EIO' % fault,),
+                   ('net set eth0 172.16.100.200 255.255.0.0 172.16.0.1', 1,
+                    'this could not be stored; everything is as it was'))],
+    # Longer addresses push nothing aside, here or of the other settings.
+    ('net set eth0 172.16.100.200 255.255.255.128 172.16.100.129', 0, ''),
+    ('net show', 0, 'eth0           00:00:5e:00:53:01 172.16.100.200 255.255.255.128 172.16.100.129'),
+    ('net set eth0 10.1.2.3 255.255.255.0', 0, ''),
+    ('net show', 0, 'eth0           00:00:5e:00:53:01 10.1.2.3       255.255.255.0  172.16.100.129'),
+    ('net set eth0 10.1.2.3 255.255.255.0 10.1.2.1', 0, ''),
     # Nor does a step back that fails keep the others from being taken.
     *[case for forth, back in (('sendto eth0 1', 'ioctl SIOCADDRT 1'),
                                ('sendto eth0 1', 'ioctl SIOCSIFADDR 2'),
                                ('sendto eth0 1', 'ioctl SIOCSIFNETMASK 2'),
                                ('sendto eth0 1', 'ioctl SIOCSIFFLAGS 3'),
-                               ('sendto eth0 1', 'fopen /opt/sav/Config/network 7'),
-                               ('fopen /opt/sav/Config/network 8', 'ioctl SIOCADDRT 3'),
-                               ('fopen /opt/sav/Config/network 8', 'ioctl /dev/gpioi2c 50'))
+                               ('sendto eth0 1', 'fopen /opt/sav/Config/network 8'),
+                               ('fopen /opt/sav/Config/network 13', 'ioctl SIOCADDRT 3'),
+                               ('fopen /opt/sav/Config/network 13', 'ioctl /dev/gpioi2c 50'))
       for case in (('! fault once %s EIO' % forth,), ('! fault once %s EIO' % back,),
                    ('net set eth0 172.16.100.200 255.255.0.0 172.16.0.1', 1,
                     'what was there before could not be put back entirely'),
