@@ -64,6 +64,7 @@ TEST_F(DescriptionTest, DescriptionsNameFileLineAndKey) {
       {"summary = \"s\"\nkey = 1'\u043a'\n", ":2: outside of quotes"},
       {"summary = \"s\"\nkey = ['\u043a', { '\u043a' = 1 }]\n\u043a = 1\n",
        ":3: outside of quotes"},
+      {"summary = \"\"\"s \u00e4\\\n \u00e4\"\"\"\n", ":2: outside of quotes and behind a"},
       {"summary = \"s\"\n[ = 1\n", ":2: "},
       {"summary = \"s\"\nprepare = [\"dance\"]\n", ":2: 'prepare' has 'dance': no device"},
       {"summary = \"s\n", ":1: "},

@@ -26,14 +26,18 @@ void Complete(toml::table &description, toml::table &&base) {
   }
 }
 
-// Behind the text or comment that begins here.
+// Behind the text or comment that begins here; or where a backslash in it, by itself or over the
+// end of its line, is followed by what is not ASCII.
 size_t AfterQuoted(std::string_view text, size_t at) {
   if (text[at] == '#') return std::min(text.find('\n', at), text.size());
   const size_t quotes = text.find_first_not_of(text[at], at) >= at + 3 ? 3 : 1;
   const std::string_view mark = text.substr(at, quotes);
   for (at += quotes; at < text.size() && (quotes == 3 || text[at] != '\n'); ++at) {
     if (text.substr(at).starts_with(mark)) return at + quotes;
-    if (text[at] == '\\' && mark[0] == '"') ++at;
+    if (text[at] != '\\' || mark[0] != '"') continue;
+    const size_t next = text.find_first_not_of(" \t\r\n\v\f", at + 1);
+    if (next < text.size() && (text[next] & 0x80) != 0) return next;
+    ++at;
   }
   return std::min(at, text.size());
 }
@@ -71,7 +75,8 @@ class Places {
   std::string lists_;  // that are open: [ or {
 };
 
-// The parser's behaviour is undefined for what is not ASCII outside texts and comments.
+// The parser's behaviour is undefined for what is not ASCII outside texts and comments, and where a
+// text goes on behind a backslash.
 void RefuseOddCharacters(const std::string &path, std::string_view text) {
   if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
   Places places;
@@ -79,8 +84,9 @@ void RefuseOddCharacters(const std::string &path, std::string_view text) {
     if ((text[at] & 0x80) != 0) {
       const auto line =
           1 + std::count(text.begin(), text.begin() + static_cast<ptrdiff_t>(at), '\n');
-      throw DescriptionError(path + ":" + std::to_string(line) +
-                             ": outside of quotes there are only ASCII characters");
+      throw DescriptionError(
+          path + ":" + std::to_string(line) +
+          ": outside of quotes and behind a backslash there are only ASCII characters");
     }
     const char c = text[at];
     const bool quoted = c == '#' || (kQuotes.find(c) != kQuotes.npos && places.TakesTexts());
