@@ -59,8 +59,8 @@ fitted = false
 '''
 
 # Command, exit status, what the output or after a failure the messages hold or, for JSON, what the
-# output is, and what then happens on the board. A line with "!" acts on the board first; those with
-# "&" and "%" act or send a signal while the command runs, after an event.
+# output is, and what then happens on the board or, after a "-", does not. A line with "!" acts on the
+# board first; those with "&" and "%" act or send a signal while the command runs, after an event.
 CASES = [
     ('env set mode night', 0, '', 'flash: erase'),
     ('env get mode', 0, 'night\n'),
@@ -221,7 +221,7 @@ CASES = [
                          'fopen /opt/sav/Config/network 13')
       for case in (('! fault once %s EIO' % fault,),
                    ('net set eth0 172.16.100.200 255.255.0.0 172.16.0.1', 1, 'everything is as it was',
-                    'route add default via 10.1.2.1 dev eth0'),
+                    'route add default via 10.1.2.1 dev eth0', '-route del 10.1.2.0'),
                    ('net show', 0, 'eth0           00:00:5e:00:53:01 10.1.2.3       255.255.255.0  10.1.2.1'),
                    ('nvram read 40 4', 0, '43             0x03\n'))],
     *[case for fault in ('fopen /opt/sav/Config/network 2', 'fopen /opt/sav/Config/network.new 1',
@@ -436,7 +436,8 @@ class Bench:
                 good &= all(' missing: ' in line or ' exit: ' in line for line in events.splitlines())
             if 'verbose' not in command:
                 good &= 'hardware identifier' not in messages and (status != 0 or messages == '')
-            good &= result[0] == status and all(each in events for each in event)
+            good &= result[0] == status
+            good &= all((each[0] != '-') == (each.lstrip('-') in events) for each in event)
             self.expect(good, command, result)
             text = 'boardctl %s: %d\n%s%s' % (command, *result[:3])
             text = LONG_RUN.sub(lambda run: '%s{%d}' % (run[1], len(run[0])), text)
