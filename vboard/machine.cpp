@@ -89,14 +89,65 @@ std::string PlaceOf(const std::string &name) {
   return BelongsToBoard(name) ? PathOnBoard(name) : name;
 }
 
-// In a child, where nothing may go back to what the machine was doing.
-[[noreturn]] void Become(const std::string &program, const std::vector<std::string> &command,
-                         const std::array<int, 3> &standard) noexcept {
-  signal(SIGPIPE, SIG_DFL);  // which the machine itself ignores
-  for (int fd = 0; fd <= 2; ++fd) dup2(standard[static_cast<size_t>(fd)], fd);
-  close_range(3, ~0U, 0);
-  ExecuteOnBoard(program, command);
+std::vector<char *> Pointers(std::vector<std::string> &texts) {
+  std::vector<char *> list;
+  for (std::string &text : texts) list.push_back(text.data());
+  list.push_back(nullptr);
+  return list;
 }
+
+// This process's own, but for what leads to the board.
+std::vector<std::string> Environment() {
+  std::vector<std::string> variables = {"VBOARD_FOLDER=" + Folder(), "LD_PRELOAD=" + Preload()};
+  for (char **variable = environ; variable != nullptr && *variable != nullptr; ++variable) {
+    const std::string_view text = *variable;
+    if (text.starts_with("VBOARD_FOLDER=") || text.starts_with("LD_PRELOAD=")) continue;
+    variables.emplace_back(text);
+  }
+  return variables;
+}
+
+// All that a process needs to become a program on the board. It is made before there is the
+// process: nothing may be allocated there, which another thread may just have been doing here.
+class Execution {
+ public:
+  Execution(const std::string &program, const std::vector<std::string> &command)
+      : program_(program), start_(FindProgram(program, program, PlaceOf)) {
+    words_ = start_.words;
+    if (words_.empty()) words_ = {command[0]};
+    words_.insert(words_.end(), command.begin() + 1, command.end());
+    arguments_ = Pointers(words_);
+  }
+  Execution(const Execution &) = delete;
+  Execution &operator=(const Execution &) = delete;
+
+  [[noreturn]] void Become() const noexcept {
+    // The thread sanitizer cannot place its memory on kernels that scatter addresses widely.
+    personality(ADDR_NO_RANDOMIZE);
+    const char *refusal = start_.refusal.c_str(), *reason = "it is not on the board: it ";
+    if (start_.refusal.empty()) {
+      execve(start_.place.c_str(), arguments_.data(), environment_.data());
+      refusal = strerrordesc_np(errno);
+      reason = "";
+    }
+    dprintf(STDERR_FILENO, "vboard: %s: %s%s\n", program_.c_str(), reason, refusal);
+    _exit(127);
+  }
+
+  // In a child, where nothing may go back to what the machine was doing.
+  [[noreturn]] void BecomeWith(const std::array<int, 3> &standard) const noexcept {
+    signal(SIGPIPE, SIG_DFL);  // which the machine itself ignores
+    for (int fd = 0; fd <= 2; ++fd) dup2(standard[static_cast<size_t>(fd)], fd);
+    close_range(3, ~0U, 0);
+    Become();
+  }
+
+ private:
+  std::string program_;
+  Program start_;
+  std::vector<std::string> words_, variables_ = Environment();
+  std::vector<char *> arguments_, environment_ = Pointers(variables_);
+};
 
 // Takes leave of a child that has ended: its number, 0 where none has, -1 where none is left.
 pid_t TakeLeave(int *status) {
@@ -129,26 +180,7 @@ void KeepToOneProcessor() {
 }  // namespace
 
 void ExecuteOnBoard(const std::string &program, const std::vector<std::string> &command) {
-  // The thread sanitizer cannot place its memory on kernels that scatter addresses widely.
-  personality(ADDR_NO_RANDOMIZE);
-  setenv("VBOARD_FOLDER", Folder().c_str(), 1);
-  setenv("LD_PRELOAD", Preload().c_str(), 1);
-  Program start = FindProgram(program, program, PlaceOf);
-  if (start.words.empty()) start.words = {command[0]};
-  std::vector<char *> arguments;
-  for (std::string &word : start.words) arguments.push_back(word.data());
-  for (size_t i = 1; i < command.size(); ++i) {
-    arguments.push_back(const_cast<char *>(command[i].c_str()));
-  }
-  arguments.push_back(nullptr);
-  if (start.refusal.empty()) {
-    execv(start.place.c_str(), arguments.data());
-    start.refusal = strerror(errno);
-  } else {
-    start.refusal = "it is not on the board: it " + start.refusal;
-  }
-  fprintf(stderr, "vboard: %s: %s\n", program.c_str(), start.refusal.c_str());
-  _exit(127);
+  Execution(program, command).Become();
 }
 
 void Machine::RequestStop(int signal) {
@@ -204,13 +236,12 @@ void Machine::StartCommand() {
   PowerOn();
   Event("power: on, boot %u", State().boots.load());
   exitStatus_ = -1;
-  Preload();
+  const Execution execution(PathOnBoard(plan_.start[0]), plan_.start);
   fflush(nullptr);
   command_ = fork();
   // Here and there, so that the group is there for both from now on.
   setpgid(command_, command_);
-  if (command_ == 0)
-    Become(PathOnBoard(plan_.start[0]), plan_.start, {terminal_, terminal_, terminal_});
+  if (command_ == 0) execution.BecomeWith({terminal_, terminal_, terminal_});
   if (command_ < 0) throw std::runtime_error("no process for the board's command");
   NoteBirth();
   State().processGroup = command_;
@@ -223,12 +254,13 @@ pid_t Machine::StartBeside(const std::vector<std::string> &command, int output, 
     throw std::runtime_error(command[0] + ": no such program");
   }
   std::array<int, 3> standard = {terminal_, terminal_, terminal_};
+  const Execution execution(program, command);
   const int nothing = open("/dev/null", O_RDONLY | O_CLOEXEC);
   if (output >= 0) standard = {nothing, output, messages};
   fflush(nullptr);
   const pid_t child = fork();
   setpgid(child, command_);  // here and there, as with the command
-  if (child == 0) Become(program, command, standard);
+  if (child == 0) execution.BecomeWith(standard);
   close(nothing);
   if (child < 0) throw std::runtime_error("no process for " + command[0]);
   beside_[child] = -1;
