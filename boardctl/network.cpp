@@ -88,7 +88,7 @@ bool IsReplaced(const char *line, const Addresses &words) {
 bool WriteSettings(const char *path, TextFile &before, const Addresses &words) {
   FILE *file = fopen(path, "we");
   if (file == nullptr) return false;
-  char line[256];
+  char line[4096];  // as long as a file of which there is a backup
   while (before.ReadLine(line)) {
     if (!IsReplaced(line, words)) fprintf(file, "%s\n", line);
   }
