@@ -5,7 +5,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <fstream>
-#include <map>
 #include <memory>
 #include <optional>
 #include <thread>
@@ -35,6 +34,7 @@ struct Options {
   campaign::Choice choice;
   std::string shard = "0/1";
   unsigned jobs = std::max(1U, std::thread::hardware_concurrency());
+  std::string trials;
   std::string results;
   std::string trial;
   std::vector<std::string> files;
@@ -78,25 +78,30 @@ std::vector<Task> Left(std::vector<Task> tasks, const std::optional<campaign::Re
   return tasks;
 }
 
-Status Play(const std::vector<Task> &tasks, campaign::Site &site, const Folders &folders,
+// What goes to a worker, and comes back with its answer. No kind has a blank.
+std::string TextOf(const Task &task) {
+  return task.kind + ' ' + task.trial;
+}
+
+Task ReadTask(const std::string &text) {
+  const size_t blank = text.find(' ');
+  return {text.substr(0, blank), text.substr(blank + 1)};
+}
+
+Status Play(const std::vector<Task> &tasks, campaign::Workers &workers,
             std::optional<campaign::ResultFile> &file) {
-  std::map<std::string, std::string> kinds;
-  for (const Task &task : tasks) kinds[task.trial] = task.kind;
-  campaign::Workers workers(options.jobs, [&](unsigned worker, const std::string &trial) {
-    site.MoveTo(folders[worker]);
-    return campaign::LineOf(campaign::PlayTask(site, {kinds[trial], trial}));
-  });
   signal(SIGINT, [](int) { stopped = 1; });
   signal(SIGTERM, [](int) { stopped = 1; });
   campaign::Progress progress(tasks.size());
   size_t taken = 0;
   const auto next = [&] {
-    return stopped != 0 || taken == tasks.size() ? "" : tasks[taken++].trial;
+    return stopped != 0 || taken == tasks.size() ? "" : TextOf(tasks[taken++]);
   };
-  workers.Do(next, kLongestTrial, [&](const std::string &trial, const std::string &answer) {
+  workers.Do(next, kLongestTrial, [&](const std::string &text, const std::string &answer) {
+    const auto [kind, trial] = ReadTask(text);
     const Result result =
         answer.empty()
-            ? Result{kinds[trial], trial, kLongestTrial, {{campaign::kMachinery, "no answer"}}, ""}
+            ? Result{kind, trial, kLongestTrial, {{campaign::kMachinery, "no answer"}}, ""}
             : campaign::ReadResult(answer);
     if (!result.broken.empty()) {
       progress.Clear();
@@ -109,16 +114,26 @@ Status Play(const std::vector<Task> &tasks, campaign::Site &site, const Folders 
   return progress.Broken() == 0 && stopped == 0 ? kHolds : kBroken;
 }
 
+// The workers come before what is as long as the campaign, its trials and its results: each program
+// that one starts is first a copy of the worker, and takes the longer the more the worker holds.
 Status Run() {
-  options.choice.shard = campaign::ReadShard(options.shard);
-  if (!options.results.empty()) campaign::ReadResults(options.results);  // or nothing is played
+  campaign::Choice &choice = options.choice;
+  choice.shard = campaign::ReadShard(options.shard);
+  if (!options.trials.empty()) choice.listed = campaign::ReadTrials(options.trials);
+  // A file that is none is told before anything is played.
+  if (!options.results.empty()) campaign::ReadResults(options.results, [](const Result &) {});
   StartUnderGuard();
   const Folders folders(options.jobs);
   campaign::Site site(folders[0]);
-  const std::vector<Task> tasks = campaign::TasksOf(options.choice, site);
+  campaign::SurveyBoards(choice, site);
+  campaign::Workers workers(options.jobs, [&](unsigned worker, const std::string &task) {
+    site.MoveTo(folders[worker]);
+    return campaign::LineOf(campaign::PlayTask(site, ReadTask(task)));
+  });
+  const std::vector<Task> tasks = campaign::TasksOf(choice, site);
   std::optional<campaign::ResultFile> file;
   if (!options.results.empty()) file.emplace(options.results);
-  return Play(Left(tasks, file), site, folders, file);
+  return Play(Left(tasks, file), workers, file);
 }
 
 // What the trial itself does is marked.
@@ -179,7 +194,7 @@ void AddCommands(CLI::App &app, Status &status) {
   run->add_option("--random", choice.extent.random, "random trials of each board")
       ->capture_default_str();
   run->add_flag("--every", choice.extent.every, "all of the calls that boards repeat, not some");
-  run->add_option("--trials", choice.trials, "play those that a file lists, one in each line");
+  run->add_option("--trials", options.trials, "play those that a file lists, one in each line");
   run->add_option("--shard", options.shard, "I/N: each Nth trial from the Ith on, from 0");
   run->add_option("--jobs", options.jobs, "trials at a time")->check(CLI::Range(1, 1024));
   run->add_option("--results", options.results, "file of results; what it has is not played again");

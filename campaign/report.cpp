@@ -230,11 +230,11 @@ std::vector<Result> MergeResults(const std::vector<std::string> &files) {
   std::map<std::string, Result> merged;
   for (const std::string &file : files) {
     if (!std::filesystem::exists(file)) throw std::runtime_error(file + ": is not there");
-    for (Result &result : ReadResults(file)) {
+    ReadResults(file, [&](const Result &result) {
       const auto known = merged.find(result.trial);
       // A rule that broke once is not forgotten for a file in which it held.
       if (known == merged.end() || known->second.broken.empty()) merged[result.trial] = result;
-    }
+    });
   }
   std::vector<Result> results;
   results.reserve(merged.size());

@@ -58,8 +58,7 @@ void CheckHead(const std::string &line) {
 
 }  // namespace
 
-std::vector<Result> ReadResults(const std::string &path) {
-  std::vector<Result> results;
+void ReadResults(const std::string &path, const std::function<void(const Result &)> &visit) {
   std::ifstream file(path, std::ios::binary);
   std::string line;
   for (int number = 1; std::getline(file, line) && !file.eof(); ++number) {
@@ -67,17 +66,16 @@ std::vector<Result> ReadResults(const std::string &path) {
       if (number == 1) {
         CheckHead(line);
       } else {
-        results.push_back(ReadResult(line));
+        visit(ReadResult(line));
       }
     } catch (const std::runtime_error &error) {
       throw std::runtime_error(path + ":" + std::to_string(number) + ": " + error.what());
     }
   }
-  return results;
 }
 
 ResultFile::ResultFile(const std::string &path) : path_(path) {
-  for (const Result &result : ReadResults(path)) known_.insert(result.trial);
+  ReadResults(path, [this](const Result &result) { known_.insert(result.trial); });
   DropUnfinishedLine();
   file_ = fopen(path.c_str(), "ae");
   if (file_ == nullptr) throw std::runtime_error(path + ": " + strerror(errno));

@@ -1,6 +1,7 @@
 // The results of trials: a file of JSON lines, the first of which says what the others are.
 #pragma once
 
+#include <functional>
 #include <set>
 #include <string>
 #include <vector>
@@ -25,10 +26,10 @@ std::string LineOf(const Result &result);
 // Throws std::runtime_error.
 Result ReadResult(const std::string &line);
 
-// Reads a file of results; one that is not there has none. A last line that was not written to its
-// end is left out. Throws std::runtime_error, with file and line, for another version or what is no
-// result.
-std::vector<Result> ReadResults(const std::string &path);
+// Visits the results of a file, one after the other; one that is not there has none. A last line
+// that was not written to its end is left out. Throws std::runtime_error, with file and line, for
+// another version or what is no result.
+void ReadResults(const std::string &path, const std::function<void(const Result &)> &visit);
 
 // Adds results to a file, which is made when it is not there; a last line that was not written to
 // its end goes. Throws std::runtime_error.

@@ -18,9 +18,11 @@ namespace {
 constexpr char kListed[] = "listed";  // the kind of trials that a file lists
 
 std::vector<std::string> BoardsOf(const Choice &choice) {
-  if (choice.boards.empty()) return Boards();
   for (const std::string &board : choice.boards) FindBoard(board);
-  return choice.boards;
+  if (!choice.listed) return choice.boards.empty() ? Boards() : choice.boards;
+  std::set<std::string> boards;
+  for (const Task &task : *choice.listed) boards.insert(ReadTrial(task.trial).board);
+  return {boards.begin(), boards.end()};
 }
 
 std::vector<Kind> KindsOf(const Choice &choice) {
@@ -32,25 +34,6 @@ std::vector<Kind> KindsOf(const Choice &choice) {
     kinds.push_back(*found);
   }
   return kinds.empty() ? Kinds() : kinds;
-}
-
-std::vector<Task> ReadTrials(const std::string &path, Site &site) {
-  std::vector<Task> tasks;
-  std::set<std::string> boards;
-  std::ifstream file(path);
-  if (!file) throw std::invalid_argument(path + ": " + strerror(errno));
-  std::string line;
-  for (int number = 1; std::getline(file, line); ++number) {
-    if (line.empty() || line[0] == '#') continue;
-    try {
-      boards.insert(ReadTrial(line).board);
-    } catch (const std::invalid_argument &error) {
-      throw std::invalid_argument(path + ":" + std::to_string(number) + ": " + error.what());
-    }
-    tasks.push_back({kListed, line});
-  }
-  for (const std::string &board : boards) site.SurveyOf(board);
-  return tasks;
 }
 
 std::vector<Task> AllTasks(const Choice &choice, Site &site) {
@@ -80,9 +63,30 @@ Shard ReadShard(const std::string &text) {
   return shard;
 }
 
+std::vector<Task> ReadTrials(const std::string &path) {
+  std::vector<Task> tasks;
+  std::ifstream file(path);
+  if (!file) throw std::invalid_argument(path + ": " + strerror(errno));
+  std::string line;
+  for (int number = 1; std::getline(file, line); ++number) {
+    if (line.empty() || line[0] == '#') continue;
+    try {
+      ReadTrial(line);
+    } catch (const std::invalid_argument &error) {
+      throw std::invalid_argument(path + ":" + std::to_string(number) + ": " + error.what());
+    }
+    tasks.push_back({kListed, line});
+  }
+  return tasks;
+}
+
+void SurveyBoards(const Choice &choice, Site &site) {
+  KindsOf(choice);
+  for (const std::string &board : BoardsOf(choice)) site.SurveyOf(board);
+}
+
 std::vector<Task> TasksOf(const Choice &choice, Site &site) {
-  const std::vector<Task> all =
-      choice.trials.empty() ? AllTasks(choice, site) : ReadTrials(choice.trials, site);
+  const std::vector<Task> all = choice.listed ? *choice.listed : AllTasks(choice, site);
   std::vector<Task> tasks;
   for (size_t i = choice.shard.index; i < all.size(); i += choice.shard.count) {
     tasks.push_back(all[i]);

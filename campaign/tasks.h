@@ -3,6 +3,7 @@
 
 #include <stdint.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,16 +26,22 @@ struct Shard {
 struct Choice {
   std::vector<std::string> kinds, boards;
   Extent extent;
-  std::string trials;  // a file with a trial in each line, instead of all that
+  std::optional<std::vector<Task>> listed;  // instead of all that
   Shard shard;
 };
 
 // Reads "I/N". Throws std::invalid_argument.
 Shard ReadShard(const std::string &text);
 
+// Reads a file with a trial in each line. Throws std::invalid_argument.
+std::vector<Task> ReadTrials(const std::string &path);
+
 // Plays every board that is chosen without disturbance: that is how its trials are found, and what
-// they are compared with. Throws std::invalid_argument for a kind, a board or a trial that there is
-// not, before that.
+// they are compared with. Throws std::invalid_argument for a kind or a board that there is not,
+// before that.
+void SurveyBoards(const Choice &choice, Site &site);
+
+// Of boards that were surveyed. Throws std::invalid_argument.
 std::vector<Task> TasksOf(const Choice &choice, Site &site);
 
 }  // namespace campaign
