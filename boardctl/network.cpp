@@ -95,7 +95,7 @@ bool WriteSettings(const char *path, TextFile &before, const Addresses &words) {
   fprintf(file, "HOSTIP = %s\nSUBMASK = %s\n", words.address, words.netmask);
   if (words.gateway != nullptr) fprintf(file, "GATEWAYIP = %s\n", words.gateway);
   const bool written = fflush(file) == 0 && ferror(file) == 0 && fsync(fileno(file)) == 0;
-  return fclose(file) == 0 && written;
+  return fclose(file) == 0 && written && !before.Failed();
 }
 
 // The library writes a setting over its old line, and a longer one over the head of the next

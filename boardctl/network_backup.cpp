@@ -94,7 +94,7 @@ bool RouteList::Read() {
     if (count_ == lines_.size()) return false;
     lines_[count_++] = line;
   }
-  return true;
+  return !file.Failed();
 }
 
 bool NetworkBackup::File::Read(const char *path) {

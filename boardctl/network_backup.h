@@ -22,7 +22,8 @@ struct RouteLine {
 
 class RouteList {
  public:
-  // Reads the routes of all interfaces. Returns false when there are more than fit.
+  // Reads the routes of all interfaces. Returns false when there are more than fit, or one cannot
+  // be read.
   bool Read();
   std::span<const RouteLine> Lines() const { return std::span(lines_).first(count_); }
 

@@ -77,13 +77,12 @@ bool IsOnCommandLine(const Partition &partition, char *by, size_t size) {
 
 bool IsMounted(const Partition &partition, char *by, size_t size) {
   TextFile file("/proc/mounts");
-  if (!file) return snprintf(by, size, "/proc/mounts cannot be read") > 0;
   char line[512], source[128], point[128];
   while (file.ReadLine(line)) {
     if (sscanf(line, "%127s %127s", source, point) != 2) continue;
     if (IsDevice(source, partition)) return snprintf(by, size, "mounted on %s", point) > 0;
   }
-  return false;
+  return (!file || file.Failed()) && snprintf(by, size, "/proc/mounts cannot be read") > 0;
 }
 
 bool Holds(const char *ubiDevice, const Partition &partition) {

@@ -24,6 +24,9 @@ class TextFile {
   // false when there is none.
   bool ReadLine(std::span<char> buffer);
 
+  // Whether a line was the last because the next one could not be read.
+  bool Failed() const { return file_ != nullptr && ferror(file_) != 0; }
+
  private:
   FILE *file_;
 };

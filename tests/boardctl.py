@@ -163,6 +163,8 @@ class Bench:
         for name in '/proc/cmdline', '/proc/mounts':
             os.unlink(self.folder + '/board/root' + name)
             self.check([('flash erase kernel', 1, name + ' cannot be read')])
+            os.mkdir(self.folder + '/board/root' + name)  # it opens, and does not read
+            self.check([('flash erase kernel', 1, name + ' cannot be read')])
         self.compare('use')
 
 
